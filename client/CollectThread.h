@@ -1,0 +1,81 @@
+#ifndef COLLECTTHREAD_H
+#define COLLECTTHREAD_H
+
+// The host's collector interface. Host and plugin each compile this
+// declaration; member order, virtual order and signal/slot order are part of
+// the binary contract between them and must not change.
+
+#include <QMap>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QString>
+#include <QStringList>
+#include <QThread>
+#include <QVariant>
+
+#include "hostinterface_export.h"
+
+class CollectView;
+
+class HOSTINTERFACE_EXPORT CollectThread : public QThread
+{
+    Q_OBJECT
+public:
+    explicit CollectThread(QObject* parent = nullptr) : QThread(parent) {}
+
+    // Fills the device information map with one key, under the information lock.
+    void flushUpsInfo(QString key, QVariant value)
+    {
+        QMutexLocker locker(&m_infoLock);
+        m_upsInfo.insert(key, value);
+    }
+
+    // Every point of `data` under its decimal id; entries not in `data` stay.
+    void flushData(QMap<int, QVariant> data)
+    {
+        QMutexLocker locker(&m_infoLock);
+        for (auto it = data.constBegin(); it != data.constEnd(); ++it)
+            m_upsInfo.insert(QString::number(it.key(), 10), it.value());
+    }
+
+    QString m_devName;
+    int m_protocol = 0;
+    int m_interval = 0;
+    int m_retries = 0;
+    int m_failCount = 0;
+    QString m_ipAddr;
+    int m_tcpPort = 0;
+    QString m_manufacturer;   // reported as "IdentManufacturer"
+    QString m_hostConfig1;    // host-side configuration, never touched by the plugin
+    QString m_hostConfig2;
+    QString m_hostConfig3;
+    QString m_hostConfig4;
+    QString m_hostConfig5;
+    int m_commState = -1;     // -1 unknown, 0 communicating, 1 lost
+    QMap<int, int> m_eventChoose;
+    QMap<int, int> m_prevAlarmState;
+    QMap<QString, QVariant> m_sideInfo;   // written by flushUpsInfoSLot, unlocked
+    QMap<QString, QVariant> m_upsInfo;    // device information map, under m_infoLock
+    void* m_portHandle = nullptr;         // the host's PortManage
+    int m_workState = 0;
+    QMutex m_infoLock;
+
+signals:
+    void postDEvent(int type, QMap<QString, QVariant> map);
+
+public slots:
+    virtual int control(int id, QString value) { Q_UNUSED(id) Q_UNUSED(value) return 0; }
+    virtual QStringList getDataLogDesc() { return QStringList(); }
+    virtual QStringList changeLogData(QMap<int, QVariant> data) { Q_UNUSED(data) return QStringList(); }
+    virtual QStringList getEventLogDesc() { return QStringList(); }
+    virtual CollectView* getView() { return nullptr; }
+    virtual void loadConfig() {}
+    virtual CollectThread* create(void* handle) { Q_UNUSED(handle) return nullptr; }
+    virtual void release(CollectThread*) {}
+    virtual void setPortHandle(void* handle) { m_portHandle = handle; }
+    void flushUpsInfoSLot(QString key, QVariant value) { m_sideInfo.insert(key, value); }
+    virtual void poll() {}
+    virtual int getWorkState() { return m_workState; }
+};
+
+#endif // COLLECTTHREAD_H

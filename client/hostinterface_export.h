@@ -1,0 +1,9 @@
+#ifndef HOSTINTERFACE_EXPORT_H
+#define HOSTINTERFACE_EXPORT_H
+
+// The interface classes keep default visibility in every module, so that a
+// host linked with exported symbols and the plugin it loads share one
+// staticMetaObject per class and qobject_cast works across the boundary.
+#define HOSTINTERFACE_EXPORT __attribute__((visibility("default")))
+
+#endif // HOSTINTERFACE_EXPORT_H

@@ -1,0 +1,100 @@
+#ifndef SERIALPORT_H
+#define SERIALPORT_H
+
+// A QIODevice over a POSIX terminal device. Opened in one call from a
+// settings text ("9600,n,8,1" or "12#3#0#0"), locked by its user for a whole
+// driver call, and logging every transfer to "log_<device>.log".
+//
+// Public API used by the rest of the plugin; the implementation may add
+// private members.
+
+#include <QFile>
+#include <QIODevice>
+#include <QMutex>
+#include <QString>
+
+#include <termios.h>
+
+enum BaudRateType {
+    BAUD50 = 0, BAUD75, BAUD110, BAUD134, BAUD150, BAUD200, BAUD300, BAUD600,
+    BAUD1200, BAUD1800, BAUD2400, BAUD4800, BAUD9600, BAUD14400, BAUD19200,
+    BAUD38400, BAUD56000, BAUD57600, BAUD76800, BAUD115200, BAUD128000, BAUD256000
+};
+enum DataBitsType { DATA_5 = 0, DATA_6, DATA_7, DATA_8 };
+enum ParityType { PAR_NONE = 0, PAR_ODD, PAR_EVEN, PAR_SPACE, PAR_MARK };
+enum StopBitsType { STOP_1 = 0, STOP_2, STOP_1_5 };
+enum FlowType { FLOW_OFF = 0, FLOW_HARDWARE, FLOW_XONXOFF };
+
+struct PortSettings
+{
+    BaudRateType BaudRate;
+    DataBitsType DataBits;
+    ParityType Parity;
+    StopBitsType StopBits;
+    FlowType FlowControl;
+    qint64 Timeout_Millisec;
+};
+
+class SerialPort : public QIODevice
+{
+    Q_OBJECT
+public:
+    enum QueryMode { Polling, EventDriven };
+
+    SerialPort();
+    explicit SerialPort(const QString& name, QueryMode mode = Polling);
+    SerialPort(const QString& name, const PortSettings& settings, QueryMode mode = Polling);
+    ~SerialPort() override;
+
+    bool CommOpen(QString name, QString settings, int timeout);
+    bool ReOpen();
+    void Lock();
+    void UnLock();
+    void saveLogData(const char* data, int count, int direction);
+
+    QString getPortSettings() const;          // the settings text given to CommOpen
+    const PortSettings& settings() const;     // the applied settings record
+    int lastError() const;
+
+    bool isSequential() const override { return true; }
+
+    // Cleared by the port manager's tick; nothing sets it.
+    int used = 0;
+
+public slots:
+    qint64 readData(char* data, qint64 maxSize) override;
+    qint64 writeData(const char* data, qint64 maxSize) override;
+    void setBaudRate(BaudRateType rate);
+    void setDataBits(DataBitsType bits);
+    void setParity(ParityType parity);
+    void setStopBits(StopBitsType bits);
+    void setFlowControl(FlowType flow);
+    void setTimeout(qint64 millisec);
+    bool open(OpenMode mode) override;
+    void close() override;
+    void flush();
+    qint64 size() const override;
+    qint64 bytesAvailable() const override;
+    void setDtr(bool set = true);
+    void setRts(bool set = true);
+    void ungetChar(char c);
+    void translateError(ulong error);
+    ulong lineStatus();
+    void init();
+    QString getPortName() const;
+
+private:
+    // Implementation state: see SerialPort.cpp / SerialPort_unix.cpp.
+    QMutex* m_lock = nullptr;
+    QString m_logFileName;
+    QString m_logPrefix;
+    QFile* m_file = nullptr;
+    PortSettings m_settings {};
+    QString m_settingsText;
+    struct termios m_termios {};
+    struct termios m_savedTermios {};
+    ulong m_lastError = 0;
+    QString m_portName;
+};
+
+#endif // SERIALPORT_H

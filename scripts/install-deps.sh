@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that a task needs, when any is missing.
+#   scripts/install-deps.sh run    build and run the monitor
+#   scripts/install-deps.sh test   build and run every test
+set -euo pipefail
+
+build=(cmake make g++ pkg-config qtbase5-dev qtbase5-dev-tools libhidapi-dev libudev-dev libmodbus-dev)
+run=(xauth)
+test=(socat mbpoll xvfb xauth binutils clang libclang-rt-14-dev valgrind libbenchmark-dev)
+
+case "${1:-}" in
+  run)  wanted=("${build[@]}" "${run[@]}") ;;
+  test) wanted=("${build[@]}" "${test[@]}") ;;
+  *) echo "usage: $0 run|test" >&2; exit 2 ;;
+esac
+
+missing=()
+for p in "${wanted[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$p")
+done
+
+if [ "${#missing[@]}" -gt 0 ]; then
+  echo "Installing: ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update
+  apt-get install -y --no-install-recommends "${missing[@]}"
+fi
