@@ -1,5 +1,7 @@
 #include "Exchange.h"
 
+#include <pthread.h>
+
 #include <cstring>
 #include <ctime>
 
@@ -13,6 +15,35 @@ constexpr long kAnswerCapMs = 3000;
 // (the TCP entry does), so every read has at least that much room.
 constexpr int kReadRoom = 1000;
 constexpr int kExceptionLength = 5;
+
+// Ports whose last exchange was abandoned: a late answer may still arrive on
+// them. Shared by every unit that the process polls, hence the lock.
+constexpr int kTrackedPorts = 64;
+pthread_mutex_t g_staleLock = PTHREAD_MUTEX_INITIALIZER;
+const void* g_stalePorts[kTrackedPorts] = {};
+
+// Marks (stale = true) or clears a port; returns whether it was marked.
+bool markStale(const void* device, bool stale)
+{
+    pthread_mutex_lock(&g_staleLock);
+    bool was = false;
+    int freeSlot = -1;
+    for (int i = 0; i < kTrackedPorts; ++i) {
+        if (g_stalePorts[i] == device) {
+            was = true;
+            if (!stale)
+                g_stalePorts[i] = nullptr;
+        } else if (g_stalePorts[i] == nullptr && freeSlot < 0) {
+            freeSlot = i;
+        }
+    }
+    if (stale && !was && freeSlot >= 0)
+        g_stalePorts[freeSlot] = device;
+    pthread_mutex_unlock(&g_staleLock);
+    return was;
+}
+
+constexpr long kDrainCapMs = 2000;
 
 long nowMs()
 {
@@ -80,6 +111,31 @@ Outcome Exchange::transact(unsigned char* request, int requestLength, const Expe
                            unsigned char* answer)
 {
     m_exception = 0;
+    if (markStale(m_port->device, false))
+        drain();
+    const Outcome outcome = exchange(request, requestLength, expect, answer);
+    // A unit that did not answer in time may still answer late.
+    if (outcome == Outcome::Silent)
+        markStale(m_port->device, true);
+    return outcome;
+}
+
+void Exchange::drain()
+{
+    char scratch[kMaxFrame + kReadRoom];
+    const long started = nowMs();
+    int total = 0;
+    while (nowMs() - started < kDrainCapMs && total < 64 * kReadRoom) {
+        const int n = m_port->readEntry(m_port, scratch, int(sizeof(scratch)));
+        if (n <= 0)
+            return;
+        total += n;
+    }
+}
+
+Outcome Exchange::exchange(unsigned char* request, int requestLength, const Expectation& expect,
+                           unsigned char* answer)
+{
     char* out = reinterpret_cast<char*>(request);
     if (m_port->writeEntry(m_port, out, requestLength) != requestLength)
         return Outcome::Silent;

@@ -44,11 +44,17 @@ private:
         int byteCount;              // for reads: the count byte the answer must carry
     };
 
+    // Drains a port left stale, then exchange()s; marks the port stale when
+    // no answer came.
     Outcome transact(unsigned char* request, int requestLength, const Expectation& expect,
+                     unsigned char* answer);
+    Outcome exchange(unsigned char* request, int requestLength, const Expectation& expect,
                      unsigned char* answer);
     // Offset of a valid answer (or exception) in the first `got` bytes, -1 when
     // none is complete yet. Sets m_exception for an exception answer.
     int findAnswer(const unsigned char* buffer, int got, const Expectation& expect, bool& isException);
+    // Reads and drops input until the port is silent.
+    void drain();
 
     PortHandle* m_port;
     const HelperTable& m_helpers;

@@ -163,53 +163,54 @@ bool UpsModel::onBattery() const
 
 void UpsModel::advance(double seconds)
 {
-    if (seconds > 0) {
-        m_time += seconds;
-        const double loadFactor = std::max(m_load, 5.0) / 100.0;
-        if (onBattery())
-            m_charge -= seconds * 100.0 / (kFullLoadMinutes * 60.0 / loadFactor);
-        else if (m_mainsOk)
-            m_charge += seconds * 100.0 / (kChargeMinutes * 60.0);
-        m_charge = std::clamp(m_charge, 0.0, 100.0);
+    // A frozen unit (speed 0) keeps its values, noise included.
+    if (seconds <= 0)
+        return;
+    m_time += seconds;
+    const double loadFactor = std::max(m_load, 5.0) / 100.0;
+    if (onBattery())
+        m_charge -= seconds * 100.0 / (kFullLoadMinutes * 60.0 / loadFactor);
+    else if (m_mainsOk)
+        m_charge += seconds * 100.0 / (kChargeMinutes * 60.0);
+    m_charge = std::clamp(m_charge, 0.0, 100.0);
 
-        if (m_batteryTest == 1) {
-            m_testLeft -= seconds;
-            if (m_testLeft <= 0)
-                m_batteryTest = 0;
-        }
-        if (m_batteryTest == 2 && m_charge < kDodPercent)
+    if (m_batteryTest == 1) {
+        m_testLeft -= seconds;
+        if (m_testLeft <= 0)
             m_batteryTest = 0;
+    }
+    if (m_batteryTest == 2 && m_charge < kDodPercent)
+        m_batteryTest = 0;
 
-        // A sustained heavy overload moves the load to the bypass; it comes
-        // back once the load is within rating again.
-        if (m_load > 125 && m_inverterOn && !m_onBypass && m_outputOn) {
-            m_overloadFor += seconds;
-            if (m_overloadFor >= kOverloadTripSeconds && m_bypassOk) {
-                m_onBypass = true;
-                m_overloadTransfer = true;
-            }
-        } else {
-            m_overloadFor = 0;
+    // A sustained heavy overload moves the load to the bypass; it comes
+    // back once the load is within rating again.
+    if (m_load > 125 && m_inverterOn && !m_onBypass && m_outputOn) {
+        m_overloadFor += seconds;
+        if (m_overloadFor >= kOverloadTripSeconds && m_bypassOk) {
+            m_onBypass = true;
+            m_overloadTransfer = true;
         }
-        if (m_overloadTransfer && m_load <= 100) {
-            m_onBypass = false;
-            m_overloadTransfer = false;
-        }
+    } else {
+        m_overloadFor = 0;
+    }
+    if (m_overloadTransfer && m_load <= 100) {
+        m_onBypass = false;
+        m_overloadTransfer = false;
+    }
 
-        // End of discharge: the inverter stops to protect the battery.
-        if (onBattery() && m_charge <= kEodPercent) {
-            m_outputOn = false;
-            m_inverterOn = false;
-            m_batteryTest = 0;
-            m_eodStop = true;
-        }
-        // Mains back after an end-of-discharge stop: start again if allowed
-        // ("Auto power on:" 0 = enable).
-        if (m_eodStop && m_mainsOk && setting(3054) == 0) {
-            m_outputOn = true;
-            m_inverterOn = true;
-            m_eodStop = false;
-        }
+    // End of discharge: the inverter stops to protect the battery.
+    if (onBattery() && m_charge <= kEodPercent) {
+        m_outputOn = false;
+        m_inverterOn = false;
+        m_batteryTest = 0;
+        m_eodStop = true;
+    }
+    // Mains back after an end-of-discharge stop: start again if allowed
+    // ("Auto power on:" 0 = enable).
+    if (m_eodStop && m_mainsOk && setting(3054) == 0) {
+        m_outputOn = true;
+        m_inverterOn = true;
+        m_eodStop = false;
     }
     refresh();
 }
@@ -480,7 +481,12 @@ int UpsModel::command(int code, int argument)
     return 0;
 }
 
-void UpsModel::setMains(bool ok) { m_mainsOk = ok; }
+void UpsModel::setMains(bool ok)
+{
+    m_mainsOk = ok;
+    refresh();
+}
+
 void UpsModel::setBypass(bool ok)
 {
     m_bypassOk = ok;
@@ -491,21 +497,40 @@ void UpsModel::setBypass(bool ok)
         if (!m_inverterOn)
             m_outputOn = false;
     }
+    refresh();
 }
-void UpsModel::setLoad(double percent) { m_load = std::clamp(percent, 0.0, 200.0); }
-void UpsModel::setCharge(double percent) { m_charge = std::clamp(percent, 0.0, 100.0); }
+
+void UpsModel::setLoad(double percent)
+{
+    m_load = std::clamp(percent, 0.0, 200.0);
+    refresh();
+}
+
+void UpsModel::setCharge(double percent)
+{
+    m_charge = std::clamp(percent, 0.0, 100.0);
+    refresh();
+}
+
 void UpsModel::setFault(int alarm, bool active)
 {
     if (active)
         m_faults.insert(alarm);
     else
         m_faults.erase(alarm);
+    refresh();
 }
-void UpsModel::silence(double seconds) { m_silentUntil = m_time + seconds; }
+
+void UpsModel::silence(double seconds)
+{
+    m_silentUntil = m_time + seconds;
+}
 
 bool UpsModel::transfer(bool toBypass)
 {
-    return command(toBypass ? 10 : 11, 0) == 0;
+    const bool done = command(toBypass ? 10 : 11, 0) == 0;
+    refresh();
+    return done;
 }
 
 std::string UpsModel::statusLine() const
