@@ -275,17 +275,20 @@ void UpsModel::refresh()
     const double loadShare = supplied ? m_load / 100.0 : 0;
     const double phaseAmps = kRatedKva * 1000 / 3 / kNominalVolts;
 
-    // Battery
-    const double cells = setting(3017);
+    // Battery: "Battery numbers:" 12 V blocks of six cells, split into a
+    // positive and a negative string.
+    const double blocks = setting(3017);
     const double cellVolts = battery ? 1.75 + 0.35 * m_charge / 100 : setting(3019);
-    const double batteryAmps = battery ? loadShare * kRatedKva * 1000 / (cells * cellVolts) : (m_charge < 100 && m_mainsOk ? -setting(3023) : 0);
+    const double stringVolts = blocks / 2 * 6 * cellVolts;
+    const double batteryAmps = battery ? loadShare * kRatedKva * 1000 / (2 * stringVolts)
+                                       : (m_charge < 100 && m_mainsOk ? -setting(3023) : 0);
     setPoint(4101, battery ? 4 : (m_charge < 100 ? 2 : 3));
-    setPoint(4103, cells / 2 * cellVolts + noise(0.2));
-    setPoint(4104, -(cells / 2 * cellVolts) + noise(0.2));
-    setPoint(4105, batteryAmps / 2 + noise(0.05));
-    setPoint(4106, -batteryAmps / 2 + noise(0.05));
+    setPoint(4103, stringVolts + noise(0.2));
+    setPoint(4104, -stringVolts + noise(0.2));
+    setPoint(4105, batteryAmps + noise(0.05));
+    setPoint(4106, -batteryAmps + noise(0.05));
     setPoint(4107, 25 + noise(0.3));
-    setPoint(4108, cells);
+    setPoint(4108, blocks);
     setPoint(4109, setting(3018));
     setPoint(4110, std::floor(m_charge / 100 * kFullLoadMinutes / std::max(m_load, 5.0) * 100));
     setPoint(4111, std::floor(m_charge));
