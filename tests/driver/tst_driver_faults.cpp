@@ -101,8 +101,8 @@ int scriptedWrite(PortHandle*, char* buffer, int length)
         break;
     }
     case Fault::WrongAddress: answer[0] = char(request[0] + 1); answer = withCrc(answer.left(answer.size() - 2)); break;
-    case Fault::WrongFunction: answer[1] = char(answer[1] == 3 ? 4 : 3); answer = withCrc(answer.left(answer.size() - 2)); break;
-    case Fault::WrongByteCount: answer[2] = char(answer[2] - 2); answer = withCrc(answer.left(answer.size() - 4)); break;
+    case Fault::WrongFunction: answer[1] = char(answer.at(1) == 3 ? 4 : 3); answer = withCrc(answer.left(answer.size() - 2)); break;
+    case Fault::WrongByteCount: answer[2] = char(answer.at(2) - 2); answer = withCrc(answer.left(answer.size() - 4)); break;
     case Fault::Silent: answer.clear(); break;
     case Fault::GarbageFirst: answer.prepend("\xff\x00\x13", 3); break;
     case Fault::OtherAnswerFirst: {
