@@ -84,6 +84,14 @@ int parseArguments(int argc, char** argv, SimOptions& o)
             o.tcp = false;
             continue;
         }
+        static const char* const kValued[] = {"--tcp", "--rtu", "--unit", "--units", "--scenario", "--speed"};
+        bool known = false;
+        for (const char* name : kValued)
+            known = known || arg == name;
+        if (!known) {
+            std::fprintf(stderr, "upssim: unknown option %s\n%s", arg.c_str(), kUsage);
+            return 2;
+        }
         if (i + 1 >= argc) {
             std::fprintf(stderr, "upssim: %s needs a value\n%s", arg.c_str(), kUsage);
             return 2;
@@ -106,13 +114,10 @@ int parseArguments(int argc, char** argv, SimOptions& o)
         } else if (arg == "--scenario") {
             ok = !value.empty();
             o.scenario = value;
-        } else if (arg == "--speed") {
+        } else {
             char* end = nullptr;
             o.speed = std::strtod(value.c_str(), &end);
             ok = end != value.c_str() && *end == '\0' && o.speed >= 0 && o.speed <= 1000;
-        } else {
-            std::fprintf(stderr, "upssim: unknown option %s\n%s", arg.c_str(), kUsage);
-            return 2;
         }
         if (!ok) {
             std::fprintf(stderr, "upssim: bad value for %s: %s\n", arg.c_str(), value.c_str());

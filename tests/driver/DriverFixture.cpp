@@ -83,6 +83,9 @@ void SimProcess::stop()
 
 QString SimProcess::output()
 {
+    // Pull in what the simulator printed since the last look.
+    while (m_process.waitForReadyRead(100))
+        m_seen += QString::fromLocal8Bit(m_process.readAll());
     m_seen += QString::fromLocal8Bit(m_process.readAll());
     return m_seen;
 }
