@@ -14,7 +14,9 @@
 #include <QTcpSocket>
 #include <QtTest>
 
+#include <atomic>
 #include <memory>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -53,6 +55,7 @@ private slots:
     void historyDownload();
     void sixtyFourUnits();
     void silentUnit();
+    void concurrentCollectors();
 };
 
 bool tst_driver_tcp::query(int unit, PointSink& sink, QTcpSocket* socket)
@@ -378,6 +381,36 @@ void tst_driver_tcp::silentUnit()
     const qint64 elapsed = timer.elapsed();
     QVERIFY2(elapsed < 1800, qPrintable(QString::number(elapsed)));   // one read timeout, not four
     QVERIFY(sink.calls.isEmpty());
+}
+
+void tst_driver_tcp::concurrentCollectors()
+{
+    // One collector thread per unit, as the plugin runs them, all in one
+    // driver library instance at once.
+    constexpr int kThreads = 4;
+    constexpr int kRounds = 20;
+    std::atomic<int> good{0};
+    std::vector<std::thread> threads;
+    const quint16 port = quint16(m_sim.port());
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([this, t, port, &good] {
+            QTcpSocket socket;
+            socket.connectToHost("127.0.0.1", port);
+            if (!socket.waitForConnected(5000))
+                return;
+            PortHandle handle = {&socket, TcpCommRead, TcpCommWrite};
+            const int unit = 50 + t;
+            for (int i = 0; i < kRounds; ++i) {
+                PointSink sink;
+                if (m_driver.query(&handle, unit, PointSink::collect, &sink) != 0
+                        && int(sink.values.value(3002)) == unit)
+                    ++good;
+            }
+        });
+    }
+    for (std::thread& t : threads)
+        t.join();
+    QCOMPARE(good.load(), kThreads * kRounds);
 }
 
 QTEST_GUILESS_MAIN(tst_driver_tcp)
