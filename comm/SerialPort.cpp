@@ -85,8 +85,7 @@ void SerialPort::usePortName(const QString& name)
 {
     m_portName = name;
     m_file->setFileName(name);
-    m_logFileName = m_logPrefix + QStringLiteral("log_") + name.split(QLatin1Char('/')).last()
-        + QStringLiteral(".log");
+    m_logFileName = QStringLiteral("log_") + name.split(QLatin1Char('/')).last() + QStringLiteral(".log");
 }
 
 bool SerialPort::parseSettings(const QString& text)

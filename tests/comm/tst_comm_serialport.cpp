@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdarg>
 #include <thread>
 
 // SerialPort on real pseudo-terminals: the settings the slave side ends up
@@ -34,7 +35,48 @@ extern "C" int tcsetattr(int fd, int actions, const struct termios* tio)
     return real(fd, actions, tio);
 }
 
+// Pseudo-terminals have no modem lines (TIOCMGET fails on them), so the
+// modem-control calls meet a simulated set of lines here.
 namespace {
+std::atomic<bool> g_fakeModem { false };
+int g_modemLines = 0;
+int g_modemErrno = 0;   // when set, TIOCMGET fails with it
+}
+
+extern "C" int ioctl(int fd, unsigned long request, ...)
+{
+    va_list args;
+    va_start(args, request);
+    void* argument = va_arg(args, void*);
+    va_end(args);
+    if (g_fakeModem && (request == TIOCMGET || request == TIOCMSET)) {
+        if (g_modemErrno != 0) {
+            errno = g_modemErrno;
+            return -1;
+        }
+        if (request == TIOCMGET)
+            *static_cast<int*>(argument) = g_modemLines;
+        else
+            g_modemLines = *static_cast<const int*>(argument);
+        return 0;
+    }
+    using Real = int (*)(int, unsigned long, ...);
+    static const Real real = reinterpret_cast<Real>(dlsym(RTLD_NEXT, "ioctl"));
+    return real(fd, request, argument);
+}
+
+namespace {
+
+struct FakeModem
+{
+    explicit FakeModem(int lines, int error = 0)
+    {
+        g_modemLines = lines;
+        g_modemErrno = error;
+        g_fakeModem = true;
+    }
+    ~FakeModem() { g_fakeModem = false; }
+};
 
 tcflag_t requestedCflag()
 {
@@ -154,6 +196,12 @@ private slots:
     void translateError_data();
     void translateError();
     void ungetCharWarns();
+    void modemLines_data();
+    void modemLines();
+    void modemLineFailure();
+    void flowControl_data();
+    void flowControl();
+    void publicSlots();
 };
 
 void TestSerialPort::init()
@@ -545,6 +593,9 @@ void TestSerialPort::logRotation_data()
     QTest::addColumn<bool>("rotated");
     QTest::addColumn<bool>("complains");
     QTest::newRow("below limit") << kRotateSize - 100 << false << false << false;
+    // The logged line for 01 03 is 37 bytes: stamp 24, "send: " 6, bytes 6, line feed.
+    QTest::newRow("exactly at limit") << kRotateSize - 37 << false << false << false;
+    QTest::newRow("one byte past") << kRotateSize - 36 << false << true << false;
     QTest::newRow("limit passed") << kRotateSize << false << true << false;
     QTest::newRow("second rotation loses the log") << kRotateSize << true << true << true;
 }
@@ -684,6 +735,97 @@ void TestSerialPort::ungetCharWarns()
     port.ungetChar('x');
     QCOMPARE(g_messages,
              QStringList { "Posix_QextSerialPort: ungetChar() called on an unbuffered sequential device - operation is meaningless" });
+}
+
+void TestSerialPort::modemLines_data()
+{
+    QTest::addColumn<int>("before");
+    QTest::addColumn<QString>("change");
+    QTest::addColumn<int>("after");
+    QTest::addColumn<int>("status");
+    QTest::newRow("open raises both") << 0 << "" << (TIOCM_RTS | TIOCM_DTR)
+                                      << int(SerialPort::LS_RTS | SerialPort::LS_DTR);
+    QTest::newRow("other lines kept") << (TIOCM_CTS | TIOCM_CAR) << ""
+                                      << (TIOCM_CTS | TIOCM_CAR | TIOCM_RTS | TIOCM_DTR)
+                                      << int(SerialPort::LS_CTS | SerialPort::LS_DCD | SerialPort::LS_RTS | SerialPort::LS_DTR);
+    QTest::newRow("rts dropped") << TIOCM_DSR << "rts off" << (TIOCM_DSR | TIOCM_DTR)
+                                 << int(SerialPort::LS_DSR | SerialPort::LS_DTR);
+    QTest::newRow("dtr dropped") << TIOCM_RNG << "dtr off" << (TIOCM_RNG | TIOCM_RTS)
+                                 << int(SerialPort::LS_RI | SerialPort::LS_RTS);
+}
+
+void TestSerialPort::modemLines()
+{
+    QFETCH(int, before);
+    QFETCH(QString, change);
+    QFETCH(int, after);
+    QFETCH(int, status);
+    Pty pty;
+    SerialPort port;
+    MessageCapture capture;
+    FakeModem modem(before);
+    QVERIFY(port.CommOpen(pty.path, QStringLiteral("9600,n,8,1"), 100));
+    if (change == QLatin1String("rts off"))
+        port.setRts(false);
+    else if (change == QLatin1String("dtr off"))
+        port.setDtr(false);
+    QCOMPARE(g_modemLines, after);
+    QCOMPARE(int(port.lineStatus()), status);
+    QCOMPARE(port.lastError(), 0);
+}
+
+void TestSerialPort::modemLineFailure()
+{
+    Pty pty;
+    SerialPort port;
+    MessageCapture capture;
+    FakeModem modem(0, ENOTTY);
+    QVERIFY(port.CommOpen(pty.path, QStringLiteral("9600,n,8,1"), 100));
+    QCOMPARE(port.lastError(), int(SerialPort::InvalidPortError));
+    QCOMPARE(port.lineStatus(), 0ul);
+    QCOMPARE(g_modemLines, 0);
+}
+
+void TestSerialPort::flowControl_data()
+{
+    QTest::addColumn<int>("flow");
+    QTest::addColumn<bool>("rtscts");
+    QTest::addColumn<bool>("xonxoff");
+    QTest::newRow("off") << int(FLOW_OFF) << false << false;
+    QTest::newRow("hardware") << int(FLOW_HARDWARE) << true << false;
+    QTest::newRow("xon/xoff") << int(FLOW_XONXOFF) << false << true;
+}
+
+void TestSerialPort::flowControl()
+{
+    QFETCH(int, flow);
+    QFETCH(bool, rtscts);
+    QFETCH(bool, xonxoff);
+    Pty pty;
+    SerialPort port;
+    MessageCapture capture;
+    QVERIFY(port.CommOpen(pty.path, QStringLiteral("9600,n,8,1"), 100));
+    port.setFlowControl(FLOW_XONXOFF);
+    port.setFlowControl(FLOW_HARDWARE);
+    port.setFlowControl(FlowType(flow));
+    QCOMPARE(int(port.settings().FlowControl), flow);
+    QCOMPARE(bool(g_lastRequest.c_cflag & CRTSCTS), rtscts);
+    QCOMPARE(bool(g_lastRequest.c_iflag & IXON), xonxoff);
+    QCOMPARE(bool(g_lastRequest.c_iflag & IXOFF), xonxoff);
+}
+
+void TestSerialPort::publicSlots()
+{
+    // Reachable by name through the meta-object, default-argument forms too.
+    const QMetaObject& meta = SerialPort::staticMetaObject;
+    for (const char* slot : { "readData(char*,qint64)", "writeData(const char*,qint64)",
+                              "setBaudRate(BaudRateType)", "setDataBits(DataBitsType)",
+                              "setParity(ParityType)", "setStopBits(StopBitsType)",
+                              "setFlowControl(FlowType)", "setTimeout(qint64)", "open(OpenMode)",
+                              "close()", "flush()", "size()", "bytesAvailable()", "setDtr(bool)",
+                              "setDtr()", "setRts(bool)", "setRts()", "ungetChar(char)",
+                              "translateError(ulong)", "lineStatus()", "init()", "getPortName()" })
+        QVERIFY2(meta.indexOfSlot(slot) >= 0, slot);
 }
 
 QTEST_GUILESS_MAIN(TestSerialPort)
