@@ -110,9 +110,14 @@ QString ParameterInformation::pointText(const QMap<int, QVariant>& data) const
     return QString::fromUtf8(bytes) + unit;
 }
 
-QString ParameterInformation::rangeText() const
+bool ParameterInformation::hasRange() const
 {
-    if (minRaw == 0 && maxRaw == 0)
+    return minRaw != 0 || maxRaw != 0;
+}
+
+QString ParameterInformation::rangeText(const QString& form) const
+{
+    if (!hasRange())
         return QStringLiteral("-");
-    return QStringLiteral("%1-%2").arg(double(minRaw * ratio)).arg(double(maxRaw * ratio));
+    return form.arg(double(minRaw * ratio)).arg(double(maxRaw * ratio));
 }

@@ -34,8 +34,11 @@ public:
 
     // The text that a table cell or label shows for this value.
     QString displayText(const QMap<int, QVariant>& data) const;
-    // "-" without range, else "min-max" scaled by the ratio.
-    QString rangeText() const;
+    // Whether the value has limits; minRaw = maxRaw = 0 means none.
+    bool hasRange() const;
+    // "-" without range, else `form` with %1 = min and %2 = max scaled by the
+    // ratio, each in the shortest general number form.
+    QString rangeText(const QString& form = QStringLiteral("%1-%2")) const;
 
 private:
     QString pointText(const QMap<int, QVariant>& data) const;
