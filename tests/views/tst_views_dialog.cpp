@@ -22,6 +22,7 @@ class tst_views_dialog : public QObject
 private slots:
     void init();
     void cleanup();
+    void looks();
     void initial_data();
     void initial();
     void send_data();
@@ -89,6 +90,19 @@ void tst_views_dialog::cleanup()
     m_dialog = nullptr;
     delete m_catalogue;
     m_catalogue = nullptr;
+}
+
+void tst_views_dialog::looks()
+{
+    QCOMPARE(m_dialog->objectName(), QString("WhiteDialog"));
+    QVERIFY(m_dialog->windowFlags() & Qt::FramelessWindowHint);
+    QCOMPARE(m_dialog->minimumSize(), QSize(300, 170));
+    QCOMPARE(m_dialog->property("canMove").toBool(), true);
+    QCOMPARE(m_dialog->font().family(), QString("Microsoft YaHei"));
+    QCOMPARE(button(m_dialog, "btnBlue")->text(), QString("Ok"));
+    QCOMPARE(button(m_dialog, "btnWhite")->text(), QString("Cancel"));
+    QCOMPARE(m_dialog->findChild<QStackedWidget*>()->count(), 3);
+    QVERIFY(qobject_cast<Loading*>(m_dialog->findChild<QStackedWidget*>()->widget(Dialog::BusyPage)));
 }
 
 void tst_views_dialog::initial_data()
