@@ -145,5 +145,5 @@ void tst_client_commands::tickCounter()
     QCOMPARE(client.m_tick, 1);
 }
 
-QTEST_MAIN(tst_client_commands)
+QTEST_GUILESS_MAIN(tst_client_commands)
 #include "tst_client_commands.moc"

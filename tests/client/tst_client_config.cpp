@@ -221,5 +221,5 @@ void tst_client_config::utfToChina()
     QTEST(client.utfToChina(input), "output");
 }
 
-QTEST_MAIN(tst_client_config)
+QTEST_GUILESS_MAIN(tst_client_config)
 #include "tst_client_config.moc"

@@ -249,5 +249,5 @@ void tst_client_cycle::threadRunsCycles()
     QCOMPARE(client.getWorkState(), 0);
 }
 
-QTEST_MAIN(tst_client_cycle)
+QTEST_GUILESS_MAIN(tst_client_cycle)
 #include "tst_client_cycle.moc"

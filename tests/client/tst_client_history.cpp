@@ -147,5 +147,5 @@ void tst_client_history::historyEmptiedWithoutExport()
         QVERIFY(!QFile::exists(path));
 }
 
-QTEST_MAIN(tst_client_history)
+QTEST_GUILESS_MAIN(tst_client_history)
 #include "tst_client_history.moc"

@@ -202,5 +202,5 @@ void tst_client_report::dataEventCarriesWholeMap()
     }
 }
 
-QTEST_MAIN(tst_client_report)
+QTEST_GUILESS_MAIN(tst_client_report)
 #include "tst_client_report.moc"

@@ -57,5 +57,5 @@ void tst_client_threads::hostReadsWhileCollectorWrites()
     QCOMPARE(addr, QString("4"));
 }
 
-QTEST_MAIN(tst_client_threads)
+QTEST_GUILESS_MAIN(tst_client_threads)
 #include "tst_client_threads.moc"
