@@ -77,8 +77,7 @@ UpsModel::UpsModel(int unitId)
         return;
     m_clockBase = long(std::time(nullptr));
     for (const FactorySetting& s : kFactorySettings)
-        m_map->tab_registers[findField(s.point)->address + (s.point - findField(s.point)->point)] =
-                static_cast<unsigned short>(s.raw);
+        setPoint(s.point, double(s.raw) / findField(s.point)->divisor);
     setPoint(3002, unitId);
     setPoint(3074, unitId);
     for (const FactoryText& t : kFactoryTexts)

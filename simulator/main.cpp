@@ -148,6 +148,7 @@ int main(int argc, char** argv)
 
     Scenario scenario;
     std::string error;
+    // "normal" needs no file: the units start healthy.
     if (options.scenario != "normal" && !scenario.load(options.scenario, options.scenarioDir, error)) {
         std::fprintf(stderr, "upssim: %s\n", error.c_str());
         return 2;
