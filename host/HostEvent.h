@@ -5,6 +5,7 @@
 // words. Built from a collector's event record by EventFormatter and shown
 // by the console output and the window alike.
 
+#include <QMetaType>
 #include <QString>
 
 struct HostEvent
@@ -17,5 +18,7 @@ struct HostEvent
     int state = -1;     // alarm / communication / status state; -1 when none
     QString text;       // readable description
 };
+
+Q_DECLARE_METATYPE(HostEvent)
 
 #endif // HOSTEVENT_H

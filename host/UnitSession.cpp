@@ -17,6 +17,7 @@ UnitSession::UnitSession(const UnitSettings& settings, CollectThread* collector,
                          const EventFormatter* formatter, QObject* parent)
     : QObject(parent), m_settings(settings), m_collector(collector), m_formatter(formatter)
 {
+    qRegisterMetaType<HostEvent>();
     m_answerTimer.setSingleShot(true);
     connect(&m_answerTimer, &QTimer::timeout, this, &UnitSession::notAnswered);
 }

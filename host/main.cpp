@@ -41,9 +41,6 @@ int main(int argc, char* argv[])
         return 0;
     }
 
-    // The style sheet is compiled into the static host library.
-    Q_INIT_RESOURCE(host);
-
     std::unique_ptr<QCoreApplication> app(options.headless ? new QCoreApplication(argc, argv)
                                                            : new QApplication(argc, argv));
     QCoreApplication::setApplicationName(QStringLiteral("upsmon-host"));
