@@ -21,9 +21,26 @@ int recordInt(const QMap<QString, QVariant>& record, const char* key, int absent
 
 } // namespace
 
-bool EventFormatter::isControlRequest(const QMap<QString, QVariant>& record)
+bool EventFormatter::isCollectorEvent(int type)
 {
-    return record.contains(QStringLiteral("controlId")) && !record.contains(QStringLiteral("timeStr"));
+    switch (type) {
+    case CommRestored:
+    case CommLost:
+    case CommandResult:
+    case AlarmNotice:
+    case AlarmChange:
+    case DataReport:
+    case StatusPoint2368:
+    case StatusPoint2022:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool EventFormatter::isControlRequest(int type, const QMap<QString, QVariant>& record)
+{
+    return !isCollectorEvent(type) && record.contains(QStringLiteral("controlId"));
 }
 
 QString EventFormatter::alarmText(int code) const
@@ -46,7 +63,7 @@ HostEvent EventFormatter::describe(int type, const QMap<QString, QVariant>& reco
     if (e.unit.isEmpty())
         e.unit = fallbackUnit;
 
-    if (isControlRequest(record)) {
+    if (isControlRequest(type, record)) {
         e.kind = QStringLiteral("request");
         e.code = recordInt(record, "controlId");
         const QString value = recordText(record, "controlValue");

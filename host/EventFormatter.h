@@ -30,9 +30,12 @@ public:
 
     void setEventTexts(const QStringList& texts) { m_eventTexts = texts; }
 
-    // A view's or dialog's request: it names a command and carries no time
-    // stamp, unlike the collector's own records (1042 also has "controlId").
-    static bool isControlRequest(const QMap<QString, QVariant>& record);
+    // A view's or dialog's request: a record naming a command under a type
+    // that is not one of the collector's own. The command runner's 1042
+    // carries "controlId" and "controlValue" as well, and must never be taken
+    // for a request (it would run the command again).
+    static bool isControlRequest(int type, const QMap<QString, QVariant>& record);
+    static bool isCollectorEvent(int type);
 
     // Describes one record; `fallbackUnit` names the unit when the record
     // has no "name". Data reports describe as kind "data".

@@ -69,7 +69,7 @@ void UnitSession::sendCommand(int id, const QString& value)
 
 void UnitSession::onRecord(int type, QMap<QString, QVariant> record)
 {
-    if (EventFormatter::isControlRequest(record)) {
+    if (EventFormatter::isControlRequest(type, record)) {
         sendCommand(record.value(QStringLiteral("controlId")).toInt(),
                     record.value(QStringLiteral("controlValue")).toString());
     } else if (type == EventFormatter::CommRestored || type == EventFormatter::CommLost) {

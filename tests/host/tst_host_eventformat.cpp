@@ -123,11 +123,14 @@ void tst_host_eventformat::controlRequest_data()
         << Record{{"name", "UPS2"}, {"controlId", 2016}, {"controlValue", "3017,16"},
                   {"nodeValue", "16"}, {"nodeName", "Battery numbers:"}}
         << true << "setting \"Battery numbers:\" = \"16\" requested (command 2016 \"3017,16\")";
-    // The command runner's own result also has "controlId", but a time stamp.
+    // The command runner's result carries the request's keys too.
     QTest::newRow("result is no request") << 1042
-        << Record{{"name", "UPS2"}, {"timeStr", "2026-01-02 03:04:05"}, {"controlId", 1045},
+        << Record{{"controlId", 1045}, {"controlValue", "/tmp/h.csv"}, {"name", "UPS2"},
                   {"result", 1}, {"desc", "done"}}
         << false << "done";
+    QTest::newRow("unknown type with command") << 1018
+        << Record{{"name", "UPS2"}, {"controlId", 1018}, {"controlValue", ""}}
+        << true << "command 1018 requested (value \"\")";
 }
 
 void tst_host_eventformat::controlRequest()
@@ -137,14 +140,14 @@ void tst_host_eventformat::controlRequest()
     QFETCH(bool, isRequest);
     QFETCH(QString, text);
 
-    QCOMPARE(EventFormatter::isControlRequest(record), isRequest);
+    QCOMPARE(EventFormatter::isControlRequest(type, record), isRequest);
     const HostEvent e = formatter().describe(type, record, "fallback");
     QCOMPARE(e.kind, QString(isRequest ? "request" : "command"));
     QCOMPARE(e.code, record.value("controlId").toInt());
     QCOMPARE(e.unit, QString("UPS2"));
     QCOMPARE(e.text, text);
-    if (isRequest) // no time stamp in the record: the host stamps it
-        QVERIFY(QDateTime::fromString(e.time, "yyyy-MM-dd hh:mm:ss").isValid());
+    // No time stamp in these records: the host stamps them.
+    QVERIFY(QDateTime::fromString(e.time, "yyyy-MM-dd hh:mm:ss").isValid());
 }
 
 void tst_host_eventformat::jsonCarriesFields_data()

@@ -101,8 +101,9 @@ void tst_host_session::routesRecords_data()
         << Record{{"name", "UPS1"}, {"controlId", 2016}, {"controlValue", "3017,16"},
                   {"nodeValue", "16"}, {"nodeName", "Battery numbers:"}}
         << 2016 << "3017,16" << -1 << 1;
-    QTest::newRow("command result not re-sent") << 1042 << stamped({{"controlId", 1045}, {"result", 1}})
-                                                << -1 << "" << -1 << 1;
+    QTest::newRow("command result not re-sent") << 1042
+        << Record{{"controlId", 1045}, {"controlValue", "/tmp/h.csv"}, {"name", "UPS1"}, {"result", 1}}
+        << -1 << "" << -1 << 1;
     QTest::newRow("restored") << 1040 << stamped({{"state", 0}, {"desc", "x"}}) << -1 << "" << 0 << 1;
     QTest::newRow("lost") << 1041 << stamped({{"lost", 1}, {"state", 1}}) << -1 << "" << 1 << 1;
     QTest::newRow("repeat notice dropped") << 2001 << stamped({{"state", 0}}) << -1 << "" << -1 << 0;
