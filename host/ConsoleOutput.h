@@ -1,0 +1,27 @@
+#ifndef CONSOLEOUTPUT_H
+#define CONSOLEOUTPUT_H
+
+// Console mode: one line per event on stdout, as text or JSON. Data reports
+// are left out unless asked for, as they come every polling interval.
+
+#include <QObject>
+#include <QTextStream>
+
+#include "HostEvent.h"
+
+class ConsoleOutput : public QObject
+{
+    Q_OBJECT
+public:
+    ConsoleOutput(bool json, bool showData, QObject* parent = nullptr);
+
+public slots:
+    void print(const HostEvent& event);
+
+private:
+    QTextStream m_out;
+    bool m_json;
+    bool m_showData;
+};
+
+#endif // CONSOLEOUTPUT_H

@@ -1,0 +1,150 @@
+#include "EventFormatter.h"
+
+#include <QDateTime>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace {
+
+const char* const kTimeFormat = "yyyy-MM-dd hh:mm:ss";
+
+QString recordText(const QMap<QString, QVariant>& record, const char* key)
+{
+    return record.value(QLatin1String(key)).toString();
+}
+
+int recordInt(const QMap<QString, QVariant>& record, const char* key, int absent = -1)
+{
+    const QVariant v = record.value(QLatin1String(key));
+    return v.isValid() ? v.toInt() : absent;
+}
+
+} // namespace
+
+bool EventFormatter::isCollectorEvent(int type)
+{
+    switch (type) {
+    case CommRestored:
+    case CommLost:
+    case CommandResult:
+    case AlarmNotice:
+    case AlarmChange:
+    case DataReport:
+    case StatusPoint2368:
+    case StatusPoint2022:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool EventFormatter::isControlRequest(int type, const QMap<QString, QVariant>& record)
+{
+    return !isCollectorEvent(type) && record.contains(QStringLiteral("controlId"));
+}
+
+QString EventFormatter::alarmText(int code) const
+{
+    if (code < 0 || code >= m_eventTexts.size())
+        return QStringLiteral("unknown event %1").arg(code);
+    const QString& text = m_eventTexts.at(code);
+    return text.isEmpty() ? QStringLiteral("reserved event %1").arg(code) : text;
+}
+
+HostEvent EventFormatter::describe(int type, const QMap<QString, QVariant>& record,
+                                   const QString& fallbackUnit) const
+{
+    HostEvent e;
+    e.type = type;
+    e.time = recordText(record, "timeStr");
+    if (e.time.isEmpty())
+        e.time = QDateTime::currentDateTime().toString(QLatin1String(kTimeFormat));
+    e.unit = recordText(record, "name");
+    if (e.unit.isEmpty())
+        e.unit = fallbackUnit;
+
+    if (isControlRequest(type, record)) {
+        e.kind = QStringLiteral("request");
+        e.code = recordInt(record, "controlId");
+        const QString value = recordText(record, "controlValue");
+        if (type == SettingRequest)
+            e.text = QStringLiteral("setting \"%1\" = \"%2\" requested (command %3 \"%4\")")
+                         .arg(recordText(record, "nodeName"), recordText(record, "nodeValue"))
+                         .arg(e.code).arg(value);
+        else
+            e.text = QStringLiteral("command %1 requested (value \"%2\")").arg(e.code).arg(value);
+        return e;
+    }
+
+    const QString desc = recordText(record, "desc");
+    switch (type) {
+    case CommRestored:
+    case CommLost:
+        e.kind = QStringLiteral("comm");
+        e.state = type == CommLost ? 1 : 0;
+        e.text = type == CommLost ? QStringLiteral("communication lost")
+                                  : QStringLiteral("communication restored");
+        if (!desc.isEmpty())
+            e.text += QStringLiteral(": ") + desc;
+        break;
+    case CommandResult:
+        e.kind = QStringLiteral("command");
+        e.code = recordInt(record, "controlId");
+        e.state = recordInt(record, "result");
+        e.text = desc.isEmpty() ? QStringLiteral("command %1 executed").arg(e.code) : desc;
+        break;
+    case AlarmNotice:
+        // The same record follows every 1040/1041 as a repeat; only the one
+        // that closes a report with new alarms carries "dis_alarm".
+        e.kind = record.contains(QStringLiteral("dis_alarm")) ? QStringLiteral("notice")
+                                                              : QStringLiteral("repeat");
+        e.code = recordInt(record, "alarmId");
+        e.state = recordInt(record, "state");
+        e.text = QStringLiteral("new alarm present, last: %1").arg(alarmText(e.code));
+        break;
+    case AlarmChange: {
+        e.kind = QStringLiteral("alarm");
+        e.code = recordInt(record, "alarmId");
+        e.state = recordInt(record, "alarmState");
+        e.text = alarmText(e.code);
+        break;
+    }
+    case DataReport:
+        e.kind = QStringLiteral("data");
+        e.state = record.value(QStringLiteral("data")).value<QMap<int, QVariant>>().size();
+        e.text = QStringLiteral("%1 points").arg(e.state);
+        break;
+    case StatusPoint2368:
+    case StatusPoint2022:
+        e.kind = QStringLiteral("status");
+        e.code = type == StatusPoint2368 ? 2368 : 2022;
+        e.state = recordInt(record, "alarmState");
+        e.text = QStringLiteral("status point %1 is now %2").arg(e.code).arg(e.state);
+        break;
+    default:
+        e.kind = QStringLiteral("other");
+        e.text = QStringLiteral("event type %1").arg(type);
+        break;
+    }
+    return e;
+}
+
+QString EventFormatter::toText(const HostEvent& e)
+{
+    return QStringLiteral("%1 %2 %3 %4: %5").arg(e.time, e.unit, e.kind).arg(e.type).arg(e.text);
+}
+
+QString EventFormatter::toJson(const HostEvent& e)
+{
+    QJsonObject o;
+    o.insert(QStringLiteral("time"), e.time);
+    o.insert(QStringLiteral("unit"), e.unit);
+    o.insert(QStringLiteral("type"), e.type);
+    o.insert(QStringLiteral("kind"), e.kind);
+    if (e.code >= 0)
+        o.insert(QStringLiteral("code"), e.code);
+    if (e.state >= 0)
+        o.insert(QStringLiteral("state"), e.state);
+    o.insert(QStringLiteral("text"), e.text);
+    return QString::fromUtf8(QJsonDocument(o).toJson(QJsonDocument::Compact));
+}

@@ -1,0 +1,56 @@
+#ifndef EVENTFORMATTER_H
+#define EVENTFORMATTER_H
+
+// Turns the event records a collector emits into HostEvent lines, and the
+// lines into text or JSON. Needs the unit's event catalogue to name alarms.
+
+#include <QMap>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+#include "HostEvent.h"
+
+class EventFormatter
+{
+public:
+    // Event types a collector reports on its own (everything else carrying a
+    // "controlId" is a command request from a view or the setting dialog).
+    enum Type {
+        CommRestored = 1040,
+        CommLost = 1041,
+        CommandResult = 1042,
+        SettingRequest = 1029,
+        AlarmNotice = 2001,
+        AlarmChange = 2006,
+        DataReport = 2007,
+        StatusPoint2368 = 2009,
+        StatusPoint2022 = 2010
+    };
+
+    void setEventTexts(const QStringList& texts) { m_eventTexts = texts; }
+
+    // A view's or dialog's request: a record naming a command under a type
+    // that is not one of the collector's own. The command runner's 1042
+    // carries "controlId" and "controlValue" as well, and must never be taken
+    // for a request (it would run the command again).
+    static bool isControlRequest(int type, const QMap<QString, QVariant>& record);
+    static bool isCollectorEvent(int type);
+
+    // Describes one record; `fallbackUnit` names the unit when the record
+    // has no "name". Data reports describe as kind "data".
+    HostEvent describe(int type, const QMap<QString, QVariant>& record,
+                       const QString& fallbackUnit) const;
+
+    // Alarm text for an event code: the catalogue entry, or a stand-in for
+    // reserved (empty) and unknown codes.
+    QString alarmText(int code) const;
+
+    static QString toText(const HostEvent& e);
+    static QString toJson(const HostEvent& e);
+
+private:
+    QStringList m_eventTexts;
+};
+
+#endif // EVENTFORMATTER_H

@@ -1,0 +1,69 @@
+#ifndef HOSTMONITOR_H
+#define HOSTMONITOR_H
+
+// The host's core, shared by window and console mode: loads the model driver
+// and the plugin, makes one collector per configured unit, keeps the data log
+// and hands every event on as a HostEvent.
+
+#include <QLibrary>
+#include <QList>
+#include <QObject>
+#include <QPluginLoader>
+#include <QPointer>
+#include <QStringList>
+#include <QTimer>
+
+#include "DataLog.h"
+#include "EventFormatter.h"
+#include "HostConfig.h"
+#include "HostEvent.h"
+#include "HostOptions.h"
+
+class CollectThread;
+class PortManage;
+class UnitSession;
+
+class HostMonitor : public QObject
+{
+    Q_OBJECT
+public:
+    explicit HostMonitor(const HostOptions& options, QObject* parent = nullptr);
+    ~HostMonitor() override;
+
+    // Everything up to the collectors' threads running. False with a
+    // readable reason; nothing is left running then.
+    bool start(bool withViews, QString* error);
+    // Stops and deletes every collector (and with it its panel). Must run
+    // before any widget that holds a panel is destroyed.
+    void shutdown();
+
+    const QList<UnitSession*>& sessions() const { return m_sessions; }
+    const HostConfig& config() const { return m_config; }
+    // Units that have not answered once since the start.
+    QStringList silentUnits() const;
+
+public slots:
+    // Writes one data-log row per unit that communicates and has data.
+    void writeDataLog();
+
+signals:
+    void hostEvent(const HostEvent& event);
+    void commStateChanged(const QString& unit, int state);
+
+private:
+    bool loadPlugin(QString* error);
+
+    HostOptions m_options;
+    HostConfig m_config;
+    EventFormatter m_formatter;
+    DataLog m_dataLog;
+    QLibrary m_driver;
+    QPluginLoader m_loader;
+    QPointer<QObject> m_factoryObject;
+    CollectThread* m_factory = nullptr;
+    PortManage* m_portManage = nullptr;
+    QList<UnitSession*> m_sessions;
+    QTimer m_dataLogTimer;
+};
+
+#endif // HOSTMONITOR_H

@@ -1,0 +1,88 @@
+// upsmon-host: loads the UPS plugin and monitors the units listed in
+// param.ini, in a window or, without a display or with --headless, on the
+// console. Exit status: 0 clean stop, 1 start-up failure, 2 bad arguments,
+// 3 a unit never answered during the run.
+
+#include <QApplication>
+#include <QFile>
+#include <QTimer>
+
+#include <cstdio>
+#include <memory>
+
+#include "ConsoleOutput.h"
+#include "HostMonitor.h"
+#include "HostOptions.h"
+#include "MainWindow.h"
+#include "SignalWatcher.h"
+
+namespace {
+
+void printErr(const QString& text)
+{
+    std::fprintf(stderr, "upsmon-host: %s\n", qPrintable(text));
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QStringList args;
+    for (int i = 0; i < argc; ++i)
+        args += QString::fromLocal8Bit(argv[i]);
+    HostOptions options;
+    QString error, help;
+    if (!HostOptions::parse(args, HostOptions::displayAvailable(), &options, &error, &help)) {
+        printErr(error);
+        return 2;
+    }
+    if (!help.isEmpty()) {
+        std::fputs(qPrintable(help), stdout);
+        return 0;
+    }
+
+    std::unique_ptr<QCoreApplication> app(options.headless ? new QCoreApplication(argc, argv)
+                                                           : new QApplication(argc, argv));
+    QCoreApplication::setApplicationName(QStringLiteral("upsmon-host"));
+
+    SignalWatcher watcher;
+    QObject::connect(&watcher, &SignalWatcher::terminationRequested, app.get(), [&](int sig) {
+        printErr(QStringLiteral("signal %1, stopping").arg(sig));
+        QCoreApplication::quit();
+    });
+
+    HostMonitor monitor(options);
+    std::unique_ptr<ConsoleOutput> console;
+    if (options.headless) {
+        console.reset(new ConsoleOutput(options.json, options.showData));
+        QObject::connect(&monitor, &HostMonitor::hostEvent, console.get(), &ConsoleOutput::print);
+    }
+    if (!monitor.start(!options.headless, &error)) {
+        printErr(error);
+        return 1;
+    }
+
+    std::unique_ptr<MainWindow> window;
+    if (!options.headless) {
+        QFile style(QStringLiteral(":/host/style.qss"));
+        if (style.open(QIODevice::ReadOnly))
+            qApp->setStyleSheet(QString::fromUtf8(style.readAll()));
+        window.reset(new MainWindow(&monitor, options.userLevel));
+        window->show();
+    }
+    if (options.duration > 0)
+        QTimer::singleShot(options.duration * 1000, app.get(), &QCoreApplication::quit);
+
+    app->exec();
+
+    const QStringList silent = monitor.silentUnits();
+    // Collectors own their panels: stop them while the window still holds
+    // the panels, then let the window go.
+    monitor.shutdown();
+    window.reset();
+    if (!silent.isEmpty()) {
+        printErr(QStringLiteral("never answered: %1").arg(silent.join(QStringLiteral(", "))));
+        return 3;
+    }
+    return 0;
+}
