@@ -1,10 +1,239 @@
 #include "vek5Font.h"
-// placeholder until the dictionary lands
+
+#include "eventcatalogue.h"
+
+#include <QByteArray>
 #include <QMutex>
-vek5Font* vek5Font::m_instance = nullptr;
-vek5Font* vek5Font::instance() { static QMutex m; if (!m_instance) { QMutexLocker l(&m); if (!m_instance) m_instance = new vek5Font; } return m_instance; }
-vek5Font::vek5Font(QObject* parent) : QObject(parent) {}
-QStringList vek5Font::getDataLogDesc() { return {}; }
-QStringList vek5Font::changeLogData(QMap<int, QVariant>) { return {}; }
-QStringList vek5Font::getEventLogDesc() { return m_eventLogDesc; }
-void vek5Font::flushData(QMap<int, QVariant> d) { m_data = d; }
+#include <QMutexLocker>
+
+#include <limits>
+
+namespace {
+
+// Data-log headings; the position is the heading's index.
+const char* const dataLogHeadings[] = {
+    QT_TRANSLATE_NOOP("vek5Font", "Battery state"),
+    QT_TRANSLATE_NOOP("vek5Font", "Time on battery(s)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Remaining battery time(Min)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Remaining battery capacity(%)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Battery voltage(V)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Battery current(A)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Battery temperature(C)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Number of mains failure"),
+    QT_TRANSLATE_NOOP("vek5Font", "Input voltage(V)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Input current(A)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Input frequency(Hz)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Input power(W)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Output mode"),
+    QT_TRANSLATE_NOOP("vek5Font", "Output frequency(Hz)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Output voltage(V)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Output current(A)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Output power(W)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Output load(%)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Bypass frequency(Hz)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Bypass voltage(V)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Bypass current(A)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Bypass power(W)"),
+    // Three-phase values go under the plain headings above, joined by "/";
+    // these stay in the list so that the indices never move.
+    QT_TRANSLATE_NOOP("vek5Font", "Input voltage R/S/T(V)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Input current R/S/T(A)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Input frequency R/S/T(Hz)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Input power R/S/T(W)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Output voltage R/S/T(V)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Output current R/S/T(A)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Output power R/S/T(W)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Output load R/S/T(%)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Bypass voltage R/S/T(V)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Bypass current R/S/T(A)"),
+    QT_TRANSLATE_NOOP("vek5Font", "Bypass power R/S/T(W)"),
+};
+
+// Indexed by the unit's battery state code.
+const char* const batteryStateTexts[] = {
+    QT_TRANSLATE_NOOP("vek5Font", "Disconnect"),
+    QT_TRANSLATE_NOOP("vek5Font", "Standby"),
+    QT_TRANSLATE_NOOP("vek5Font", "Equalized charge"),
+    QT_TRANSLATE_NOOP("vek5Font", "Float charge"),
+    QT_TRANSLATE_NOOP("vek5Font", "Discharge"),
+};
+
+// Indexed by the unit's output mode code.
+const char* const outputModeTexts[] = {
+    QT_TRANSLATE_NOOP("vek5Font", "None"),
+    QT_TRANSLATE_NOOP("vek5Font", "Load on bypass"),
+    QT_TRANSLATE_NOOP("vek5Font", "Load on inverter"),
+    QT_TRANSLATE_NOOP("vek5Font", "Load on other"),
+};
+
+// Indices into the headings of the columns the host logs, in the order in
+// which changeLogData() fills a row.
+const int loggedHeadings[] = {8, 10, 19, 18, 14, 15, 16, 17, 13, 12, 3, 4, 5, 6, 0};
+
+// Point ids read for one data-log row.
+enum Point {
+    InputPhases = 4132,
+    InputVoltageR = 4133, InputVoltageS = 4134, InputVoltageT = 4135,
+    InputFrequencyR = 4139, InputFrequencyS = 4140, InputFrequencyT = 4141,
+    BypassPhases = 4191,
+    BypassVoltageR = 4192, BypassVoltageS = 4193, BypassVoltageT = 4194,
+    BypassFrequency = 4198,
+    OutputModeCode = 4161,
+    OutputPhases = 4162,
+    OutputVoltageR = 4163, OutputVoltageS = 4164, OutputVoltageT = 4165,
+    OutputCurrentR = 4166, OutputCurrentS = 4167, OutputCurrentT = 4168,
+    OutputPowerR = 4178, OutputPowerS = 4179, OutputPowerT = 4180,
+    OutputLoadR = 4184, OutputLoadS = 4185, OutputLoadT = 4186,
+    OutputFrequency = 4169,
+    BatteryStateCode = 4101,
+    BatteryCapacity = 4109,
+    BatteryVoltagePositive = 4103, BatteryVoltageNegative = 4104,
+    BatteryCurrentPositive = 4105, BatteryCurrentNegative = 4106,
+    BatteryTemperature = 4107,
+};
+
+// Below this the temperature probe is taken as absent.
+constexpr int LowestTemperature = -10;
+
+// Absent points read as an invalid QVariant, that is 0.
+float number(const QMap<int, QVariant>& data, int id)
+{
+    return data.value(id).toFloat();
+}
+
+QString oneDecimal(float value)
+{
+    return QString::asprintf("%.1f", double(value));
+}
+
+// Only a phase count of exactly 3 selects the R/S/T form.
+QString phaseValues(const QMap<int, QVariant>& data, bool threePhase, int r, int s, int t)
+{
+    if (!threePhase)
+        return oneDecimal(number(data, r));
+    return QString::asprintf("%.1f/%.1f/%.1f", double(number(data, r)), double(number(data, s)),
+                             double(number(data, t)));
+}
+
+// The negative side carries its own minus sign, so the pair reads "240.0-240.0".
+QString positiveNegative(const QMap<int, QVariant>& data, int positive, int negative)
+{
+    return QString::asprintf("%.1f%.1f", double(number(data, positive)), double(number(data, negative)));
+}
+
+// Unknown codes, negative ones included, show the first text.
+int codeIndex(int code, int count)
+{
+    return unsigned(code) < unsigned(count) ? code : 0;
+}
+
+// Truncates toward zero; a value no int can hold counts as unknown (-1)
+// instead of overflowing the conversion.
+int truncated(float value)
+{
+    constexpr float limit = 2147483648.0f; // 2^31
+    static_assert(std::numeric_limits<int>::max() == 2147483647, "32-bit int expected");
+    return (value > -limit && value < limit) ? int(value) : -1;
+}
+
+// Source text of a clearing code that is not "<appearance> disappear", or null.
+const char* exceptionalClearing(int clearingCode)
+{
+    using namespace EventCatalogue;
+    for (std::size_t i = 0; i < clearingExceptionCount; ++i)
+        if (clearingExceptions[i].code == clearingCode)
+            return clearingExceptions[i].text;
+    return nullptr;
+}
+
+} // namespace
+
+QAtomicPointer<vek5Font> vek5Font::m_instance = nullptr;
+
+vek5Font* vek5Font::instance()
+{
+    vek5Font* font = m_instance.loadAcquire();
+    if (font)
+        return font;
+    static QMutex mutex;
+    QMutexLocker locker(&mutex);
+    font = m_instance.loadAcquire();
+    if (!font) {
+        font = new vek5Font;
+        m_instance.storeRelease(font);
+    }
+    return font;
+}
+
+vek5Font::vek5Font(QObject* parent) : QObject(parent)
+{
+    for (const char* text : dataLogHeadings)
+        m_dataLogDesc << tr(text);
+    for (const char* text : batteryStateTexts)
+        m_batteryState << tr(text);
+    for (const char* text : outputModeTexts)
+        m_outputMode << tr(text);
+
+    using namespace EventCatalogue;
+    QVector<QString> events(2 * HalfSize);
+    for (std::size_t i = 0; i < appearanceCount; ++i) {
+        const EventText& event = appearance[i];
+        const int clearingCode = event.code + HalfSize;
+        QByteArray clearing = exceptionalClearing(clearingCode);
+        if (clearing.isNull())
+            clearing = QByteArray(event.text) + ClearingSuffix;
+        events[event.code] = tr(event.text);
+        events[clearingCode] = tr(clearing.constData());
+    }
+    m_eventLogDesc = events.toList();
+}
+
+QStringList vek5Font::getDataLogDesc()
+{
+    QStringList headings;
+    for (int index : loggedHeadings)
+        headings << m_dataLogDesc.at(index);
+    return headings;
+}
+
+QStringList vek5Font::changeLogData(QMap<int, QVariant> data)
+{
+    QStringList row;
+    const bool inputThreePhase = data.value(InputPhases).toInt() == 3;
+    row << phaseValues(data, inputThreePhase, InputVoltageR, InputVoltageS, InputVoltageT);
+    row << phaseValues(data, inputThreePhase, InputFrequencyR, InputFrequencyS, InputFrequencyT);
+    row << phaseValues(data, data.value(BypassPhases).toInt() == 3, BypassVoltageR, BypassVoltageS,
+                       BypassVoltageT);
+    row << oneDecimal(number(data, BypassFrequency));
+
+    const int mode = codeIndex(data.value(OutputModeCode).toInt(), m_outputMode.size());
+
+    const bool outputThreePhase = data.value(OutputPhases).toInt() == 3;
+    row << phaseValues(data, outputThreePhase, OutputVoltageR, OutputVoltageS, OutputVoltageT);
+    row << phaseValues(data, outputThreePhase, OutputCurrentR, OutputCurrentS, OutputCurrentT);
+    row << phaseValues(data, outputThreePhase, OutputPowerR, OutputPowerS, OutputPowerT);
+    row << phaseValues(data, outputThreePhase, OutputLoadR, OutputLoadS, OutputLoadT);
+    row << oneDecimal(number(data, OutputFrequency));
+    row << m_outputMode.at(mode);
+
+    const int state = codeIndex(truncated(number(data, BatteryStateCode)), m_batteryState.size());
+
+    row << oneDecimal(number(data, BatteryCapacity));
+    row << positiveNegative(data, BatteryVoltagePositive, BatteryVoltageNegative);
+    row << positiveNegative(data, BatteryCurrentPositive, BatteryCurrentNegative);
+    row << (data.value(BatteryTemperature).toInt() >= LowestTemperature
+                ? oneDecimal(number(data, BatteryTemperature))
+                : QStringLiteral("-"));
+    row << m_batteryState.at(state);
+    return row;
+}
+
+QStringList vek5Font::getEventLogDesc()
+{
+    return m_eventLogDesc;
+}
+
+void vek5Font::flushData(QMap<int, QVariant> data)
+{
+    m_data = data;
+}

@@ -5,6 +5,7 @@
 // catalogue (appearance texts at 0..497, clearing texts at 498..995). Every
 // text is translated once, when the singleton is first created.
 
+#include <QAtomicPointer>
 #include <QMap>
 #include <QObject>
 #include <QStringList>
@@ -31,7 +32,8 @@ private:
     QStringList m_eventLogDesc;
     QMap<int, QVariant> m_data;
 
-    static vek5Font* m_instance;
+    // Read without the lock on the fast path of instance(), hence atomic.
+    static QAtomicPointer<vek5Font> m_instance;
 };
 
 #endif // VEK5FONT_H
