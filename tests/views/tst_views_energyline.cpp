@@ -114,14 +114,10 @@ private slots:
     void flows_data();
     void flows();
     void allOff();
-    void phaseTexts_data();
-    void phaseTexts();
+    void panelTexts_data();
+    void panelTexts();
     void phaseTextsKept_data();
     void phaseTextsKept();
-    void tableTexts_data();
-    void tableTexts();
-    void numberTexts_data();
-    void numberTexts();
     void identity_data();
     void identity();
     void clicks_data();
@@ -213,11 +209,13 @@ void tst_Energyline::allOff()
     QCOMPARE(flowFlags(w), QStringLiteral("000000"));
 }
 
-void tst_Energyline::phaseTexts_data()
+void tst_Energyline::panelTexts_data()
 {
     QTest::addColumn<QString>("data");
     QTest::addColumn<Energyline::PanelText>("text");
     QTest::addColumn<QString>("expected");
+
+    // Phase groups: 3 -> three values, 1 -> the first, units after a blank.
     QTest::newRow("bypass voltage 3") << "4191=3,4192=230.0,4193=231.46,4194=229.94"
                                       << Energyline::BypassVoltage << "230.0/231.5/229.9 V";
     QTest::newRow("bypass current 1") << "4191=1,4195=12.25,4196=99.0"
@@ -247,9 +245,56 @@ void tst_Energyline::phaseTexts_data()
                                        << Energyline::OutputLoadPercentage << "45.0/50.0/55.0 %";
     QTest::newRow("negative value") << "4162=1,4178=-0.5" << Energyline::OutputActivePower
                                     << "-0.5 kW";
+
+    // Table entries; indices outside a table give an empty text.
+    QTest::newRow("bypass normal") << "4190=1" << Energyline::BypassStatus << "Normal";
+    QTest::newRow("bypass abnormal") << "4190=0" << Energyline::BypassStatus << "Abnormal";
+    QTest::newRow("bypass missing") << "" << Energyline::BypassStatus << "Abnormal";
+    QTest::newRow("bypass 2") << "4190=2" << Energyline::BypassStatus << "";
+    QTest::newRow("bypass -1") << "4190=-1" << Energyline::BypassStatus << "";
+    QTest::newRow("supply no") << "4250=0" << Energyline::SupplyMode << "No supply";
+    QTest::newRow("supply combined") << "4250=3" << Energyline::SupplyMode << "Conbined supply";
+    QTest::newRow("supply bypass") << "4250=4" << Energyline::SupplyMode << "Bypass supply";
+    QTest::newRow("supply 5") << "4250=5" << Energyline::SupplyMode << "";
+    QTest::newRow("phase config 1") << "4248=1" << Energyline::PhaseConfiguration << "Three-Single";
+    QTest::newRow("phase config 2") << "4248=2" << Energyline::PhaseConfiguration << "Three-Three";
+    QTest::newRow("phase config 3") << "4248=3" << Energyline::PhaseConfiguration << "";
+    QTest::newRow("output inverter") << "4161=2" << Energyline::OutputMode << "Load on inverter";
+    QTest::newRow("output other") << "4161=3" << Energyline::OutputMode << "Load on other";
+    QTest::newRow("output 4") << "4161=4" << Energyline::OutputMode << "";
+    QTest::newRow("battery curr") << "4101=2" << Energyline::BatteryState << "curr. equal charge";
+    QTest::newRow("battery volt equal") << "4101=5" << Energyline::BatteryState
+                                        << "volt. equal charge";
+    QTest::newRow("battery 6") << "4101=6" << Energyline::BatteryState << "";
+    QTest::newRow("battery huge") << "4101=2147483647" << Energyline::BatteryState << "";
+    QTest::newRow("battery most negative") << "4101=-2147483648" << Energyline::BatteryState << "";
+    QTest::newRow("rec pfc") << "4239=2" << Energyline::RectifierState << "PFC mode";
+    QTest::newRow("rec battery") << "4239=3" << Energyline::RectifierState << "Battery mode";
+    QTest::newRow("rec 4") << "4239=4" << Energyline::RectifierState << "";
+    QTest::newRow("inv normal") << "4240=2" << Energyline::InverterState << "Normal run";
+    QTest::newRow("inv soft") << "4240=1" << Energyline::InverterState << "Soft start";
+    QTest::newRow("inv 3") << "4240=3" << Energyline::InverterState << "";
+
+    // Formatted numbers and the "-" rules.
+    const QString deg = QString(QChar(0x2103));
+    QTest::newRow("rec temp") << "4241=35.26" << Energyline::RectifierTemperature << "35.3 " + deg;
+    QTest::newRow("inv temp") << "4242=-5" << Energyline::InverterTemperature << "-5.0 " + deg;
+    QTest::newRow("battery temp") << "4107=25.5" << Energyline::BatteryTemperature << "25.5 " + deg;
+    QTest::newRow("battery temp -10") << "4107=-10" << Energyline::BatteryTemperature
+                                      << "-10.0 " + deg;
+    QTest::newRow("battery temp -11") << "4107=-11" << Energyline::BatteryTemperature << "-";
+    QTest::newRow("remaining 95") << "4110=95" << Energyline::RemainingTime << "95 Min";
+    QTest::newRow("remaining 0") << "4110=0" << Energyline::RemainingTime << "0 Min";
+    QTest::newRow("remaining -1") << "4110=-1" << Energyline::RemainingTime << "-";
+    QTest::newRow("capacity 80") << "4111=80" << Energyline::RemainingCapacity << "80 %";
+    QTest::newRow("capacity -3") << "4111=-3" << Energyline::RemainingCapacity << "-";
+    QTest::newRow("battery voltage") << "4103=240,4104=-240" << Energyline::BatteryVoltage
+                                     << "240/-240";
+    QTest::newRow("battery current") << "4105=1.5,4106=-2.25" << Energyline::BatteryCurrent
+                                     << "1.5/-2.25";
 }
 
-void tst_Energyline::phaseTexts()
+void tst_Energyline::panelTexts()
 {
     QFETCH(QString, data);
     QFETCH(Energyline::PanelText, text);
@@ -288,83 +333,6 @@ void tst_Energyline::phaseTextsKept()
     w.flushData(parseMap(data));
     for (int i = 0; i < texts.size(); ++i)
         QCOMPARE(w.panelText(texts.at(i)), before.at(i));
-}
-
-void tst_Energyline::tableTexts_data()
-{
-    QTest::addColumn<QString>("data");
-    QTest::addColumn<Energyline::PanelText>("text");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("bypass normal") << "4190=1" << Energyline::BypassStatus << "Normal";
-    QTest::newRow("bypass abnormal") << "4190=0" << Energyline::BypassStatus << "Abnormal";
-    QTest::newRow("bypass missing") << "" << Energyline::BypassStatus << "Abnormal";
-    QTest::newRow("bypass 2") << "4190=2" << Energyline::BypassStatus << "";
-    QTest::newRow("bypass -1") << "4190=-1" << Energyline::BypassStatus << "";
-    QTest::newRow("supply no") << "4250=0" << Energyline::SupplyMode << "No supply";
-    QTest::newRow("supply combined") << "4250=3" << Energyline::SupplyMode << "Conbined supply";
-    QTest::newRow("supply bypass") << "4250=4" << Energyline::SupplyMode << "Bypass supply";
-    QTest::newRow("supply 5") << "4250=5" << Energyline::SupplyMode << "";
-    QTest::newRow("phase config 1") << "4248=1" << Energyline::PhaseConfiguration << "Three-Single";
-    QTest::newRow("phase config 2") << "4248=2" << Energyline::PhaseConfiguration << "Three-Three";
-    QTest::newRow("phase config 3") << "4248=3" << Energyline::PhaseConfiguration << "";
-    QTest::newRow("output inverter") << "4161=2" << Energyline::OutputMode << "Load on inverter";
-    QTest::newRow("output other") << "4161=3" << Energyline::OutputMode << "Load on other";
-    QTest::newRow("output 4") << "4161=4" << Energyline::OutputMode << "";
-    QTest::newRow("battery curr") << "4101=2" << Energyline::BatteryState << "curr. equal charge";
-    QTest::newRow("battery volt equal") << "4101=5" << Energyline::BatteryState
-                                        << "volt. equal charge";
-    QTest::newRow("battery 6") << "4101=6" << Energyline::BatteryState << "";
-    QTest::newRow("battery huge") << "4101=2147483647" << Energyline::BatteryState << "";
-    QTest::newRow("battery most negative") << "4101=-2147483648" << Energyline::BatteryState << "";
-    QTest::newRow("rec pfc") << "4239=2" << Energyline::RectifierState << "PFC mode";
-    QTest::newRow("rec battery") << "4239=3" << Energyline::RectifierState << "Battery mode";
-    QTest::newRow("rec 4") << "4239=4" << Energyline::RectifierState << "";
-    QTest::newRow("inv normal") << "4240=2" << Energyline::InverterState << "Normal run";
-    QTest::newRow("inv soft") << "4240=1" << Energyline::InverterState << "Soft start";
-    QTest::newRow("inv 3") << "4240=3" << Energyline::InverterState << "";
-}
-
-void tst_Energyline::tableTexts()
-{
-    QFETCH(QString, data);
-    QFETCH(Energyline::PanelText, text);
-    QFETCH(QString, expected);
-    Energyline w;
-    w.flushData(parseMap(data));
-    QCOMPARE(w.panelText(text), expected);
-}
-
-void tst_Energyline::numberTexts_data()
-{
-    QTest::addColumn<QString>("data");
-    QTest::addColumn<Energyline::PanelText>("text");
-    QTest::addColumn<QString>("expected");
-    const QString deg = QString(QChar(0x2103));
-    QTest::newRow("rec temp") << "4241=35.26" << Energyline::RectifierTemperature << "35.3 " + deg;
-    QTest::newRow("inv temp") << "4242=-5" << Energyline::InverterTemperature << "-5.0 " + deg;
-    QTest::newRow("battery temp") << "4107=25.5" << Energyline::BatteryTemperature << "25.5 " + deg;
-    QTest::newRow("battery temp -10") << "4107=-10" << Energyline::BatteryTemperature
-                                      << "-10.0 " + deg;
-    QTest::newRow("battery temp -11") << "4107=-11" << Energyline::BatteryTemperature << "-";
-    QTest::newRow("remaining 95") << "4110=95" << Energyline::RemainingTime << "95 Min";
-    QTest::newRow("remaining 0") << "4110=0" << Energyline::RemainingTime << "0 Min";
-    QTest::newRow("remaining -1") << "4110=-1" << Energyline::RemainingTime << "-";
-    QTest::newRow("capacity 80") << "4111=80" << Energyline::RemainingCapacity << "80 %";
-    QTest::newRow("capacity -3") << "4111=-3" << Energyline::RemainingCapacity << "-";
-    QTest::newRow("battery voltage") << "4103=240,4104=-240" << Energyline::BatteryVoltage
-                                     << "240/-240";
-    QTest::newRow("battery current") << "4105=1.5,4106=-2.25" << Energyline::BatteryCurrent
-                                     << "1.5/-2.25";
-}
-
-void tst_Energyline::numberTexts()
-{
-    QFETCH(QString, data);
-    QFETCH(Energyline::PanelText, text);
-    QFETCH(QString, expected);
-    Energyline w;
-    w.flushData(parseMap(data));
-    QCOMPARE(w.panelText(text), expected);
 }
 
 void tst_Energyline::identity_data()
