@@ -1,18 +1,232 @@
 #include "vek5Client.h"
 
+#include "CollectView.h"
+#include "PortManage.h"
+#include "SerialPort.h"
+#include "portaccess.h"
 #include "vek5Font.h"
 
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDebug>
+#include <QFile>
+#include <QLibrary>
 #include <QMetaType>
+#include <QSettings>
+#include <QTcpSocket>
+#include <QTextStream>
+#include <QTimer>
+
+#include <cstdio>
+#include <ctime>
+
+namespace {
+
+// Control commands: id as the host sends it, name as shown to the user, and
+// the code the driver library expects. 1018 (close the port) and 2016 (send
+// the argument as it stands) are handled apart.
+struct CommandEntry
+{
+    int id;
+    const char* name;
+    int code;
+};
+
+const CommandEntry kCommands[] = {
+    {1001, QT_TRANSLATE_NOOP("vek5Client", "Clean fault"), 12},
+    {1002, QT_TRANSLATE_NOOP("vek5Client", "Clean history"), 13},
+    {1003, QT_TRANSLATE_NOOP("vek5Client", "Selftest"), 0},
+    {1004, QT_TRANSLATE_NOOP("vek5Client", "Discharge"), 0},
+    {1005, QT_TRANSLATE_NOOP("vek5Client", "Discharge to low"), 2},
+    {1006, QT_TRANSLATE_NOOP("vek5Client", "Cancel task"), 3},
+    {1007, QT_TRANSLATE_NOOP("vek5Client", "Shutdown UPS"), 4},
+    {1008, QT_TRANSLATE_NOOP("vek5Client", "Startup UPS"), 7},
+    {1009, QT_TRANSLATE_NOOP("vek5Client", "Buzzer on"), 17},
+    {1010, QT_TRANSLATE_NOOP("vek5Client", "Buzzer off"), 18},
+    {1013, QT_TRANSLATE_NOOP("vek5Client", "Wakeup UPS"), 7},
+    {1015, QT_TRANSLATE_NOOP("vek5Client", "Shutdown to bypass"), 9},
+    {1016, QT_TRANSLATE_NOOP("vek5Client", "Turn bypass manually"), 10},
+    {1017, QT_TRANSLATE_NOOP("vek5Client", "Turn inverter manually"), 11},
+    {1045, QT_TRANSLATE_NOOP("vek5Client", "Download history"), 20},
+};
+
+constexpr int kClosePortCommand = 1018;
+constexpr int kRawSettingCommand = 2016;
+constexpr int kDownloadHistoryCommand = 1045;
+
+const CommandEntry* findCommand(int id)
+{
+    for (const CommandEntry& entry : kCommands) {
+        if (entry.id == id)
+            return &entry;
+    }
+    return nullptr;
+}
+
+// Event types of the collector's own records.
+constexpr int kEventCommRestored = 1040;
+constexpr int kEventCommLost = 1041;
+constexpr int kEventCommandResult = 1042;
+constexpr int kEventSummary = 2001;
+constexpr int kEventAlarmChange = 2006;
+constexpr int kEventData = 2007;
+constexpr int kEventStatus2368 = 2009;
+constexpr int kEventStatus2022 = 2010;
+
+constexpr int kFirstAlarmPoint = 2000;
+constexpr int kStatusPoint2022 = 2022;
+constexpr int kStatusPoint2368 = 2368;
+constexpr int kFirstModelPoint = 4016;
+constexpr int kModelLength = 16;
+constexpr int kLoadPoint = 4184;
+
+const char kDriverFileName[] = "libvek5m_10-30k";
+const char kHistoryCodeMapPath[] = "./PVMX/drovaPanel/db/historycodemap.csv";
+const char kHistoryPath[] = "./history.txt";
+constexpr int kHistoryFieldCount = 8;
+
+QString configDir()
+{
+    return QCoreApplication::applicationDirPath().replace("\\", "/") + "/PVMX/" + "drovaPanel" + "/db";
+}
+
+QString nowText()
+{
+    return QDateTime::currentDateTime().toString("yyyy-MM-dd hh:mm:ss");
+}
+
+PortManage* portManager(void* handle)
+{
+    return static_cast<PortManage*>(handle);
+}
+
+} // namespace
+
+void vek5DataProce(int id, float value, void* context)
+{
+    vek5Client* client = *static_cast<vek5Client**>(context);
+    client->parseData(id, value);
+}
 
 vek5Client::vek5Client(CollectThread* parent)
     : CollectThread(parent)
 {
+    m_retries = 5;
+    m_commState = -1;
     qRegisterMetaType<QMap<int, QVariant>>("QMap<int,QVariant>");
     qRegisterMetaType<CollectThread*>("CollectThread*");
     qRegisterMetaType<QList<int>>("QList<int>");
+    if (!QMetaType::hasRegisteredConverterFunction<QList<int>, QtMetaTypePrivate::QSequentialIterableImpl>()) {
+        QMetaType::registerConverter<QList<int>, QtMetaTypePrivate::QSequentialIterableImpl>(
+            QtMetaTypePrivate::QSequentialIterableConvertFunctor<QList<int>>());
+    }
+    LoadDriver();
+    initHistoryInfo();
 }
 
-vek5Client::~vek5Client() = default;
+vek5Client::~vek5Client()
+{
+    FreeDriver();
+    delete m_view;
+    qDebug() << "~vek5Client";
+    delete m_tcpSocket;
+}
+
+CollectThread* vek5Client::create(void* handle)
+{
+    vek5Client* client = new vek5Client();
+    client->m_portHandle = handle;
+    return client;
+}
+
+void vek5Client::release(vek5Client* c)
+{
+    c->deleteLater();
+}
+
+bool vek5Client::LoadDriver()
+{
+    if (m_lib != nullptr)
+        return true;
+    try {
+        m_lib = new QLibrary();
+        m_lib->setFileName(kDriverFileName);
+        if (m_lib->load()) {
+            m_query = reinterpret_cast<QueryFunc>(m_lib->resolve("Query"));
+            m_control = reinterpret_cast<ControlFunc>(m_lib->resolve("Control"));
+        }
+        if (m_query == nullptr)
+            qDebug() << "not had Query";
+        if (m_control == nullptr)
+            qDebug() << "not had Control" << m_lib->errorString();
+    } catch (...) {
+        qDebug() << "load lib fail";
+    }
+    return true;
+}
+
+bool vek5Client::FreeDriver()
+{
+    if (m_lib != nullptr) {
+        m_lib->unload();
+        delete m_lib;
+        m_lib = nullptr;
+        m_query = nullptr;
+        m_control = nullptr;
+    }
+    return true;
+}
+
+void vek5Client::loadConfig()
+{
+    const QString dir = configDir();
+
+    QSettings* param = new QSettings(dir + "/param.ini", QSettings::IniFormat);
+    // 0 selects language code "1"; the inversion is what the host expects.
+    m_language = param->value("Language", 0).toInt() == 0 ? "1" : "0";
+    delete param;
+
+    QSettings* dev = new QSettings(dir + "/dev.ini", QSettings::IniFormat);
+    const QString group = m_devName + "/";
+    m_portName = dev->value(group + "portName", "COM1").toString();
+    m_devAddr = dev->value(group + "addr", 1).toInt();
+    QString settings;
+    if (PortManage* manager = portManager(m_portHandle)) {
+        if (SerialPort* port = manager->getPortHandle(m_portName))
+            settings = port->getPortSettings();
+    }
+    m_retries = dev->value(group + "retries", 5).toInt();
+    m_protocol = dev->value(group + "protocol", 0).toInt();
+    m_interval = dev->value(group + "interval", 5).toInt();
+    m_commType = dev->value(group + "commType", 0).toInt();
+    m_ipAddr = dev->value(group + "ipAddr", "").toString();
+    m_tcpPort = dev->value(group + "port", 502).toInt();
+    setPort(m_portName, settings);
+
+    const int eventCount = getEventLogDesc().size();
+    for (int i = 0; i < eventCount; ++i)
+        m_eventChoose.insert(i, dev->value(group + QString("eventChooseList/%1").arg(i), 0).toInt());
+    delete dev;
+}
+
+void vek5Client::setPort(QString portName, QString settings)
+{
+    m_portName = portName;
+    m_portSettings = settings;
+    m_portReopened = 1;
+    if (PortManage* manager = portManager(m_portHandle))
+        manager->ReOpen(portName);
+}
+
+void vek5Client::setDevId(int id)
+{
+    m_devAddr = id;
+}
+
+QString vek5Client::utfToChina(QString s)
+{
+    return QString::fromUtf8(s.toLatin1());
+}
 
 QStringList vek5Client::getDataLogDesc()
 {
@@ -27,4 +241,336 @@ QStringList vek5Client::changeLogData(QMap<int, QVariant> data)
 QStringList vek5Client::getEventLogDesc()
 {
     return vek5Font::instance()->getEventLogDesc();
+}
+
+void vek5Client::run()
+{
+    if (m_interval == 0)
+        m_interval = 1;
+    QTimer timer;
+    timer.setInterval(kTimerIntervalMs);
+    connect(&timer, &QTimer::timeout, this, &vek5Client::threadTimer, Qt::DirectConnection);
+    QTimer::singleShot(0, &timer, static_cast<void (QTimer::*)()>(&QTimer::start));
+    timer.start();
+    exec();
+    // The socket belongs to this thread; it must not outlive it.
+    delete m_tcpSocket;
+    m_tcpSocket = nullptr;
+}
+
+void vek5Client::poll()
+{
+    const qint64 now = static_cast<qint64>(time(nullptr));
+    if (now < m_nextPollTime) {
+        QMutexLocker locker(&m_cmdLock);
+        if (m_cmdList.isEmpty())
+            return;
+    }
+    m_nextPollTime = now + m_interval;
+    m_workState = 1;
+    threadTimer();
+    m_workState = 0;
+}
+
+int vek5Client::control(int id, QString value)
+{
+    QMutexLocker locker(&m_cmdLock);
+    m_cmdList.append(ControlCmd{id, value});
+    return 1;
+}
+
+void vek5Client::parseData(int id, float value)
+{
+    m_dataMap.insert(id, QVariant(value));
+}
+
+QMap<QString, QVariant> vek5Client::commonRecord() const
+{
+    QMap<QString, QVariant> record;
+    record.insert("name", m_devName);
+    record.insert("protocol", m_protocol);
+    record.insert("port", m_portName);
+    record.insert("timeStr", nowText());
+    return record;
+}
+
+bool vek5Client::queryDevice()
+{
+    if (m_commType != 0) {
+        if (m_query == nullptr || m_tcpSocket == nullptr)
+            return false;
+        PortHandle handle{m_tcpSocket, TcpCommRead, TcpCommWrite};
+        return m_query(&handle, m_devAddr, vek5DataProce, &m_driverContext) != 0;
+    }
+    PortManage* manager = portManager(m_portHandle);
+    SerialPort* port = manager ? manager->getPortHandle(m_portName) : nullptr;
+    if (port == nullptr || m_query == nullptr)
+        return false;
+    PortHandle handle{port, CommRead, CommWrite};
+    port->Lock();
+    const int answered = m_query(&handle, m_devAddr, vek5DataProce, &m_driverContext);
+    port->UnLock();
+    return answered != 0;
+}
+
+void vek5Client::threadTimer()
+{
+    ++m_tick;
+    {
+        QMutexLocker locker(&m_cmdLock);
+        if (!m_cmdList.isEmpty())
+            m_tick = 0;
+    }
+
+    if (m_commType == 1) {
+        if (m_tcpSocket == nullptr) {
+            m_tcpSocket = new QTcpSocket();
+            m_tcpSocket->setReadBufferSize(kTcpReadBufferSize);
+        }
+        const QAbstractSocket::SocketState state = m_tcpSocket->state();
+        if (state == QAbstractSocket::UnconnectedState || state == QAbstractSocket::ClosingState) {
+            QThread::sleep(kReconnectPauseSec);
+            m_tcpSocket->connectToHost(m_ipAddr, static_cast<quint16>(m_tcpPort), QIODevice::ReadWrite,
+                                       QAbstractSocket::AnyIPProtocol);
+            m_tcpSocket->waitForConnected(kConnectTimeoutMs);
+        }
+    }
+
+    check_set_command();
+
+    QMap<QString, QVariant> record = commonRecord();
+    if (queryDevice()) {
+        m_failCount = 0;
+        if (m_commState != 0) {
+            m_commState = 0;
+            record.insert("desc", m_devName);
+            record.insert("state", 0);
+            emit postDEvent(kEventCommRestored, record);
+            emit postDEvent(kEventSummary, record);
+        }
+    } else {
+        ++m_failCount;
+        if (m_failCount >= m_retries) {
+            if (m_commType == 0 && !m_holdReopen)
+                setPort(m_portName, m_portSettings);
+            if (m_commState != 1) {
+                record.insert("lost", 1);
+                record.insert("state", 1);
+                record.insert("desc", m_devName);
+                emit postDEvent(kEventCommLost, record);
+                m_commState = 1;
+                emit postDEvent(kEventSummary, record);
+            }
+        }
+    }
+
+    reportData();
+}
+
+int vek5Client::alarmCount()
+{
+    if (m_alarmCount < 0)
+        m_alarmCount = getEventLogDesc().size() / 2;
+    return m_alarmCount;
+}
+
+void vek5Client::reportData()
+{
+    QMap<QString, QVariant> record = commonRecord();
+    record.insert("lost", 0);
+
+    const int n = alarmCount();
+    bool appeared = false;
+    for (int i = 0; i < n; ++i) {
+        const int value = m_dataMap.value(kFirstAlarmPoint + i).toInt();
+        if (value == m_prevAlarmState.value(i))
+            continue;
+        if (value == 1) {
+            record.insert("alarmId", i);
+            appeared = true;
+        } else {
+            record.insert("alarmId", n + i);
+        }
+        record.insert("alarmState", value);
+        emit postDEvent(kEventAlarmChange, record);
+        m_prevAlarmState.insert(i, value);
+    }
+
+    const struct { int point; int event; } statusPoints[] = {
+        {kStatusPoint2022, kEventStatus2022},
+        {kStatusPoint2368, kEventStatus2368},
+    };
+    for (const auto& status : statusPoints) {
+        const int value = m_dataMap.value(status.point).toInt();
+        if (value != m_prevAlarmState.value(status.point)) {
+            record.insert("alarmState", value);
+            emit postDEvent(status.event, record);
+            m_prevAlarmState.insert(status.point, value);
+        }
+    }
+
+    record.insert("data", QVariant::fromValue(m_dataMap));
+    emit postDEvent(kEventData, record);
+
+    flushData(m_dataMap);
+    flushUpsInfo("IdentManufacturer", m_manufacturer);
+    flushUpsInfo("name", m_devName);
+    QByteArray model(kModelLength, '\0');
+    for (int k = 0; k < kModelLength; ++k)
+        model[k] = static_cast<char>(m_dataMap.value(kFirstModelPoint + k).toInt() & 0xFF);
+    flushUpsInfo("upsIdentModel", model);
+    if (m_commType == 1)
+        flushUpsInfo("portInfo", QString("tcp:%1:%2").arg(m_ipAddr, QString::number(m_tcpPort)));
+    else
+        flushUpsInfo("portInfo", QString("%1-%2").arg(m_portName, m_portSettings));
+    flushUpsInfo("state", m_commState);
+    flushUpsInfo("upsAddr", QString::number(m_devAddr));
+    flushUpsInfo("upsLoad", m_dataMap.value(kLoadPoint).toInt());
+
+    if (appeared) {
+        record.insert("dis_alarm", 1);
+        record.insert("state", m_commState);
+        emit postDEvent(kEventSummary, record);
+    }
+}
+
+int vek5Client::sendCommand(const char* command)
+{
+    int result = 1;
+    if (m_control == nullptr)
+        return result;
+    if (m_commType != 0) {
+        if (m_tcpSocket == nullptr)
+            return result;
+        PortHandle handle{m_tcpSocket, TcpCommRead, TcpCommWrite};
+        return m_control(&handle, m_devAddr, command, &m_driverContext);
+    }
+    PortManage* manager = portManager(m_portHandle);
+    SerialPort* port = manager ? manager->getPortHandle(m_portName) : nullptr;
+    if (port == nullptr)
+        return result;
+    PortHandle handle{port, CommRead, CommWrite};
+    port->Lock();
+    result = m_control(&handle, m_devAddr, command, &m_driverContext);
+    port->UnLock();
+    return result;
+}
+
+void vek5Client::check_set_command()
+{
+    int pending = 0;
+    {
+        QMutexLocker locker(&m_cmdLock);
+        pending = m_cmdList.size();
+    }
+    for (; pending > 0; --pending) {
+        ControlCmd cmd;
+        {
+            QMutexLocker locker(&m_cmdLock);
+            if (m_cmdList.isEmpty())
+                return;
+            cmd = m_cmdList.takeFirst();
+        }
+        QMap<QString, QVariant> record;
+        record.insert("controlId", cmd.id);
+        record.insert("controlValue", cmd.value);
+        record.insert("name", m_devName);
+        const QString resultText[2] = {tr("successful"), tr("failed")};
+
+        if (cmd.id == kClosePortCommand) {
+            if (PortManage* manager = portManager(m_portHandle))
+                manager->Close(m_portName);
+            return;
+        }
+
+        // snprintf cuts the text at the buffer's 49 usable characters.
+        char text[kCommandTextSize] = {};
+        const CommandEntry* entry = findCommand(cmd.id);
+        const QByteArray value = cmd.value.toLocal8Bit();
+        if (entry != nullptr)
+            std::snprintf(text, sizeof text, "%d,%s", entry->code, value.constData());
+        else if (cmd.id == kRawSettingCommand)
+            std::snprintf(text, sizeof text, "%s", value.constData());
+
+        int result = 1;
+        if (entry != nullptr || cmd.id == kRawSettingCommand)
+            result = sendCommand(text);
+        qDebug() << "control" << cmd.id << "result" << result;
+
+        if (cmd.id == kDownloadHistoryCommand) {
+            exportHistoryInfo(cmd.value);
+            record.insert("result", 1);
+            record.insert("controlId", cmd.id);
+            record.insert("desc", tr("%1 %2 %3").arg(m_devName, tr(entry->name), resultText[result == 0 ? 0 : 1]));
+            emit postDEvent(kEventCommandResult, record);
+        }
+    }
+}
+
+void vek5Client::initHistoryInfo()
+{
+    m_historyState.clear();
+    m_historyState.insert(1, tr("Appear"));
+    m_historyState.insert(0, tr("Disappear"));
+    m_historyCode.clear();
+
+    QFile file(kHistoryCodeMapPath);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+        return;
+    QTextStream in(&file);
+    in.setCodec("system");
+    while (!in.atEnd()) {
+        // The round trip through UTF-8 ends the text at its first NUL.
+        const QString line = QString::fromUtf8(in.readLine().toUtf8().constData());
+        const QStringList fields = line.split(",");
+        const QString code = fields.value(0).trimmed();
+        if (code.isEmpty())
+            continue;
+        const QString first = fields.value(1).trimmed();
+        const QString second = fields.value(2).trimmed();
+        QString text = first;
+        if (m_language != "0" && !second.isEmpty())
+            text = second;
+        m_historyCode.insert(code.toInt(nullptr, 10), text);
+    }
+}
+
+void vek5Client::exportHistoryInfo(QString path)
+{
+    QStringList rows;
+    QFile history(kHistoryPath);
+    if (history.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        while (!history.atEnd()) {
+            QByteArray raw = history.readLine();
+            while (raw.endsWith('\n') || raw.endsWith('\r'))
+                raw.chop(1);
+            const QStringList fields = QString::fromLatin1(raw).split(" ");
+            if (fields.size() < kHistoryFieldCount)
+                continue;
+            const int code = fields.at(0).toInt();
+            QString row = QString::number(code) + ",";
+            row += m_historyCode.value(code, QString::number(code)) + ",";
+            row += m_historyState.value(fields.at(1).toInt()) + ",";
+            QString stamp("20%1-%2-%3 %4:%5:%6");
+            for (int f = 2; f < kHistoryFieldCount; ++f)
+                stamp = stamp.arg(fields.at(f).toInt(), 2, 10, QChar('0'));
+            row += stamp + ",\n";
+            rows.append(row);
+        }
+        history.close();
+    }
+    // The unit's history lives on only in the exported file.
+    QFile emptied(kHistoryPath);
+    if (emptied.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        emptied.close();
+
+    if (path.isEmpty())
+        return;
+    QFile out(path);
+    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text))
+        return;
+    QTextStream stream(&out);
+    stream << tr("ID") << "," << tr("Content") << "," << tr("Status") << "," << tr("Time") << ",\n";
+    for (const QString& row : rows)
+        stream << row;
 }

@@ -2,22 +2,98 @@
 #define VEK5CLIENT_H
 
 // The plugin's collector: one per monitored unit, made by create() on the
-// plugin instance.
+// plugin instance. It polls the unit through the model driver library on its
+// own thread, reports to the host through postDEvent, runs queued control
+// commands and exports the unit's history.
 
 #include "CollectThread.h"
+#include "ControlCmd.h"
+#include "driverapi.h"
+
+#include <QList>
+#include <QMap>
+#include <QMutex>
+#include <QString>
+
+class QLibrary;
+class QTcpSocket;
+
+// The driver's callback: `context` is the address of a collector's driver
+// context member. Exported so that the driver library may also find it by name.
+__attribute__((visibility("default"))) void vek5DataProce(int id, float value, void* context);
 
 class vek5Client : public CollectThread
 {
     Q_OBJECT
     Q_PLUGIN_METADATA(IID "com.nalo.Qt.ProInterface")
 public:
+    // Pause before every TCP (re)connection attempt of a cycle.
+    static constexpr unsigned long kReconnectPauseSec = 5;
+    static constexpr int kConnectTimeoutMs = 30000;
+    static constexpr int kTcpReadBufferSize = 1024;
+    static constexpr int kTimerIntervalMs = 100;
+    static constexpr int kCommandTextSize = 50;
+
     explicit vek5Client(CollectThread* parent = nullptr);
     ~vek5Client() override;
 
+    void run() override;
+
+    void release(vek5Client* c);
+    void setPort(QString portName, QString settings);
+    void setDevId(int id);
+    QString utfToChina(QString s);
+    bool LoadDriver();
+    bool FreeDriver();
+
+    void parseData(int id, float value);
+    void reportData();
+    void check_set_command();
+
+    void initHistoryInfo();
+    void exportHistoryInfo(QString path);
+
 public slots:
+    int control(int id, QString value) override;
     QStringList getDataLogDesc() override;
     QStringList changeLogData(QMap<int, QVariant> data) override;
     QStringList getEventLogDesc() override;
+    void loadConfig() override;
+    CollectThread* create(void* handle) override;
+    void poll() override;
+
+private slots:
+    void threadTimer();
+
+public:
+    QString m_portName;
+    QString m_language;               // "1" or "0", from param.ini's inverted "Language"
+    QMutex m_cmdLock;                 // guards m_cmdList only, never a driver call
+    QList<ControlCmd> m_cmdList;
+    int m_portReopened = 0;
+    int m_devAddr = 1;
+    QString m_portSettings;
+    QueryFunc m_query = nullptr;
+    ControlFunc m_control = nullptr;
+    QLibrary* m_lib = nullptr;
+    QMap<int, QVariant> m_dataMap;
+    CollectView* m_view = nullptr;
+    int m_commType = 0;               // 1 = Modbus TCP, else the serial port
+    QTcpSocket* m_tcpSocket = nullptr;
+    vek5Client* m_driverContext = this;   // the driver gets this member's address
+    QMap<int, QString> m_historyState;
+    QMap<int, QString> m_historyCode;
+    int m_tick = 0;                   // cycles since the command queue was last non-empty
+    qint64 m_nextPollTime = 0;        // seconds since the epoch
+    bool m_holdReopen = false;        // keeps a lost serial port from being reopened while set
+
+private:
+    bool queryDevice();
+    int sendCommand(const char* command);
+    QMap<QString, QVariant> commonRecord() const;
+    int alarmCount();
+
+    int m_alarmCount = -1;            // half the event catalogue; fetched once, it never changes
 };
 
 #endif // VEK5CLIENT_H

@@ -58,6 +58,18 @@ public:
 
     bool isSequential() const override { return true; }
 
+    // lastError() codes.
+    enum ErrorCode {
+        NoError = 0, InvalidPortError = 1, OutOfMemoryError = 2, InterruptedError = 3,
+        ReadFailedError = 13, WriteFailedError = 14
+    };
+
+    // Bits of lineStatus().
+    enum LineStatus {
+        LS_CTS = 0x01, LS_DSR = 0x02, LS_DCD = 0x04, LS_RI = 0x08,
+        LS_RTS = 0x10, LS_DTR = 0x20, LS_ST = 0x40, LS_SR = 0x80
+    };
+
     // Cleared by the port manager's tick; nothing sets it.
     int used = 0;
 
@@ -85,6 +97,15 @@ public slots:
 
 private:
     // Implementation state: see SerialPort.cpp / SerialPort_unix.cpp.
+    bool parseSettings(const QString& text);
+    void usePortName(const QString& name);
+    bool openDeviceFile();
+    void applySettingsRecord();
+    void applyOpenSettings();
+    void writeAttributes();
+    void setModemBit(int bit, bool set);
+    int fd() const;
+
     QMutex* m_lock = nullptr;
     QString m_logFileName;
     QString m_logPrefix;
@@ -95,6 +116,8 @@ private:
     struct termios m_savedTermios {};
     ulong m_lastError = 0;
     QString m_portName;
+    long m_timeoutSec = 0;      // Timeout_Millisec split for the read timer
+    long m_timeoutMsec = 0;
 };
 
 #endif // SERIALPORT_H

@@ -1,5 +1,5 @@
-#ifndef MODBUS_H
-#define MODBUS_H
+#ifndef VEK5_COMM_MODBUS_H
+#define VEK5_COMM_MODBUS_H
 
 // Modbus RTU frame helpers: pure functions on caller-owned buffers, exported
 // under plain C names for the model driver library.
@@ -27,4 +27,4 @@ VEK5_EXPORT const char* FiltSpace(const char* text);
 
 }
 
-#endif // MODBUS_H
+#endif // VEK5_COMM_MODBUS_H

@@ -74,11 +74,15 @@ int TcpCommRead(PortHandle* handle, char* buffer, int length)
         return kShortTcpAnswer;
     // Drop the MBAP header unread: the unit id becomes the RTU address.
     std::memmove(frame, frame + kMbapHeaderSize, size_t(n - kMbapHeaderSize));
-    std::memset(frame + n - kMbapHeaderSize, 0, size_t(kTcpBufferSize - (n - kMbapHeaderSize)));
+    // What follows the moved bytes reads as zero, as the untouched tail of
+    // the buffer does (a 7-byte answer gives unit id, 0, 0).
+    std::memset(frame + n - kMbapHeaderSize, 0, kMbapHeaderSize);
     const int rtuLength = n - 4;
     setModbusCRC(reinterpret_cast<unsigned char*>(frame), rtuLength);
-    // A caller that says how much room it has never gets more than that.
-    const int copied = (length > 0 && length < rtuLength) ? length : rtuLength;
-    std::memcpy(buffer, frame, size_t(copied));
-    return copied;
+    // The length argument is not a capacity: callers pass what they expect
+    // (buildCmd's count, one short for function 2) and must give room for
+    // the largest frame, 996 bytes. Cutting here would drop a valid CRC.
+    Q_UNUSED(length)
+    std::memcpy(buffer, frame, size_t(rtuLength));
+    return rtuLength;
 }

@@ -23,6 +23,8 @@ VEK5_EXPORT void CommClose();
 // Modbus TCP side: the driver speaks RTU, these rewrite to and from MBAP.
 // Reached only through the handle, so not exported by plain name.
 int TcpCommWrite(PortHandle* handle, char* frame, int length);   // length, or -1
+// `buffer` must hold 996 bytes (a full 1000-byte read less the MBAP header
+// plus the CRC); `length` is not used.
 int TcpCommRead(PortHandle* handle, char* buffer, int length);   // RTU length, or -5
 
 #endif // PORTACCESS_H
