@@ -5,6 +5,7 @@
 #include "SerialPort.h"
 #include "portaccess.h"
 #include "vek5Font.h"
+#include "vek5View.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -127,9 +128,21 @@ vek5Client::vek5Client(CollectThread* parent)
 vek5Client::~vek5Client()
 {
     FreeDriver();
-    delete m_view;
+    delete m_view.data();
     qDebug() << "~vek5Client";
     delete m_tcpSocket;
+}
+
+CollectView* vek5Client::getView()
+{
+    if (!m_view) {
+        m_view = new vek5View();
+        connect(m_view.data(), &CollectView::postDEvent, this, &CollectThread::postDEvent);
+    }
+    m_view->refreshLayout();
+    m_view->refreshData();
+    m_view->setName(m_devName);
+    return m_view;
 }
 
 CollectThread* vek5Client::create(void* handle)

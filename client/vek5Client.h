@@ -13,10 +13,12 @@
 #include <QList>
 #include <QMap>
 #include <QMutex>
+#include <QPointer>
 #include <QString>
 
 class QLibrary;
 class QTcpSocket;
+class vek5View;
 
 // The driver's callback: `context` is the address of a collector's driver
 // context member. Exported so that the driver library may also find it by name.
@@ -59,6 +61,7 @@ public slots:
     QStringList changeLogData(QMap<int, QVariant> data) override;
     QStringList getEventLogDesc() override;
     void loadConfig() override;
+    CollectView* getView() override;
     CollectThread* create(void* handle) override;
     void poll() override;
 
@@ -77,7 +80,9 @@ public:
     ControlFunc m_control = nullptr;
     QLibrary* m_lib = nullptr;
     QMap<int, QVariant> m_dataMap;
-    CollectView* m_view = nullptr;
+    // Built by the first getView(). Guarded, because a host that puts the
+    // panel into its window may delete it with the window first.
+    QPointer<vek5View> m_view;
     int m_commType = 0;               // 1 = Modbus TCP, else the serial port
     QTcpSocket* m_tcpSocket = nullptr;
     vek5Client* m_driverContext = this;   // the driver gets this member's address
