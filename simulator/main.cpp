@@ -41,20 +41,20 @@ bool toInt(const char* text, long low, long high, int& out)
     return true;
 }
 
-bool parseRtu(const std::string& spec, SimOptions& o)
+bool parseRtu(const std::string& text, SimOptions& o)
 {
     std::string parts[5];
     size_t n = 0, start = 0;
     for (; n < 5; ++n) {
-        const size_t comma = spec.find(',', start);
-        parts[n] = spec.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+        const size_t comma = text.find(',', start);
+        parts[n] = text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
         if (comma == std::string::npos) {
             ++n;
             break;
         }
         start = comma + 1;
     }
-    if (parts[0].empty() || spec.find(',', start) != std::string::npos)
+    if (parts[0].empty() || text.find(',', start) != std::string::npos)
         return false;
     o.rtuDevice = parts[0];
     if (n > 1 && !toInt(parts[1].c_str(), 50, 4000000, o.rtuBaud))
