@@ -69,6 +69,10 @@ void refreshTab(benchmark::State& state, int tab)
     for (auto _ : state)
         view.refreshData();
     state.counters["points"] = double(data.size());
+    int alarms = 0;
+    for (int id = 2000; id <= 2511; ++id)
+        alarms += data.value(id).toInt() == 1;
+    state.counters["alarms"] = alarms;
 }
 
 void BM_RefreshOverview(benchmark::State& state) { refreshTab(state, 0); }

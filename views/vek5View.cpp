@@ -101,6 +101,14 @@ const int kOpenRecords[] = {3017, 3018, 3023, 3028};
 const int kAlarmCount = 512;
 const int kAlarmBase = 2000;
 
+// The diagram's panels reach 440 px left, 445 px right, 340 px above and
+// 343 px below its centre.
+const int kOverviewMinWidth = 900;
+const int kOverviewMinHeight = 700;
+
+// Control and maintenance buttons share one width, whatever their text.
+const int kButtonMinWidth = 170;
+
 const QString kFontFamily = QStringLiteral("Microsoft YaHei");
 
 QLabel* newLabel(const QString& text, const char* objectName, QWidget* parent)
@@ -200,6 +208,9 @@ void vek5View::refreshLayout()
     m_energy = new Energyline(m_mainTabs);
     m_energy->setObjectName(QStringLiteral("OverviewTable"));
     m_energy->set_all_off_Flow();
+    // Room for the blocks with all information panels open around them, so
+    // a small host window scrolls or grows instead of cutting the panels.
+    m_energy->setMinimumSize(kOverviewMinWidth, kOverviewMinHeight);
     m_mainTabs->addTab(m_energy, tr("Overview"));
     m_mainTabs->addTab(buildRtData(), tr("RT-data"));
     m_mainTabs->addTab(buildControl(), tr("Control"));
@@ -249,6 +260,7 @@ void vek5View::addButton(QGridLayout* grid, const char* name, int row, int colum
     const Command* command = commandByName(QLatin1String(name));
     auto* button = new QPushButton(tr(command->text));
     button->setObjectName(QLatin1String(name));
+    button->setMinimumWidth(kButtonMinWidth);
     connect(button, &QPushButton::clicked, this, &vek5View::pushButtonSlot);
     grid->addWidget(button, row, column);
 }
