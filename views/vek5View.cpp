@@ -101,6 +101,14 @@ const int kOpenRecords[] = {3017, 3018, 3023, 3028};
 const int kAlarmCount = 512;
 const int kAlarmBase = 2000;
 
+// The diagram's panels reach 440 px left, 445 px right, 340 px above and
+// 343 px below its centre.
+const int kOverviewMinWidth = 900;
+const int kOverviewMinHeight = 700;
+
+// Control and maintenance buttons share one width, whatever their text.
+const int kButtonMinWidth = 170;
+
 const QString kFontFamily = QStringLiteral("Microsoft YaHei");
 
 QLabel* newLabel(const QString& text, const char* objectName, QWidget* parent)
@@ -200,6 +208,9 @@ void vek5View::refreshLayout()
     m_energy = new Energyline(m_mainTabs);
     m_energy->setObjectName(QStringLiteral("OverviewTable"));
     m_energy->set_all_off_Flow();
+    // Room for the blocks with all information panels open around them, so
+    // a small host window scrolls or grows instead of cutting the panels.
+    m_energy->setMinimumSize(kOverviewMinWidth, kOverviewMinHeight);
     m_mainTabs->addTab(m_energy, tr("Overview"));
     m_mainTabs->addTab(buildRtData(), tr("RT-data"));
     m_mainTabs->addTab(buildControl(), tr("Control"));
@@ -239,6 +250,8 @@ QWidget* vek5View::buildRtData()
         column->addStretch();
         layout->addWidget(panel, p / 3, p % 3);
     }
+    // Both rows of panels sit at the top; spare height goes below them.
+    layout->setRowStretch(RtPanelCount / 3, 1);
     return page;
 }
 
@@ -247,6 +260,7 @@ void vek5View::addButton(QGridLayout* grid, const char* name, int row, int colum
     const Command* command = commandByName(QLatin1String(name));
     auto* button = new QPushButton(tr(command->text));
     button->setObjectName(QLatin1String(name));
+    button->setMinimumWidth(kButtonMinWidth);
     connect(button, &QPushButton::clicked, this, &vek5View::pushButtonSlot);
     grid->addWidget(button, row, column);
 }
@@ -259,7 +273,11 @@ QWidget* vek5View::buildControl()
     grid->setObjectName(QStringLiteral("ControlGrid"));
     page->setFont(QFont(kFontFamily));
 
-    grid->addWidget(newLabel(tr("Control"), "DevBigTitle", page), 0, 0, 1, 4);
+    // Captions and buttons keep their natural width; the empty last column
+    // takes the rest, so the buttons do not stretch across a wide window.
+    const int columns = 5;
+    grid->setColumnStretch(columns - 1, 1);
+    grid->addWidget(newLabel(tr("Control"), "DevBigTitle", page), 0, 0, 1, columns);
     int row = 1;
     for (const ControlRow& r : kControlRows) {
         grid->addWidget(newLabel(tr(r.caption), "DevSubNameTit", page), row, 0);
@@ -270,7 +288,7 @@ QWidget* vek5View::buildControl()
 
     QLabel* configTitle = newLabel(tr("Configuration"), "DevBigTitle", page);
     configTitle->setStyleSheet(QStringLiteral("margin-top:20px"));
-    grid->addWidget(configTitle, 6, 0, 1, 4);
+    grid->addWidget(configTitle, 6, 0, 1, columns);
 
     m_configStack = new QTabWidget(page);
     m_configStack->setObjectName(QStringLiteral("configStack"));
@@ -279,7 +297,7 @@ QWidget* vek5View::buildControl()
                                                  m_configRecords[t]);
         m_configStack->addTab(m_settingsTables[t], tr(kSettingsTables[t].title));
     }
-    grid->addWidget(m_configStack, 7, 0, 1, 4);
+    grid->addWidget(m_configStack, 7, 0, 1, columns);
     return page;
 }
 
@@ -314,6 +332,7 @@ QWidget* vek5View::buildMaintain()
     grid->addWidget(newLabel(tr("Plugin"), "DevBigTitle", page), 2, 0, 1, 2);
     addButton(grid, "download_history_log", 3, 0);
     grid->setRowStretch(4, 1);
+    grid->setColumnStretch(2, 1);
     return page;
 }
 
@@ -325,7 +344,10 @@ QWidget* vek5View::buildAlarm()
     m_recordTable = new QTableWidget(0, 2, page);
     m_recordTable->setObjectName(QStringLiteral("RecordTable"));
     m_recordTable->setHorizontalHeaderLabels({tr("Data/Time"), tr("Event description")});
+    // The first-seen time is shown whole; the description takes the rest.
+    m_recordTable->horizontalHeader()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
     m_recordTable->horizontalHeader()->setStretchLastSection(true);
+    m_recordTable->verticalHeader()->hide();
     m_recordTable->setAlternatingRowColors(true);
     m_recordTable->setStyleSheet(
         QStringLiteral("alternate-background-color: #DDDFF5; background: #FFFFFF;"));
