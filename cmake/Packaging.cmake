@@ -55,24 +55,22 @@ set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION "admin")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "UPS monitoring plugin for three-phase online UPS units, 10-30 kVA
-Qt 5 plugin, model driver library, reference host upsmon-host and the
-simulated UPS upssim (Modbus RTU and Modbus TCP).")
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "The Qt 5 device plugin with its model driver library, the reference host
+upsmon-host and the simulated UPS upssim, which answers Modbus RTU and
+Modbus TCP.")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # The window needs the X11 platform plugin, which the Qt libraries alone do
 # not pull in.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libqt5gui5")
-# The configuration is the site's: keep edits over upgrades. The driver is a
-# library found by name: refresh the loader cache.
+# The configuration is the site's: keep edits over upgrades. (CPack's own
+# maintainer scripts refresh the loader cache for the driver.)
 set(vek5_conffile_list "")
 foreach(f IN LISTS vek5_conffiles)
   get_filename_component(name ${f} NAME)
   string(APPEND vek5_conffile_list "${VEK5_CONFDIR}/${name}\n")
 endforeach()
 file(WRITE ${vek5_stage}/debian/conffiles "${vek5_conffile_list}")
-file(WRITE ${vek5_stage}/debian/triggers "activate-noawait ldconfig\n")
-set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
-    ${vek5_stage}/debian/conffiles ${vek5_stage}/debian/triggers)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${vek5_stage}/debian/conffiles)
 include(CPack)
 
 # The installed layout, staged and run (label "package").
