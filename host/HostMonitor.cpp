@@ -16,6 +16,14 @@ const char* const kPluginFile = "libvek5m_10-30k_Client.so";
 const char* const kDriverFile = "libvek5m_10-30k.so";
 }
 
+QString HostMonitor::defaultDriverPath(const QString& pluginDir)
+{
+    // A build tree keeps the driver next to the plugin; an installed system
+    // keeps it in the library directory, where the loader finds it by name.
+    const QString beside = pluginDir + QLatin1Char('/') + QLatin1String(kDriverFile);
+    return QFileInfo::exists(beside) ? beside : QLatin1String(kDriverFile);
+}
+
 HostMonitor::HostMonitor(const HostOptions& options, QObject* parent)
     : QObject(parent), m_options(options)
 {
@@ -33,8 +41,7 @@ bool HostMonitor::loadPlugin(QString* error)
     const QString pluginPath = m_options.pluginPath.isEmpty()
         ? appDir + QLatin1Char('/') + QLatin1String(kPluginFile) : m_options.pluginPath;
     const QString driverPath = m_options.driverPath.isEmpty()
-        ? QFileInfo(pluginPath).absolutePath() + QLatin1Char('/') + QLatin1String(kDriverFile)
-        : m_options.driverPath;
+        ? defaultDriverPath(QFileInfo(pluginPath).absolutePath()) : m_options.driverPath;
 
     if (!QFileInfo::exists(pluginPath)) {
         *error = QStringLiteral("plugin %1 not found (use --plugin PATH)").arg(pluginPath);
@@ -87,8 +94,10 @@ bool HostMonitor::start(bool withViews, QString* error)
         return false;
     if (written)
         qDebug() << "installed" << codeMap;
-    if (QFileInfo(QStringLiteral("PVMX/drovaPanel/db/historycodemap.csv")).absoluteFilePath()
-        != QFileInfo(codeMap).absoluteFilePath())
+    // Canonical paths: an installed host reaches its configuration through
+    // a link, and so does the working directory the wrapper prepares.
+    if (QFileInfo(QStringLiteral("PVMX/drovaPanel/db/historycodemap.csv")).canonicalFilePath()
+        != QFileInfo(codeMap).canonicalFilePath())
         qWarning() << "collectors read the history code map relative to the working directory;"
                    << "run from" << QCoreApplication::applicationDirPath() << "for named history codes";
 

@@ -42,6 +42,10 @@ public:
     // Units that have not answered once since the start.
     QStringList silentUnits() const;
 
+    // The model driver next to the plugin when there is one there, otherwise
+    // its bare file name, left to the dynamic loader's search path.
+    static QString defaultDriverPath(const QString& pluginDir);
+
 public slots:
     // Writes one data-log row per unit that communicates and has data.
     void writeDataLog();

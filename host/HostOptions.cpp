@@ -34,7 +34,8 @@ bool HostOptions::parse(const QStringList& args, bool hasDisplay, HostOptions* o
         QStringLiteral("Plugin file (default: libvek5m_10-30k_Client.so next to the program)."),
         QStringLiteral("path"));
     const QCommandLineOption driver(QStringLiteral("driver"),
-        QStringLiteral("Model driver library (default: libvek5m_10-30k.so next to the plugin)."),
+        QStringLiteral("Model driver library (default: libvek5m_10-30k.so next to the plugin, else "
+                       "found by the dynamic loader)."),
         QStringLiteral("path"));
     const QCommandLineOption headless(QStringLiteral("headless"),
         QStringLiteral("No window: one line per event on stdout (default without a display)."));

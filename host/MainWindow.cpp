@@ -65,6 +65,10 @@ MainWindow::MainWindow(HostMonitor* monitor, int userLevel, QWidget* parent)
     m_events->setObjectName(QStringLiteral("eventLog"));
     m_events->setHorizontalHeaderLabels({tr("Time"), tr("Unit"), tr("Kind"), tr("Event")});
     m_events->horizontalHeader()->setStretchLastSection(true);
+    // Room for a whole time stamp; resizing to contents would measure every
+    // row on every insert.
+    m_events->setColumnWidth(0, m_events->fontMetrics().horizontalAdvance(
+                                    QStringLiteral("0000-00-00 00:00:00")) + 24);
     m_events->verticalHeader()->hide();
     m_events->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_events->setSelectionBehavior(QAbstractItemView::SelectRows);

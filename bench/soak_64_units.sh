@@ -1,0 +1,133 @@
+#!/usr/bin/env bash
+# Soak: one upsmon-host --headless monitoring many simulated units over
+# loopback Modbus TCP, for a bounded time.
+#
+#   bench/soak_64_units.sh [DURATION_SECONDS [UNITS [BUILD_DIR]]]
+#
+# Defaults: 180 s, 64 units, ./build. The units are served by one upssim on a
+# free port of 127.0.0.1 (addresses 1..UNITS). Measured every 5 s from
+# /proc/<host pid>: CPU (utime+stime) and memory (VmRSS, VmHWM). From the
+# host's JSON event lines: data reports (type 2007) per second in all and per
+# unit, communication losses (1041), and per unit the longest gap between two
+# data reports (1 s resolution: the event times are whole seconds).
+set -euo pipefail
+
+duration=${1:-180}
+units=${2:-64}
+build=$(readlink -f "${3:-build}")
+bin=$build/bin
+for f in upsmon-host upssim libvek5m_10-30k_Client.so libvek5m_10-30k.so; do
+  [ -e "$bin/$f" ] || { echo "soak: $bin/$f is not built" >&2; exit 2; }
+done
+if [ "$duration" -lt 10 ] || [ "$duration" -gt 3600 ] || [ "$units" -lt 1 ] || [ "$units" -gt 247 ]; then
+  echo "soak: duration 10..3600 s, units 1..247" >&2
+  exit 2
+fi
+
+work=$(mktemp -d /tmp/soak.XXXXXX)
+sim_pid=
+host_pid=
+cleanup() {
+  for p in $host_pid $sim_pid; do
+    kill "$p" 2>/dev/null || true
+    wait "$p" 2>/dev/null || true
+  done
+}
+trap cleanup EXIT
+
+# A private application directory: the host reads its configuration next to
+# its own file, and the collectors write history.txt to the working directory.
+app=$work/app
+db=$app/PVMX/drovaPanel/db
+mkdir -p "$db"
+cp "$bin/upsmon-host" "$bin/libvek5m_10-30k_Client.so" "$bin/libvek5m_10-30k.so" "$app/"
+
+"$bin/upssim" --tcp 127.0.0.1:0 --units "$units" >"$work/sim.log" 2>&1 &
+sim_pid=$!
+port=
+for _ in $(seq 50); do
+  port=$(sed -n 's/^upssim: listening on 127\.0\.0\.1:\([0-9]*\),.*/\1/p' "$work/sim.log")
+  [ -n "$port" ] && break
+  sleep 0.1
+done
+[ -n "$port" ] || { echo "soak: simulator did not start" >&2; cat "$work/sim.log" >&2; exit 1; }
+
+names=$(seq -f 'U%02g' 1 "$units" | paste -sd, -)
+printf 'Language=0\n\n[host]\nunits=%s\nlogInterval=60\nanswerTimeout=30\n' "$names" >"$db/param.ini"
+: >"$db/dev.ini"
+for i in $(seq 1 "$units"); do
+  printf '[U%02d]\ncommType=1\nipAddr=127.0.0.1\nport=%s\naddr=%d\ninterval=1\nretries=3\n\n' \
+    "$i" "$port" "$i" >>"$db/dev.ini"
+done
+
+cd "$app"
+./upsmon-host --headless --json --show-data --duration "$duration" \
+  --datalog "$work/datalog.csv" >"$work/events.jsonl" 2>"$work/host.err" &
+host_pid=$!
+
+ticks=$(getconf CLK_TCK)
+: >"$work/samples.txt"
+sample() {
+  local stat status
+  stat=$(cat "/proc/$host_pid/stat" 2>/dev/null) || return 1
+  status=$(cat "/proc/$host_pid/status" 2>/dev/null) || return 1
+  # Fields after the command name's closing parenthesis: utime is 14, stime 15.
+  echo "$(date +%s.%N) $(echo "${stat##*) }" | awk '{print $12 + $13}') \
+$(echo "$status" | awk '/^VmRSS/ {print $2}') $(echo "$status" | awk '/^VmHWM/ {print $2}') \
+$(echo "$status" | awk '/^Threads/ {print $2}')" >>"$work/samples.txt"
+}
+sample
+while kill -0 "$host_pid" 2>/dev/null; do
+  sleep 5
+  sample || break
+done
+set +e
+wait "$host_pid"
+status=$?
+set -e
+host_pid=
+
+echo "soak: $units units, ${duration} s, host exit status $status, work dir $work"
+awk -v ticks="$ticks" -v dur="$duration" '
+  NR == 1 { t0 = $1; c0 = $2; rss0 = $3 }
+  { t1 = $1; c1 = $2; rss = $3; hwm = $4; thr = $5; if ($3 > peak) peak = $3 }
+  NR == 2 { rss5 = $3 }
+  END {
+    printf "cpu: %.1f s over %.1f s wall = %.1f %% of one core\n", (c1 - c0) / ticks, t1 - t0, 100 * (c1 - c0) / ticks / (t1 - t0)
+    printf "memory: VmRSS after 5 s %d kB, at end %d kB, VmHWM %d kB, threads %d\n", rss5, rss, hwm, thr
+  }' "$work/samples.txt"
+python3 - "$work/events.jsonl" "$units" <<'PY'
+import json, sys, datetime, collections
+path, units = sys.argv[1], int(sys.argv[2])
+data = collections.defaultdict(list)
+lost = collections.Counter()
+restored = collections.Counter()
+other = 0
+for line in open(path, encoding="utf-8"):
+    try:
+        e = json.loads(line)
+    except ValueError:
+        continue
+    t = datetime.datetime.strptime(e["time"], "%Y-%m-%d %H:%M:%S").timestamp()
+    if e["type"] == 2007:
+        data[e["unit"]].append(t)
+    elif e["type"] == 1041:
+        lost[e["unit"]] += 1
+    elif e["type"] == 1040:
+        restored[e["unit"]] += 1
+    else:
+        other += 1
+allt = sorted(t for ts in data.values() for t in ts)
+if not allt:
+    print("no data reports"); sys.exit(1)
+span = allt[-1] - allt[0] - 1
+inner = sum(1 for t in allt if allt[0] < t < allt[-1])
+print(f"units reporting: {len(data)} of {units}; communicating (1040): {sum(restored.values())}, lost (1041): {sum(lost.values())}")
+print(f"data reports (2007): {len(allt)}, {inner / span:.1f}/s in all, {inner / span / units:.2f}/s per unit")
+gaps = {u: max((b - a for a, b in zip(ts, ts[1:])), default=0) for u, ts in data.items()}
+first = {u: ts[0] - allt[0] for u, ts in data.items()}
+worst = max(gaps, key=gaps.get)
+late = sum(1 for ts in data.values() for a, b in zip(ts, ts[1:]) if b - a > 2)
+print(f"longest gap between two reports of one unit: {gaps[worst]:.0f} s ({worst}); gaps over 2 s: {late}")
+print(f"first report after the first unit's: up to {max(first.values()):.0f} s; other events: {other}")
+PY
