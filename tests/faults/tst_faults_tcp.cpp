@@ -124,6 +124,7 @@ void tst_faults_tcp::lateAnswer_data()
     QTest::addColumn<int>("block");   // the block whose answer comes late
     QTest::newRow("identity block, next query's first request waits") << 1;
     QTest::newRow("measurement block") << 2;
+    QTest::newRow("alarm block") << 0;
 }
 
 // The answer to one request is held back and sent when the next request has
