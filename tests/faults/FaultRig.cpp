@@ -1,6 +1,9 @@
 #include "FaultRig.h"
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
 #include <QHostAddress>
 #include <QTest>
 
@@ -225,5 +228,33 @@ void FaultProxy::fromUnit()
             m_client->write(answer);
         if (m_mode == Pass && answer.size() == length)
             m_answerTimes << m_clock.elapsed();
+    }
+}
+
+bool PtyPair::start(const QString& a, const QString& b)
+{
+    m_a = QDir::current().absoluteFilePath(a);
+    m_b = QDir::current().absoluteFilePath(b);
+    QFile::remove(m_a);
+    QFile::remove(m_b);
+    m_socat.start(QStandardPaths::findExecutable("socat"),
+                  {"pty,raw,echo=0,link=" + m_a, "pty,raw,echo=0,link=" + m_b});
+    if (!m_socat.waitForStarted(5000))
+        return false;
+    QElapsedTimer t;
+    t.start();
+    while (!(QFile::exists(m_a) && QFile::exists(m_b)) && t.elapsed() < 5000)
+        QTest::qWait(20);
+    return QFile::exists(m_a) && QFile::exists(m_b);
+}
+
+void PtyPair::stop()
+{
+    if (m_socat.state() == QProcess::NotRunning)
+        return;
+    m_socat.terminate();
+    if (!m_socat.waitForFinished(5000)) {
+        m_socat.kill();
+        m_socat.waitForFinished(2000);
     }
 }

@@ -11,6 +11,7 @@
 #include <QList>
 #include <QMap>
 #include <QMutex>
+#include <QProcess>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QVariant>
@@ -119,6 +120,22 @@ private:
     QElapsedTimer m_clock;
     int m_actionAt = -1;
     std::function<void()> m_action;
+};
+
+// A socat pty pair whose two ends are links in the working directory.
+class PtyPair
+{
+public:
+    ~PtyPair() { stop(); }
+    bool start(const QString& a, const QString& b);
+    void stop();
+    QString a() const { return m_a; }
+    QString b() const { return m_b; }
+
+private:
+    QProcess m_socat;
+    QString m_a;
+    QString m_b;
 };
 
 #endif // FAULTRIG_H

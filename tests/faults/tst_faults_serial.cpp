@@ -25,46 +25,6 @@ constexpr int kAlarmChange = 2006;
 // draining a stale line, the reopen and the cycle itself.
 constexpr qint64 kSerialCycleMs = 1000 + 2000 + 500;
 
-// A socat pty pair whose two ends are links in the working directory.
-class PtyPair
-{
-public:
-    ~PtyPair() { stop(); }
-    bool start(const QString& a, const QString& b)
-    {
-        m_a = QDir::current().absoluteFilePath(a);
-        m_b = QDir::current().absoluteFilePath(b);
-        QFile::remove(m_a);
-        QFile::remove(m_b);
-        m_socat.start(QStandardPaths::findExecutable("socat"),
-                      {"pty,raw,echo=0,link=" + m_a, "pty,raw,echo=0,link=" + m_b});
-        if (!m_socat.waitForStarted(5000))
-            return false;
-        QElapsedTimer t;
-        t.start();
-        while (!(QFile::exists(m_a) && QFile::exists(m_b)) && t.elapsed() < 5000)
-            QTest::qWait(20);
-        return QFile::exists(m_a) && QFile::exists(m_b);
-    }
-    void stop()
-    {
-        if (m_socat.state() == QProcess::NotRunning)
-            return;
-        m_socat.terminate();
-        if (!m_socat.waitForFinished(5000)) {
-            m_socat.kill();
-            m_socat.waitForFinished(2000);
-        }
-    }
-    QString a() const { return m_a; }
-    QString b() const { return m_b; }
-
-private:
-    QProcess m_socat;
-    QString m_a;
-    QString m_b;
-};
-
 // Copies bytes between two pty ends, changing one byte of every chunk that
 // comes from the unit while `corrupt` is set.
 class LineTap : public QObject
