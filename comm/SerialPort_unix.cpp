@@ -181,7 +181,13 @@ qint64 SerialPort::readData(char* data, qint64 maxSize)
 {
     if (!isOpen())
         return -1;
-    const qint64 count = m_file->read(data, maxSize);
+    // One read(2): the terminal's read timer ends it as soon as bytes are
+    // there. QFile would read again until the buffer is full, waiting out
+    // the whole timeout after every answer.
+    qint64 count = 0;
+    do {
+        count = ::read(m_file->handle(), data, size_t(maxSize));
+    } while (count < 0 && errno == EINTR);
     if (count < 0) {
         m_lastError = ReadFailedError;
         return -1;

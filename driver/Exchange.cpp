@@ -17,28 +17,48 @@ constexpr int kReadRoom = 1000;
 constexpr int kExceptionLength = 5;
 
 // Ports whose last exchange was abandoned: a late answer may still arrive on
-// them. Shared by every unit that the process polls, hence the lock.
+// them. Shared by every unit that the process polls, hence the lock. With
+// each port the head of the abandoned request (address, function, the four
+// fields after it) is kept, to tell whether a late answer would fit the next
+// request as well.
 constexpr int kTrackedPorts = 64;
+constexpr int kHeadLength = 6;
 pthread_mutex_t g_staleLock = PTHREAD_MUTEX_INITIALIZER;
 const void* g_stalePorts[kTrackedPorts] = {};
+unsigned char g_staleHeads[kTrackedPorts][kHeadLength] = {};
 
-// Marks (stale = true) or clears a port; returns whether it was marked.
-bool markStale(const void* device, bool stale)
+// Marks a port with the head of its abandoned request.
+void markStale(const void* device, const unsigned char* head)
+{
+    pthread_mutex_lock(&g_staleLock);
+    int slot = -1;
+    for (int i = 0; i < kTrackedPorts && slot < 0; ++i) {
+        if (g_stalePorts[i] == device)
+            slot = i;
+    }
+    for (int i = 0; i < kTrackedPorts && slot < 0; ++i) {
+        if (g_stalePorts[i] == nullptr)
+            slot = i;
+    }
+    if (slot >= 0) {
+        g_stalePorts[slot] = device;
+        std::memcpy(g_staleHeads[slot], head, kHeadLength);
+    }
+    pthread_mutex_unlock(&g_staleLock);
+}
+
+// Clears a port's mark; true, with the abandoned request's head, when it was set.
+bool takeStale(const void* device, unsigned char* head)
 {
     pthread_mutex_lock(&g_staleLock);
     bool was = false;
-    int freeSlot = -1;
-    for (int i = 0; i < kTrackedPorts; ++i) {
+    for (int i = 0; i < kTrackedPorts && !was; ++i) {
         if (g_stalePorts[i] == device) {
             was = true;
-            if (!stale)
-                g_stalePorts[i] = nullptr;
-        } else if (g_stalePorts[i] == nullptr && freeSlot < 0) {
-            freeSlot = i;
+            g_stalePorts[i] = nullptr;
+            std::memcpy(head, g_staleHeads[i], kHeadLength);
         }
     }
-    if (stale && !was && freeSlot >= 0)
-        g_stalePorts[freeSlot] = device;
     pthread_mutex_unlock(&g_staleLock);
     return was;
 }
@@ -111,13 +131,38 @@ Outcome Exchange::transact(unsigned char* request, int requestLength, const Expe
                            unsigned char* answer)
 {
     m_exception = 0;
-    if (markStale(m_port->device, false))
+    unsigned char abandoned[kHeadLength];
+    if (takeStale(m_port->device, abandoned)) {
         drain();
+        // Modbus TCP carries no transaction numbers here, so a late answer to
+        // the same request, still on its way, would pass for this one's. A
+        // request of a shape that nothing else uses gets the line back in
+        // step first: a unit answers in order, so anything late comes before
+        // its answer and is skipped.
+        if (std::memcmp(abandoned, request, kHeadLength) == 0 && !resynchronise())
+            return Outcome::Silent;
+    }
     const Outcome outcome = exchange(request, requestLength, expect, answer);
     // A unit that did not answer in time may still answer late.
     if (outcome == Outcome::Silent)
-        markStale(m_port->device, true);
+        markStale(m_port->device, request);
     return outcome;
+}
+
+bool Exchange::resynchronise()
+{
+    // One holding register: no block, count or setting reads that shape.
+    unsigned char probe[8];
+    if (m_helpers.buildCmd(probe, m_address, 3, 0, 1) < 0)
+        return false;
+    const Expectation expect = {3, 7, nullptr, 2};
+    unsigned char answer[kMaxFrame];
+    if (exchange(probe, int(sizeof(probe)), expect, answer) == Outcome::Silent) {
+        markStale(m_port->device, probe);
+        return false;
+    }
+    m_exception = 0;
+    return true;
 }
 
 void Exchange::drain()

@@ -44,8 +44,9 @@ private:
         int byteCount;              // for reads: the count byte the answer must carry
     };
 
-    // Drains a port left stale, then exchange()s; marks the port stale when
-    // no answer came.
+    // Drains a port left stale (and resynchronises it when the abandoned
+    // request was this one), then exchange()s; marks the port stale when no
+    // answer came.
     Outcome transact(unsigned char* request, int requestLength, const Expectation& expect,
                      unsigned char* answer);
     Outcome exchange(unsigned char* request, int requestLength, const Expectation& expect,
@@ -53,6 +54,9 @@ private:
     // Offset of a valid answer (or exception) in the first `got` bytes, -1 when
     // none is complete yet. Sets m_exception for an exception answer.
     int findAnswer(const unsigned char* buffer, int got, const Expectation& expect, bool& isException);
+    // Exchanges a request of a shape no other request has; true once the
+    // unit has answered it, after whatever was still on its way.
+    bool resynchronise();
     // Reads and drops input until the port is silent.
     void drain();
 

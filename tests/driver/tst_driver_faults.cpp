@@ -238,9 +238,13 @@ void tst_driver_faults::lateAnswerIsDrained()
     m_script.requests.clear();
     PointSink second;
     QCOMPARE(m_driver.query(&g_handle, 7, PointSink::collect, &second), 1);
-    // Answers to this query carry the fill 0x11 in the alarm block: bits 0 and 4.
-    QCOMPARE(second.values.value(2000), 1.0f);
-    QCOMPARE(second.values.value(2001), 0.0f);
+    // The same request follows the abandoned one, so a one-register probe
+    // goes first; the alarm block is the second request, answered with the
+    // fill 0x22: bits 1 and 5.
+    QCOMPARE(m_script.requests.size(), regmap::kBlockCount + 1);
+    QCOMPARE(m_script.requests[0].left(6).toHex(), QByteArray("070300000001"));
+    QCOMPARE(second.values.value(2000), 0.0f);
+    QCOMPARE(second.values.value(2001), 1.0f);
     QCOMPARE(second.values.value(2007), 0.0f);
 }
 
