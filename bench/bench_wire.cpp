@@ -1,16 +1,14 @@
 // Wire cost of one full read of a unit: requests and bytes, counted as the
 // driver sends and receives them (against the simulator over loopback TCP,
 // counting RTU frames at the port entries), and the time those bytes take on
-// a 9600 baud 8N1 line. Also times Query itself over loopback.
+// a 9600 baud 8N1 line. bench_tcp_read times the same read.
 
 #include "driverapi.h"
 #include "portaccess.h"
+#include "SimulatorProcess.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QLibrary>
-#include <QProcess>
-#include <QRegularExpression>
 #include <QTcpSocket>
 
 #include <cstdio>
@@ -58,22 +56,11 @@ int main(int argc, char** argv)
         return 1;
     }
     QProcess sim;
-    sim.setProcessChannelMode(QProcess::MergedChannels);
-    sim.start(bin + "/upssim", {"--tcp", "127.0.0.1:0", "--speed", "0"});
-    QString seen;
-    QRegularExpressionMatch ready;
-    QElapsedTimer wait;
-    wait.start();
-    while (!ready.hasMatch() && wait.elapsed() < 5000 && sim.waitForReadyRead(100)) {
-        seen += QString::fromLocal8Bit(sim.readAll());
-        ready = QRegularExpression("listening on 127\\.0\\.0\\.1:(\\d+)").match(seen);
-    }
-    if (!ready.hasMatch()) {
-        std::fprintf(stderr, "bench_wire: simulator did not start\n%s", qPrintable(seen));
+    const quint16 port = startSimulator(sim);
+    if (port == 0)
         return 1;
-    }
     QTcpSocket socket;
-    socket.connectToHost("127.0.0.1", quint16(ready.captured(1).toInt()));
+    socket.connectToHost("127.0.0.1", port);
     if (!socket.waitForConnected(5000))
         return 1;
     PortHandle handle = {&socket, countingRead, countingWrite};
@@ -92,14 +79,6 @@ int main(int argc, char** argv)
                 one.in, bytes);
     std::printf("9600 baud 8N1: %.1f ms of characters + %.1f ms of %d inter-frame gaps = %.1f ms on the wire\n",
                 byteMs, gapMs, frames, byteMs + gapMs);
-
-    constexpr int kRounds = 200;
-    QElapsedTimer timer;
-    timer.start();
-    for (int i = 0; i < kRounds; ++i)
-        query(&handle, 1, ignore, nullptr);
-    std::printf("Query over loopback TCP: %.3f ms per full read (%d rounds)\n",
-                double(timer.nsecsElapsed()) / 1e6 / kRounds, kRounds);
 
     socket.disconnectFromHost();
     sim.terminate();

@@ -31,11 +31,34 @@ public:
     }
 
     // Every point of `data` under its decimal id; entries not in `data` stay.
+    // Runs every cycle over the whole data map, so it walks the map alongside
+    // `data` instead of searching it for every id: ascending ids of equal
+    // digit count are ascending texts too, so from one cycle to the next the
+    // entry after the previous one is the id's own. Only an id whose entry
+    // is not there (new, or after a change of digit count) takes a search
+    // and a key string.
     void flushData(QMap<int, QVariant> data)
     {
         QMutexLocker locker(&m_infoLock);
-        for (auto it = data.constBegin(); it != data.constEnd(); ++it)
-            m_upsInfo.insert(QString::number(it.key(), 10), it.value());
+        auto slot = m_upsInfo.begin();
+        for (auto it = data.constBegin(); it != data.constEnd(); ++it) {
+            QChar digits[11];   // "-2147483648"
+            int first = 11;
+            const int id = it.key();
+            unsigned int rest = id < 0 ? 0u - unsigned(id) : unsigned(id);
+            do {
+                digits[--first] = QChar(ushort('0' + rest % 10));
+                rest /= 10;
+            } while (rest != 0);
+            if (id < 0)
+                digits[--first] = QLatin1Char('-');
+            const QStringView key(digits + first, 11 - first);
+            if (slot != m_upsInfo.end() && QStringView(slot.key()) == key)
+                slot.value() = it.value();
+            else
+                slot = m_upsInfo.insert(key.toString(), it.value());
+            ++slot;
+        }
     }
 
     QString m_devName;

@@ -86,6 +86,63 @@ const char kHistoryCodeMapPath[] = "./PVMX/drovaPanel/db/historycodemap.csv";
 const char kHistoryPath[] = "./history.txt";
 constexpr int kHistoryFieldCount = 8;
 
+// Integer value of a history field, as QString::toInt reads the field.
+int historyField(const char* text, int length)
+{
+    if (length > 0 && length <= 9) {
+        int value = 0;
+        int i = 0;
+        for (; i < length && text[i] >= '0' && text[i] <= '9'; ++i)
+            value = value * 10 + (text[i] - '0');
+        if (i == length)
+            return value;
+    }
+    return QString::fromLatin1(text, length).toInt();
+}
+
+// Values of the first kHistoryFieldCount blank-separated fields of a history
+// line (every blank separates, so two in a row make an empty field); false
+// when the line has fewer fields.
+bool splitHistoryLine(const char* line, int length, int (&values)[kHistoryFieldCount])
+{
+    int count = 0;
+    int start = 0;
+    for (int i = 0; i <= length && count < kHistoryFieldCount; ++i) {
+        if (i == length || line[i] == ' ') {
+            values[count++] = historyField(line + start, i - start);
+            start = i + 1;
+        }
+    }
+    return count == kHistoryFieldCount;
+}
+
+// Appends what QString::number(value) gives.
+void appendNumber(QString& out, int value)
+{
+    if (value < 0) {
+        out += QString::number(value);
+        return;
+    }
+    QChar digits[10];
+    int first = 10;
+    do {
+        digits[--first] = QChar(ushort('0' + value % 10));
+        value /= 10;
+    } while (value != 0);
+    out.append(digits + first, 10 - first);
+}
+
+// Appends a time field as arg(value, 2, 10, QChar('0')) writes it.
+void appendTwoDigits(QString& out, int value)
+{
+    if (value >= 0 && value <= 99) {
+        out += QChar(ushort('0' + value / 10));
+        out += QChar(ushort('0' + value % 10));
+    } else {
+        out += QString("%1").arg(value, 2, 10, QChar('0'));
+    }
+}
+
 QString configDir()
 {
     return QCoreApplication::applicationDirPath().replace("\\", "/") + "/PVMX/" + "drovaPanel" + "/db";
@@ -550,25 +607,39 @@ void vek5Client::initHistoryInfo()
 
 void vek5Client::exportHistoryInfo(QString path)
 {
-    QStringList rows;
+    // Rows are built straight into one text: a history can run to a million
+    // lines, and a list of split fields and formatted pieces per line cost
+    // several times the reading itself.
+    QString rows;
     QFile history(kHistoryPath);
     if (history.open(QIODevice::ReadOnly | QIODevice::Text)) {
         while (!history.atEnd()) {
-            QByteArray raw = history.readLine();
-            while (raw.endsWith('\n') || raw.endsWith('\r'))
-                raw.chop(1);
-            const QStringList fields = QString::fromLatin1(raw).split(" ");
-            if (fields.size() < kHistoryFieldCount)
+            const QByteArray raw = history.readLine();
+            // Without its line end, then as Latin-1 text: ended by a NUL.
+            int length = raw.size();
+            while (length > 0 && (raw[length - 1] == '\n' || raw[length - 1] == '\r'))
+                --length;
+            length = int(qstrnlen(raw.constData(), uint(length)));
+            int values[kHistoryFieldCount];
+            if (!splitHistoryLine(raw.constData(), length, values))
                 continue;
-            const int code = fields.at(0).toInt();
-            QString row = QString::number(code) + ",";
-            row += m_historyCode.value(code, QString::number(code)) + ",";
-            row += m_historyState.value(fields.at(1).toInt()) + ",";
-            QString stamp("20%1-%2-%3 %4:%5:%6");
-            for (int f = 2; f < kHistoryFieldCount; ++f)
-                stamp = stamp.arg(fields.at(f).toInt(), 2, 10, QChar('0'));
-            row += stamp + ",\n";
-            rows.append(row);
+            const int code = values[0];
+            appendNumber(rows, code);
+            rows += QLatin1Char(',');
+            const auto text = m_historyCode.constFind(code);
+            if (text != m_historyCode.constEnd())
+                rows += *text;
+            else
+                appendNumber(rows, code);
+            rows += QLatin1Char(',');
+            rows += m_historyState.value(values[1]);
+            rows += QLatin1String(",20");
+            const char separators[] = "-- ::,";
+            for (int f = 2; f < kHistoryFieldCount; ++f) {
+                appendTwoDigits(rows, values[f]);
+                rows += QLatin1Char(separators[f - 2]);
+            }
+            rows += QLatin1Char('\n');
         }
         history.close();
     }
@@ -584,6 +655,5 @@ void vek5Client::exportHistoryInfo(QString path)
         return;
     QTextStream stream(&out);
     stream << tr("ID") << "," << tr("Content") << "," << tr("Status") << "," << tr("Time") << ",\n";
-    for (const QString& row : rows)
-        stream << row;
+    stream << rows;
 }

@@ -24,6 +24,8 @@ private slots:
     void threadDefaults();
     void flushDataMerges();
     void flushDataEmptyKeepsMap();
+    void flushDataKeys_data();
+    void flushDataKeys();
     void flushUpsInfoReplaces();
     void sideMapIsSeparate();
     void slotsDispatchToVirtuals();
@@ -153,6 +155,46 @@ void TestInterface::flushDataEmptyKeepsMap()
     const QMap<QString, QVariant> before = t.m_upsInfo;
     t.flushData({});
     QCOMPARE(t.m_upsInfo, before);
+}
+
+void TestInterface::flushDataKeys_data()
+{
+    QTest::addColumn<QList<int>>("present");   // ids already in the map, with value -1
+    QTest::addColumn<QList<int>>("ids");       // ids flushed, each with value id * 10
+
+    QTest::newRow("into an empty map") << QList<int>() << QList<int>{3, 2000, 4275};
+    QTest::newRow("all present, same digits") << QList<int>{2000, 2001, 2002} << QList<int>{2000, 2001, 2002};
+    QTest::newRow("digit count changes") << QList<int>{9, 10, 99, 100}
+                                         << QList<int>{8, 9, 10, 11, 99, 100, 1000, 10000};
+    QTest::newRow("gaps and new ids between present ones") << QList<int>{2000, 2002, 2004, 3000}
+                                                           << QList<int>{2001, 2002, 2003, 2999, 3000, 3001};
+    QTest::newRow("negative ids and extremes") << QList<int>{-1, 0}
+                                               << QList<int>{INT_MIN, -10, -1, 0, 7, INT_MAX};
+}
+
+// Every flushed id lands under its decimal text with its new value, present
+// entries that were not flushed keep theirs, and nothing else appears.
+void TestInterface::flushDataKeys()
+{
+    QFETCH(QList<int>, present);
+    QFETCH(QList<int>, ids);
+    CollectThread t;
+    t.flushUpsInfo("name", "UPS1");
+    QMap<QString, QVariant> expected{{"name", "UPS1"}};
+    QMap<int, QVariant> first;
+    for (int id : present) {
+        first.insert(id, -1);
+        expected.insert(QString::number(id), -1);
+    }
+    t.flushData(first);
+    QMap<int, QVariant> data;
+    for (int id : ids) {
+        data.insert(id, qint64(id) * 10);
+        expected.insert(QString::number(id), qint64(id) * 10);
+    }
+    t.flushData(data);
+    QMutexLocker locker(&t.m_infoLock);
+    QCOMPARE(t.m_upsInfo, expected);
 }
 
 void TestInterface::flushUpsInfoReplaces()
