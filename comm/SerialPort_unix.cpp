@@ -181,7 +181,10 @@ qint64 SerialPort::readData(char* data, qint64 maxSize)
 {
     if (!isOpen())
         return -1;
-    const qint64 count = m_file->read(data, maxSize);
+    // One read(2): it returns what the line holds within the VTIME timeout.
+    // QFile::read would call again for the rest and so wait out the whole
+    // timeout after every complete answer.
+    const qint64 count = ::read(fd(), data, size_t(maxSize));
     if (count < 0) {
         m_lastError = ReadFailedError;
         return -1;
