@@ -369,6 +369,9 @@ void tst_client_endtoend::session()
         serialNumber.append(char(data.value(p).toInt()));
     QCOMPARE(serialNumber, QString("SIM20K%1").arg(kUnit, 10, 10, QChar('0')).toLatin1());
     QCOMPARE(data.value(3017).type(), QVariant::Type(QMetaType::Float));
+    // The information map is refreshed after the data record goes out: the
+    // next cycle's record follows the refresh.
+    QVERIFY(log.waitForType(firstData + 1, 2007, 5000) > firstData);
     {
         QMutexLocker locker(&collector->m_infoLock);
         const Record& info = collector->m_upsInfo;
@@ -535,6 +538,7 @@ void tst_client_endtoend::lostSerialPortReopened()
     const int data = log.waitForType(back, 2007, 5000);
     QVERIFY(data > back);
     QCOMPARE(dataOf(log.events().at(data)).value(3002).toInt(), kUnit);
+    QVERIFY(log.waitForType(data + 1, 2007, 5000) > data);
     {
         QMutexLocker locker(&collector->m_infoLock);
         QCOMPARE(collector->m_upsInfo.value("state").toInt(), 0);
