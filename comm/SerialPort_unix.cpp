@@ -186,7 +186,7 @@ qint64 SerialPort::readData(char* data, qint64 maxSize)
     // the whole timeout after every answer.
     qint64 count = 0;
     do {
-        count = ::read(m_file->handle(), data, size_t(maxSize));
+        count = ::read(fd(), data, size_t(maxSize));
     } while (count < 0 && errno == EINTR);
     if (count < 0) {
         m_lastError = ReadFailedError;

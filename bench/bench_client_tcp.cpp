@@ -1,0 +1,96 @@
+// One whole collector cycle against the simulated unit over loopback Modbus
+// TCP: the real driver library's full read through TcpCommRead/TcpCommWrite
+// and a real socket, the callback intake and the report, driven through
+// poll(). The socket is connected up front, so no cycle pays the reconnect
+// pause.
+
+#include "vek5Client.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTcpSocket>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+
+namespace {
+
+int g_simPort = 0;
+
+void runCycles(benchmark::State& state, bool withSetting)
+{
+    vek5Client client;
+    if (client.m_lib == nullptr || client.m_query == nullptr) {
+        state.SkipWithError("driver library not loaded");
+        return;
+    }
+    client.m_devName = "bench";
+    client.m_devAddr = 1;
+    client.m_commType = 1;
+    client.m_ipAddr = "127.0.0.1";
+    client.m_tcpPort = g_simPort;
+    client.m_interval = 0;   // every poll() runs a cycle
+    client.m_tcpSocket = new QTcpSocket();
+    client.m_tcpSocket->setReadBufferSize(vek5Client::kTcpReadBufferSize);
+    client.m_tcpSocket->connectToHost(client.m_ipAddr, quint16(g_simPort));
+    if (!client.m_tcpSocket->waitForConnected(5000)) {
+        state.SkipWithError("no connection to the simulator");
+        return;
+    }
+    qint64 events = 0;
+    QObject::connect(&client, &CollectThread::postDEvent, [&events](int, QMap<QString, QVariant>) { ++events; });
+    client.poll();
+    if (client.m_commState != 0) {
+        state.SkipWithError("the unit did not answer");
+        return;
+    }
+    events = 0;
+    for (auto _ : state) {
+        if (withSetting)
+            client.control(2016, "3017,40");
+        client.poll();
+    }
+    if (client.m_commState != 0)
+        state.SkipWithError("the unit stopped answering");
+    state.counters["points"] = double(client.m_dataMap.size());
+    state.counters["events/cycle"] = benchmark::Counter(double(events), benchmark::Counter::kAvgIterations);
+}
+
+void BM_CycleTcp(benchmark::State& state) { runCycles(state, false); }
+void BM_CycleTcpWithSetting(benchmark::State& state) { runCycles(state, true); }
+
+} // namespace
+
+BENCHMARK(BM_CycleTcp)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CycleTcpWithSetting)->Unit(benchmark::kMillisecond);
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    const QString bin = QCoreApplication::applicationDirPath();
+    QProcess sim;
+    sim.setProcessChannelMode(QProcess::MergedChannels);
+    sim.start(bin + "/upssim", {"--tcp", "127.0.0.1:0", "--speed", "0"});
+    QString seen;
+    QRegularExpressionMatch ready;
+    QElapsedTimer wait;
+    wait.start();
+    while (!ready.hasMatch() && wait.elapsed() < 5000 && sim.waitForReadyRead(100)) {
+        seen += QString::fromLocal8Bit(sim.readAll());
+        ready = QRegularExpression("listening on 127\\.0\\.0\\.1:(\\d+)").match(seen);
+    }
+    if (!ready.hasMatch()) {
+        std::fprintf(stderr, "bench_client_tcp: simulator did not start\n%s", qPrintable(seen));
+        return 1;
+    }
+    g_simPort = ready.captured(1).toInt();
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    sim.terminate();
+    sim.waitForFinished(3000);
+    return 0;
+}
