@@ -1,3 +1,4 @@
+#include "CommTestSupport.h"
 #include "PortManage.h"
 #include "SerialPort.h"
 
@@ -17,38 +18,6 @@
 // device attached.
 
 namespace {
-
-QStringList g_messages;
-
-void captureMessages(QtMsgType, const QMessageLogContext&, const QString& text)
-{
-    g_messages << text;
-}
-
-struct Pty
-{
-    int master = -1;
-    int slave = -1;
-    QString path;
-
-    Pty()
-    {
-        char name[128] = {};
-        if (openpty(&master, &slave, name, nullptr, nullptr) == 0)
-            path = QString::fromLocal8Bit(name);
-    }
-    ~Pty()
-    {
-        ::close(master);
-        ::close(slave);
-    }
-    termios attributes() const
-    {
-        termios tio {};
-        tcgetattr(slave, &tio);
-        return tio;
-    }
-};
 
 void writeIni(const QString& name, const QString& param, int timeout)
 {

@@ -1,3 +1,4 @@
+#include "CommTestSupport.h"
 #include "SerialPort.h"
 
 #include <QDir>
@@ -82,72 +83,6 @@ tcflag_t requestedCflag()
 {
     return g_lastRequest.c_cflag;
 }
-
-QStringList g_messages;
-
-void captureMessages(QtMsgType, const QMessageLogContext&, const QString& text)
-{
-    g_messages << text;
-}
-
-class MessageCapture
-{
-public:
-    MessageCapture() { g_messages.clear(); m_previous = qInstallMessageHandler(captureMessages); }
-    ~MessageCapture() { qInstallMessageHandler(m_previous); }
-
-private:
-    QtMessageHandler m_previous;
-};
-
-// One pseudo-terminal; the test keeps the slave open so the pair stays up.
-struct Pty
-{
-    int master = -1;
-    int slave = -1;
-    QString path;
-
-    Pty()
-    {
-        char name[128] = {};
-        if (openpty(&master, &slave, name, nullptr, nullptr) == 0)
-            path = QString::fromLocal8Bit(name);
-    }
-    ~Pty()
-    {
-        if (master >= 0)
-            ::close(master);
-        if (slave >= 0)
-            ::close(slave);
-    }
-    termios attributes() const
-    {
-        termios tio {};
-        tcgetattr(slave, &tio);
-        return tio;
-    }
-    void setSpeed(speed_t speed)
-    {
-        termios tio = attributes();
-        cfsetispeed(&tio, speed);
-        cfsetospeed(&tio, speed);
-        tcsetattr(slave, TCSANOW, &tio);
-    }
-    QByteArray readMaster(int expected)
-    {
-        QByteArray got;
-        for (int tries = 0; tries < 100 && got.size() < expected; ++tries) {
-            char buffer[512];
-            pollfd fds { master, POLLIN, 0 };
-            if (poll(&fds, 1, 50) <= 0)
-                continue;
-            const ssize_t n = ::read(master, buffer, sizeof buffer);
-            if (n > 0)
-                got.append(buffer, int(n));
-        }
-        return got;
-    }
-};
 
 QString logNameFor(const QString& path)
 {
