@@ -70,6 +70,17 @@ records = b"".join(struct.pack(">HH", code, code & 1) + bytes([24, 1, 2, 3, 4, 5
 write("fuzz_driver", "history", b"\x0120,0\n"
       + pieces(read_answer(4, struct.pack(">H", 3)), read_answer(4, records)))
 
+def tcp_pieces(*frames):
+    """The driver target's TCP answer stream: two length bytes, then what the peer sends."""
+    return b"".join(struct.pack(">H", len(f)) + f for f in frames)
+
+
+write("fuzz_driver", "tcp_query_ok", b"\x02" + tcp_pieces(*(mbap(a[:-2]) for a in query_answers)))
+write("fuzz_driver", "tcp_command_ok", b"\x030,1\n" + tcp_pieces(mbap(write_echo(16, 512, 2)[:-2])))
+write("fuzz_driver", "tcp_history", b"\x0320,0\n" + tcp_pieces(mbap(read_answer(4, struct.pack(">H", 3))[:-2]),
+                                                             mbap(read_answer(4, records)[:-2])))
+write("fuzz_driver", "tcp_oversized", b"\x02" + tcp_pieces(mbap(bytes(range(256)) * 4)))
+
 write("fuzz_tcp_read", "read_answer", mbap(b"\x01\x03\x04\x00\x01\x00\x02"))
 write("fuzz_tcp_read", "exception", mbap(b"\x01\x83\x02"))
 write("fuzz_tcp_read", "echo", mbap(b"\x01\x10\x02\x00\x00\x02"))
