@@ -1,0 +1,145 @@
+// The model driver library's answer parsing, driven through its own Query
+// and Control with a port whose read entry serves the fuzz bytes: corrupt,
+// truncated, oversized, interleaved and exception answers.
+//
+// Input: one byte of mode bits (1: Control, else Query; 2: the answers come
+// over Modbus TCP), for Control the command text up to a newline, then the
+// answer stream as pieces. Serial: a length byte (piece length less one) and
+// the bytes; a read returns one piece, cut to the room offered. TCP: two
+// length bytes (high first) and the bytes as the peer sends them; a read is
+// the real TCP entry on a device holding that piece. After the last piece the
+// port fails, so a missing answer costs no timeout.
+
+#include "FuzzSupport.h"
+#include "driverapi.h"
+#include "modbus.h"
+#include "portaccess.h"
+
+#include <QBuffer>
+#include <QLibrary>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+namespace {
+
+struct FuzzPort
+{
+    const uint8_t* data = nullptr;
+    size_t size = 0;
+    int writes = 0;
+    int points = 0;
+    bool tcp = false;
+};
+
+FuzzPort g_port;
+QueryFunc g_query = nullptr;
+ControlFunc g_control = nullptr;
+constexpr int kAddress = 1;
+
+// What the peer sent in one go, through the TCP entry as the collector
+// hands it to the driver. A short read (under 7 bytes) fails the read.
+int readTcpPiece(char* buffer, int length)
+{
+    if (g_port.size < 2)
+        return -1;
+    size_t piece = size_t(g_port.data[0]) << 8 | g_port.data[1];
+    g_port.data += 2;
+    g_port.size -= 2;
+    if (piece > g_port.size)
+        piece = g_port.size;
+    QByteArray sent(reinterpret_cast<const char*>(g_port.data), int(piece));
+    g_port.data += piece;
+    g_port.size -= piece;
+    QBuffer socket(&sent);
+    socket.open(QIODevice::ReadOnly);
+    PortHandle tcp = {&socket, TcpCommRead, TcpCommWrite};
+    const int n = TcpCommRead(&tcp, buffer, length);
+    return n == -5 ? -1 : n;
+}
+
+int readPiece(PortHandle*, char* buffer, int length)
+{
+    // Nothing is stale before the first request of an input: each input
+    // starts from a quiet line, whatever the one before it left behind.
+    if (g_port.writes == 0 || g_port.size == 0 || length <= 0)
+        return -1;
+    if (g_port.tcp)
+        return readTcpPiece(buffer, length);
+    size_t piece = size_t(g_port.data[0]) + 1;
+    ++g_port.data;
+    --g_port.size;
+    if (piece > g_port.size)
+        piece = g_port.size;
+    if (piece > size_t(length))
+        piece = size_t(length);
+    std::memcpy(buffer, g_port.data, piece);
+    g_port.data += piece;
+    g_port.size -= piece;
+    return int(piece);
+}
+
+int writeRequest(PortHandle*, char* buffer, int length)
+{
+    // Every request the driver sends is a whole RTU frame to our unit.
+    FUZZ_CHECK(length >= 8 && length <= 256);
+    FUZZ_CHECK(static_cast<unsigned char>(buffer[0]) == kAddress);
+    FUZZ_CHECK(checkModbufCRC(reinterpret_cast<unsigned char*>(buffer), length) == 0);
+    ++g_port.writes;
+    return length;
+}
+
+void collect(int id, float value, void*)
+{
+    FUZZ_CHECK(id > 0 && std::isfinite(value));
+    ++g_port.points;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char*** argv)
+{
+    fuzz::initQt();
+    // The driver sits beside the fuzzer, as it sits beside the plugin.
+    static QLibrary driver(QString::fromLocal8Bit((*argv)[0]).section('/', 0, -2) + "/libvek5m_10-30k.so");
+    if (!driver.load()) {
+        std::fprintf(stderr, "cannot load the driver: %s\n", qPrintable(driver.errorString()));
+        std::abort();
+    }
+    g_query = reinterpret_cast<QueryFunc>(driver.resolve("Query"));
+    g_control = reinterpret_cast<ControlFunc>(driver.resolve("Control"));
+    FUZZ_CHECK(g_query != nullptr && g_control != nullptr);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    if (size == 0)
+        return 0;
+    const bool query = (data[0] & 1) == 0;
+    const bool tcp = (data[0] & 2) != 0;
+    ++data;
+    --size;
+    char command[96] = {};
+    if (!query) {
+        size_t n = 0;
+        while (n < size && n < sizeof(command) - 1 && data[n] != '\n') {
+            command[n] = char(data[n]);
+            ++n;
+        }
+        data += n < size ? n + 1 : n;
+        size -= n < size ? n + 1 : n;
+    }
+    g_port = FuzzPort{data, size, 0, 0, tcp};
+    PortHandle handle = {&g_port, readPiece, writeRequest};
+    if (query) {
+        const int answered = g_query(&handle, kAddress, collect, nullptr);
+        // Points are delivered only for a query that was answered in full.
+        FUZZ_CHECK(answered == 1 ? g_port.points > 0 : g_port.points == 0);
+    } else {
+        const int result = g_control(&handle, kAddress, command, nullptr);
+        FUZZ_CHECK(result == 0 || result == 1);
+    }
+    return 0;
+}

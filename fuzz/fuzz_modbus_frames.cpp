@@ -1,0 +1,86 @@
+// The frame helpers with arbitrary lengths and counts, each on a heap buffer
+// sized exactly for what the call may touch, so any access past it is caught.
+
+#include "FuzzSupport.h"
+#include "modbus.h"
+
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+int takeInt(const uint8_t*& data, size_t& size, int low, int high)
+{
+    unsigned value = 0;
+    for (int i = 0; i < 2 && size > 0; ++i, ++data, --size)
+        value = value << 8 | *data;
+    return low + int(value % unsigned(high - low + 1));
+}
+
+void checkCrc(const uint8_t* data, size_t size)
+{
+    // The whole input is the frame; its own length is the length given.
+    std::vector<unsigned char> frame(data, data + size);
+    const int length = int(size);
+    const int verdict = checkModbufCRC(size ? frame.data() : nullptr, length);
+    if (length < 4) {
+        FUZZ_CHECK(verdict == -1);
+        return;
+    }
+    FUZZ_CHECK(setModbusCRC(frame.data(), length) == 0);
+    FUZZ_CHECK(checkModbufCRC(frame.data(), length) == 0);
+    // The verdict on the input agrees with a recomputed CRC.
+    FUZZ_CHECK((verdict == 0) == (std::memcmp(frame.data(), data, size) == 0));
+    // Any single corrupted byte is detected.
+    const size_t at = data[0] % size;
+    frame[at] ^= static_cast<unsigned char>(data[size - 1] | 1);
+    FUZZ_CHECK(checkModbufCRC(frame.data(), length) == -1);
+}
+
+void checkCmd16(const uint8_t* data, size_t size)
+{
+    const int count = takeInt(data, size, -8, 600);
+    const int supplied = takeInt(data, size, 0, 600);
+    // Room for the header and CRC even when the count is nonsense.
+    const size_t room = size_t(count * 2 + 9 > 7 ? count * 2 + 9 : 7);
+    std::vector<unsigned char> frame(room);
+    std::vector<unsigned char> registers(size_t(supplied) * 2);
+    for (size_t i = 0; i < registers.size(); ++i)
+        registers[i] = i < size ? data[i] : 0;
+    const int length = buildCmd16(frame.data(), 7, 0x1234, count, supplied,
+                                  registers.empty() ? nullptr : registers.data());
+    if (count < 0)
+        return;   // only the memory bounds matter for a nonsense count
+    FUZZ_CHECK(length == count * 2 + 9);
+    FUZZ_CHECK(frame[0] == 7 && frame[1] == 16 && frame[6] == ((count * 2) & 0xFF));
+    FUZZ_CHECK(checkModbufCRC(frame.data(), length) == 0);
+    for (int i = 0; i < count * 2; ++i)
+        FUZZ_CHECK(frame[size_t(7 + i)] == (i < supplied * 2 ? registers[size_t(i)] : 0));
+}
+
+void checkReadRequest(const uint8_t* data, size_t size)
+{
+    const int function = takeInt(data, size, -2, 20);
+    const int count = takeInt(data, size, -1000, 65535);
+    std::vector<unsigned char> frame(8);
+    const int expected = buildCmd(frame.data(), 1, function, 0, count);
+    FUZZ_CHECK(checkModbufCRC(frame.data(), 8) == 0);
+    if (function == 3 || function == 4)
+        FUZZ_CHECK(expected == count * 2 + 5);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    if (size == 0)
+        return 0;
+    // The first byte picks the helper; the rest is its input.
+    switch (data[0] % 3) {
+    case 0: checkCrc(data + 1, size - 1); break;
+    case 1: checkCmd16(data + 1, size - 1); break;
+    default: checkReadRequest(data + 1, size - 1); break;
+    }
+    return 0;
+}
