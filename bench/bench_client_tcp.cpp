@@ -4,17 +4,14 @@
 // poll(). The socket is connected up front, so no cycle pays the reconnect
 // pause.
 
+#include "SimulatorProcess.h"
 #include "vek5Client.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QTcpSocket>
 
 #include <benchmark/benchmark.h>
-
-#include <cstdio>
 
 namespace {
 
@@ -71,23 +68,10 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
-    const QString bin = QCoreApplication::applicationDirPath();
     QProcess sim;
-    sim.setProcessChannelMode(QProcess::MergedChannels);
-    sim.start(bin + "/upssim", {"--tcp", "127.0.0.1:0", "--speed", "0"});
-    QString seen;
-    QRegularExpressionMatch ready;
-    QElapsedTimer wait;
-    wait.start();
-    while (!ready.hasMatch() && wait.elapsed() < 5000 && sim.waitForReadyRead(100)) {
-        seen += QString::fromLocal8Bit(sim.readAll());
-        ready = QRegularExpression("listening on 127\\.0\\.0\\.1:(\\d+)").match(seen);
-    }
-    if (!ready.hasMatch()) {
-        std::fprintf(stderr, "bench_client_tcp: simulator did not start\n%s", qPrintable(seen));
+    g_simPort = startSimulator(sim);
+    if (g_simPort == 0)
         return 1;
-    }
-    g_simPort = ready.captured(1).toInt();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     sim.terminate();
