@@ -13,6 +13,8 @@ class TestInterface : public QObject
     Q_OBJECT
 
 private:
+    static void addMethodColumns();
+    static void row(int index, const char* kind, const char* ret, const char* sig, const char* names);
     static void checkMethodTable(const QMetaObject* mo);
 
 private slots:
@@ -33,6 +35,20 @@ private slots:
     void viewControlRecord_data();
     void viewControlRecord();
 };
+
+void TestInterface::addMethodColumns()
+{
+    QTest::addColumn<int>("index");
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("returnType");
+    QTest::addColumn<QString>("signature");
+    QTest::addColumn<QString>("argNames");
+}
+
+void TestInterface::row(int index, const char* kind, const char* ret, const char* sig, const char* names)
+{
+    QTest::addRow("%d %s", index, sig) << index << QString(kind) << QString(ret) << QString(sig) << QString(names);
+}
 
 // Index, kind, return type, signature and argument names of one class's own
 // methods, as a host compiled against the same declarations expects them.
@@ -62,14 +78,7 @@ void TestInterface::checkMethodTable(const QMetaObject* mo)
 
 void TestInterface::collectThreadMethods_data()
 {
-    QTest::addColumn<int>("index");
-    QTest::addColumn<QString>("kind");
-    QTest::addColumn<QString>("returnType");
-    QTest::addColumn<QString>("signature");
-    QTest::addColumn<QString>("argNames");
-    auto row = [](int i, const char* kind, const char* ret, const char* sig, const char* names) {
-        QTest::addRow("%d %s", i, sig) << i << QString(kind) << QString(ret) << QString(sig) << QString(names);
-    };
+    addMethodColumns();
     row(0, "signal", "void", "postDEvent(int,QMap<QString,QVariant>)", "type,map");
     row(1, "slot", "int", "control(int,QString)", "id,value");
     row(2, "slot", "QStringList", "getDataLogDesc()", "");
@@ -87,14 +96,7 @@ void TestInterface::collectThreadMethods_data()
 
 void TestInterface::collectViewMethods_data()
 {
-    QTest::addColumn<int>("index");
-    QTest::addColumn<QString>("kind");
-    QTest::addColumn<QString>("returnType");
-    QTest::addColumn<QString>("signature");
-    QTest::addColumn<QString>("argNames");
-    auto row = [](int i, const char* kind, const char* ret, const char* sig, const char* names) {
-        QTest::addRow("%d %s", i, sig) << i << QString(kind) << QString(ret) << QString(sig) << QString(names);
-    };
+    addMethodColumns();
     row(0, "signal", "void", "postDEvent(int,QMap<QString,QVariant>)", "type,map");
     row(1, "slot", "void", "setName(QString)", "n");
     row(2, "slot", "void", "setLanguage(int)", "l");
