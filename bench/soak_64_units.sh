@@ -11,6 +11,7 @@
 # unit, communication losses (1041), and per unit the longest gap between two
 # data reports (1 s resolution: the event times are whole seconds).
 set -euo pipefail
+. "$(dirname "$0")/../scripts/simulator.sh"
 
 duration=${1:-180}
 units=${2:-64}
@@ -42,15 +43,7 @@ db=$app/PVMX/drovaPanel/db
 mkdir -p "$db"
 cp "$bin/upsmon-host" "$bin/libvek5m_10-30k_Client.so" "$bin/libvek5m_10-30k.so" "$app/"
 
-"$bin/upssim" --tcp 127.0.0.1:0 --units "$units" >"$work/sim.log" 2>&1 &
-sim_pid=$!
-port=
-for _ in $(seq 50); do
-  port=$(sed -n 's/^upssim: listening on 127\.0\.0\.1:\([0-9]*\),.*/\1/p' "$work/sim.log")
-  [ -n "$port" ] && break
-  sleep 0.1
-done
-[ -n "$port" ] || { echo "soak: simulator did not start" >&2; cat "$work/sim.log" >&2; exit 1; }
+start_simulator "$bin" "$work/sim.log" --units "$units" || exit 1
 
 names=$(seq -f 'U%02g' 1 "$units" | paste -sd, -)
 printf 'Language=0\n\n[host]\nunits=%s\nlogInterval=60\nanswerTimeout=30\n' "$names" >"$db/param.ini"

@@ -20,6 +20,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
+. "$root/scripts/simulator.sh"
 
 scripts/install-deps.sh run
 cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
@@ -91,20 +92,7 @@ trap cleanup EXIT
 units=$(simulated_units)
 if [ -n "$units" ]; then
   count=$(echo "$units" | awk 'BEGIN { m = 1 } $2 > m { m = $2 } END { print m }')
-  "$bin/upssim" --tcp 127.0.0.1:0 --units "$count" --scenario "${SIM_SCENARIO:-normal}" >"$sim_log" 2>&1 &
-  sim_pid=$!
-  port=
-  for _ in $(seq 50); do
-    port=$(sed -n 's/^upssim: listening on 127\.0\.0\.1:\([0-9]*\),.*/\1/p' "$sim_log")
-    [ -n "$port" ] && break
-    kill -0 "$sim_pid" 2>/dev/null || break
-    sleep 0.1
-  done
-  if [ -z "$port" ]; then
-    echo "run-monitor: the simulator did not start:" >&2
-    cat "$sim_log" >&2
-    exit 1
-  fi
+  start_simulator "$bin" "$sim_log" --units "$count" --scenario "${SIM_SCENARIO:-normal}" || exit 1
   echo "Simulated UPS on 127.0.0.1:$port (units 1-$count)"
   while read -r unit _; do
     set_key "$unit" port "$port"

@@ -10,6 +10,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
+. "$root/scripts/simulator.sh"
 build=$(cd "${1:-build}" && pwd)
 seconds=${2:-20}
 bin=$build/bin
@@ -27,21 +28,9 @@ mkdir -p "$app/PVMX/drovaPanel/db"
 cp "$bin/upsmon-host" "$bin/libvek5m_10-30k_Client.so" "$bin/libvek5m_10-30k.so" "$app/"
 
 sim_log=$app/upssim.log
-"$bin/upssim" --tcp 127.0.0.1:0 --scenario normal >"$sim_log" 2>&1 &
-sim_pid=$!
-trap 'kill "$sim_pid" 2>/dev/null || true; wait "$sim_pid" 2>/dev/null || true' EXIT
-port=
-for _ in $(seq 50); do
-  port=$(sed -n 's/^upssim: listening on 127\.0\.0\.1:\([0-9]*\),.*/\1/p' "$sim_log")
-  [ -n "$port" ] && break
-  kill -0 "$sim_pid" 2>/dev/null || break
-  sleep 0.1
-done
-if [ -z "$port" ]; then
-  echo "valgrind-run: the simulator did not start:" >&2
-  cat "$sim_log" >&2
-  exit 1
-fi
+sim_pid=
+trap '[ -z "$sim_pid" ] || { kill "$sim_pid" 2>/dev/null; wait "$sim_pid" 2>/dev/null; } || true' EXIT
+start_simulator "$bin" "$sim_log" --scenario normal || exit 1
 
 cat >"$app/PVMX/drovaPanel/db/param.ini" <<'INI'
 Language=0

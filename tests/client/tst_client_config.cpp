@@ -7,6 +7,8 @@
 #include <QPointer>
 #include <QtTest>
 
+#include <optional>
+
 class tst_client_config : public QObject
 {
     Q_OBJECT
@@ -30,8 +32,10 @@ private:
     static QString dbDir();
     static void writeIni(const QString& name, const QByteArray& content);
 
-    QByteArray m_savedDev;
-    QByteArray m_savedParam;
+    // What the shared application directory held before: absent files are
+    // removed again afterwards, so a later monitor run writes its defaults.
+    std::optional<QByteArray> m_savedDev;
+    std::optional<QByteArray> m_savedParam;
 };
 
 QString tst_client_config::dbDir()
@@ -60,14 +64,21 @@ static QByteArray readAll(const QString& path)
 void tst_client_config::initTestCase()
 {
     QVERIFY(QDir().mkpath(dbDir()));
-    m_savedDev = readAll(dbDir() + "/dev.ini");
-    m_savedParam = readAll(dbDir() + "/param.ini");
+    auto saved = [](const QString& path) {
+        return QFile::exists(path) ? std::optional<QByteArray>(readAll(path)) : std::nullopt;
+    };
+    m_savedDev = saved(dbDir() + "/dev.ini");
+    m_savedParam = saved(dbDir() + "/param.ini");
 }
 
 void tst_client_config::cleanupTestCase()
 {
-    writeIni("dev.ini", m_savedDev);
-    writeIni("param.ini", m_savedParam);
+    for (const auto& [name, saved] : {std::pair("dev.ini", m_savedDev), std::pair("param.ini", m_savedParam)}) {
+        if (saved)
+            writeIni(name, *saved);
+        else
+            QFile::remove(dbDir() + "/" + name);
+    }
 }
 
 void tst_client_config::devDefaults()

@@ -18,6 +18,8 @@
 #include <QStandardPaths>
 #include <QtTest>
 
+#include <optional>
+
 #include <functional>
 #include <mutex>
 
@@ -210,8 +212,9 @@ private:
     CollectThread* m_factory = nullptr;
     CollectThread* m_collector = nullptr;
     EventLog* m_log = nullptr;
-    QByteArray m_savedDev;
-    QByteArray m_savedParam;
+    // Absent files are removed again afterwards.
+    std::optional<QByteArray> m_savedDev;
+    std::optional<QByteArray> m_savedParam;
     QPluginLoader m_loader{kPluginPath};
 };
 
@@ -225,8 +228,11 @@ void tst_client_endtoend::initTestCase()
     QVERIFY2(m_factory, qPrintable(m_loader.errorString()));
 
     QVERIFY(QDir().mkpath(dbDir()));
-    m_savedDev = readFile(dbDir() + "/dev.ini");
-    m_savedParam = readFile(dbDir() + "/param.ini");
+    auto saved = [](const QString& path) {
+        return QFile::exists(path) ? std::optional<QByteArray>(readFile(path)) : std::nullopt;
+    };
+    m_savedDev = saved(dbDir() + "/dev.ini");
+    m_savedParam = saved(dbDir() + "/param.ini");
     QVERIFY(writeFile(dbDir() + "/param.ini", "Language=0\n"));
 
     // The code map is read by every new collector from the working directory.
@@ -242,8 +248,12 @@ void tst_client_endtoend::cleanupTestCase()
     qInstallMessageHandler(g_previousHandler);
     if (m_factory == nullptr)
         return;
-    writeFile(dbDir() + "/dev.ini", m_savedDev);
-    writeFile(dbDir() + "/param.ini", m_savedParam);
+    for (const auto& [name, saved] : {std::pair("/dev.ini", m_savedDev), std::pair("/param.ini", m_savedParam)}) {
+        if (saved)
+            writeFile(dbDir() + name, *saved);
+        else
+            QFile::remove(dbDir() + name);
+    }
 }
 
 void tst_client_endtoend::cleanup()
