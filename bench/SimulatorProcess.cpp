@@ -25,3 +25,22 @@ quint16 startSimulator(QProcess& sim, const QStringList& extraArgs)
     }
     return quint16(ready.captured(1).toUInt());
 }
+
+bool SimulatedUnit::start(const char* who)
+{
+    driver.setFileName(QCoreApplication::applicationDirPath() + "/libvek5m_10-30k");
+    query = reinterpret_cast<QueryFunc>(driver.resolve("Query"));
+    if (query == nullptr) {
+        std::fprintf(stderr, "%s: cannot load the driver: %s\n", who, qPrintable(driver.errorString()));
+        return false;
+    }
+    port = startSimulator(sim);
+    if (port == 0)
+        return false;
+    socket.connectToHost("127.0.0.1", port);
+    if (!socket.waitForConnected(5000)) {
+        std::fprintf(stderr, "%s: no connection to the simulator\n", who);
+        return false;
+    }
+    return true;
+}

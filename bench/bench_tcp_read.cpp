@@ -5,6 +5,7 @@
 
 #include "driverapi.h"
 #include "portaccess.h"
+#include "registermap.h"
 #include "SimulatorProcess.h"
 
 #include <modbus/modbus.h>   // libmodbus; comm/ has its own modbus.h
@@ -22,11 +23,6 @@
 namespace {
 
 constexpr int kUnit = 1;
-constexpr int kAlarmBits = 512;
-constexpr int kIdentityRegisters = 41;
-constexpr int kMeasurementStart = 100;
-constexpr int kMeasurementRegisters = 85;
-constexpr int kSettingRegisters = 110;
 
 int g_points = 0;
 void countPoint(int, float, void*) { ++g_points; }
@@ -50,15 +46,25 @@ double medianMs(int rounds, Read read)
 // The same blocks the driver reads, one request each.
 bool libmodbusRead(modbus_t* ctx)
 {
-    uint8_t bits[kAlarmBits];
-    uint16_t identity[kIdentityRegisters];
-    uint16_t measurements[kMeasurementRegisters];
-    uint16_t settings[kSettingRegisters];
-    return modbus_read_input_bits(ctx, 0, kAlarmBits, bits) == kAlarmBits
-            && modbus_read_input_registers(ctx, 0, kIdentityRegisters, identity) == kIdentityRegisters
-            && modbus_read_input_registers(ctx, kMeasurementStart, kMeasurementRegisters, measurements)
-                    == kMeasurementRegisters
-            && modbus_read_registers(ctx, 0, kSettingRegisters, settings) == kSettingRegisters;
+    uint8_t bits[regmap::kMaxReadBits];
+    uint16_t registers[regmap::kMaxReadRegisters];
+    for (const regmap::Block& b : regmap::kBlocks) {
+        int got = -1;
+        switch (b.table) {
+        case regmap::DiscreteInputs:
+            got = modbus_read_input_bits(ctx, b.start, b.count, bits);
+            break;
+        case regmap::InputRegisters:
+            got = modbus_read_input_registers(ctx, b.start, b.count, registers);
+            break;
+        case regmap::HoldingRegisters:
+            got = modbus_read_registers(ctx, b.start, b.count, registers);
+            break;
+        }
+        if (got != b.count)
+            return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -67,26 +73,14 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 1000;
-    QLibrary driver(QCoreApplication::applicationDirPath() + "/libvek5m_10-30k");
-    const auto query = reinterpret_cast<QueryFunc>(driver.resolve("Query"));
-    if (query == nullptr) {
-        std::fprintf(stderr, "bench_tcp_read: cannot load the driver\n");
+    SimulatedUnit unit;
+    if (!unit.start("bench_tcp_read"))
         return 1;
-    }
-    QProcess sim;
-    const quint16 port = startSimulator(sim);
-    if (port == 0)
-        return 1;
+    PortHandle handle = {&unit.socket, TcpCommRead, TcpCommWrite};
+    const double ours = medianMs(rounds, [&] { return unit.query(&handle, kUnit, countPoint, nullptr) != 0; });
+    unit.socket.disconnectFromHost();
 
-    QTcpSocket socket;
-    socket.connectToHost("127.0.0.1", port);
-    if (!socket.waitForConnected(5000))
-        return 1;
-    PortHandle handle = {&socket, TcpCommRead, TcpCommWrite};
-    const double ours = medianMs(rounds, [&] { return query(&handle, kUnit, countPoint, nullptr) != 0; });
-    socket.disconnectFromHost();
-
-    modbus_t* ctx = modbus_new_tcp("127.0.0.1", port);
+    modbus_t* ctx = modbus_new_tcp("127.0.0.1", unit.port);
     if (ctx == nullptr || modbus_set_slave(ctx, kUnit) != 0 || modbus_connect(ctx) != 0) {
         std::fprintf(stderr, "bench_tcp_read: libmodbus cannot connect\n");
         return 1;
@@ -94,8 +88,8 @@ int main(int argc, char** argv)
     const double theirs = medianMs(rounds, [&] { return libmodbusRead(ctx); });
     modbus_close(ctx);
     modbus_free(ctx);
-    sim.terminate();
-    sim.waitForFinished(3000);
+    unit.sim.terminate();
+    unit.sim.waitForFinished(3000);
 
     if (ours < 0 || theirs < 0) {
         std::fprintf(stderr, "bench_tcp_read: a read failed\n");

@@ -48,24 +48,12 @@ constexpr double kGapChars = 3.5;        // silent interval that ends an RTU fra
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    const QString bin = QCoreApplication::applicationDirPath();
-    QLibrary driver(bin + "/libvek5m_10-30k");
-    const auto query = reinterpret_cast<QueryFunc>(driver.resolve("Query"));
-    if (query == nullptr) {
-        std::fprintf(stderr, "bench_wire: cannot load the driver from %s\n", qPrintable(bin));
+    SimulatedUnit unit;
+    if (!unit.start("bench_wire"))
         return 1;
-    }
-    QProcess sim;
-    const quint16 port = startSimulator(sim);
-    if (port == 0)
-        return 1;
-    QTcpSocket socket;
-    socket.connectToHost("127.0.0.1", port);
-    if (!socket.waitForConnected(5000))
-        return 1;
-    PortHandle handle = {&socket, countingRead, countingWrite};
+    PortHandle handle = {&unit.socket, countingRead, countingWrite};
 
-    if (query(&handle, 1, ignore, nullptr) == 0) {
+    if (unit.query(&handle, 1, ignore, nullptr) == 0) {
         std::fprintf(stderr, "bench_wire: query failed\n");
         return 1;
     }
@@ -80,8 +68,8 @@ int main(int argc, char** argv)
     std::printf("9600 baud 8N1: %.1f ms of characters + %.1f ms of %d inter-frame gaps = %.1f ms on the wire\n",
                 byteMs, gapMs, frames, byteMs + gapMs);
 
-    socket.disconnectFromHost();
-    sim.terminate();
-    sim.waitForFinished(3000);
+    unit.socket.disconnectFromHost();
+    unit.sim.terminate();
+    unit.sim.waitForFinished(3000);
     return 0;
 }
