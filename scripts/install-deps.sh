@@ -4,9 +4,9 @@
 #   scripts/install-deps.sh test   build and run every test
 set -euo pipefail
 
-build=(cmake make g++ pkg-config qtbase5-dev qtbase5-dev-tools libhidapi-dev libudev-dev libmodbus-dev)
+build=(cmake make g++ pkg-config qtbase5-dev qtbase5-dev-tools libhidapi-dev libudev-dev libmodbus-dev prometheus-cpp-dev)
 run=(xauth)
-test=(socat mbpoll xvfb xauth binutils clang libclang-rt-14-dev valgrind libbenchmark-dev)
+test=(socat mbpoll xvfb xauth binutils clang libclang-rt-14-dev valgrind libbenchmark-dev nut-client prometheus stress-ng)
 
 case "${1:-}" in
   run)  wanted=("${build[@]}" "${run[@]}") ;;
