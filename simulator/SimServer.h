@@ -1,16 +1,21 @@
 #ifndef SIMSERVER_H
 #define SIMSERVER_H
 
-// The simulator's Modbus front end: one TCP listener (any number of clients,
-// every unit id on the same port) and optionally one RTU line, served from a
-// single select() loop that also advances the units' time.
+// The simulator's front end: one Modbus TCP listener (any number of clients,
+// every unit id on the same port), optionally one RTU line that carries every
+// unit address (a multi-drop bus), and optionally the control channel, all
+// served from a single select() loop that also advances the units' time.
 
+#include "ControlCommand.h"
+#include "ControlSocket.h"
+#include "RtuLine.h"
 #include "Scenario.h"
 #include "UpsModel.h"
 
 #include <modbus/modbus.h>
 
 #include <csignal>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -28,7 +33,9 @@ struct SimOptions
     int firstUnit = 1;
     int units = 1;
     std::string scenario = "normal";
+    std::map<int, std::string> unitScenarios;   // unit address: scenario
     std::string scenarioDir;
+    std::string controlPath;     // empty: no control channel
     double speed = 1.0;
 };
 
@@ -40,29 +47,50 @@ public:
     SimServer(const SimServer&) = delete;
     SimServer& operator=(const SimServer&) = delete;
 
-    // Opens the listener and the line and builds the units. False with
+    // Builds the units and gives each its scenario. False with `error` set
+    // when a scenario cannot be used.
+    bool prepare(std::string& error);
+    // Opens the listener, the line and the control channel. False with
     // `error` set when anything is unusable.
-    bool start(const Scenario& scenario, std::string& error);
+    bool start(std::string& error);
     // Serves until `stop` becomes non-zero.
     void run(const volatile std::sig_atomic_t& stop);
 
+    // Carries out one control line; the answer ends in "OK" or "ERR reason".
+    std::string control(const std::string& line);
+
 private:
-    UpsModel* unitFor(int id);
-    void serve(modbus_t* ctx, int fd, bool rtu);
-    void handle(modbus_t* ctx, const unsigned char* request, int length);
+    struct Unit
+    {
+        std::unique_ptr<UpsModel> model;
+        std::shared_ptr<const Scenario> scenario;
+        std::string scenarioName;
+        double scenarioTime = -1;   // scenario seconds applied so far; -1: not begun
+        double silentUntil = 0;     // control channel deadlines, wall clock
+        double garbleUntil = 0;
+        std::string lastStatus;
+    };
+
+    bool loadScenario(const std::string& name, std::shared_ptr<const Scenario>& scenario,
+                      std::string& error) const;
+    Unit* unitFor(int id);
+    bool silent(const Unit& unit) const;
+    bool garbled(const Unit& unit) const;
+    std::string execute(const ControlCommand& command);
+    void serveTcp(size_t client);
+    void serveRtu();
+    std::string answer(modbus_t* ctx, const unsigned char* request, int length, UpsModel& unit);
     void advance(double wallSeconds);
     void closeClient(size_t index);
 
     SimOptions m_options;
-    const Scenario* m_scenario = nullptr;
-    std::vector<std::unique_ptr<UpsModel>> m_units;
-    std::vector<std::string> m_lastStatus;
+    std::vector<Unit> m_units;
     modbus_t* m_tcp = nullptr;
-    modbus_t* m_rtu = nullptr;
+    std::unique_ptr<RtuLine> m_rtu;
+    ControlSocket m_control;
     int m_listenFd = -1;
+    int m_capture[2] = {-1, -1};   // answers are built into one end, read from the other
     std::vector<int> m_clients;
-    double m_simTime = 0;
-    bool m_started = false;
 };
 
 #endif // SIMSERVER_H

@@ -75,7 +75,6 @@ UpsModel::UpsModel(int unitId)
     m_map = modbus_mapping_new_start_address(0, 0, 0, kAlarmBits, 0, kHoldingRegisters, 0, kInputRegisters);
     if (m_map == nullptr)
         return;
-    m_clockBase = long(std::time(nullptr));
     for (const FactorySetting& s : kFactorySettings)
         setPoint(s.point, double(s.raw) / findField(s.point)->divisor);
     setPoint(3002, unitId);
@@ -138,7 +137,9 @@ double UpsModel::setting(int point) const
 
 void UpsModel::clockStamp(unsigned char out[6]) const
 {
-    const std::time_t now = std::time_t(m_clockBase + long(m_time));
+    // The unit's clock follows the wall clock whatever the simulation speed,
+    // so that its history never shows times still to come.
+    const std::time_t now = std::time(nullptr) + m_clockOffset;
     std::tm local = {};
     localtime_r(&now, &local);
     out[0] = static_cast<unsigned char>(local.tm_year % 100);
@@ -275,13 +276,15 @@ void UpsModel::refresh()
     const double phaseAmps = kRatedKva * 1000 / 3 / kNominalVolts;
 
     // Battery: "Battery numbers:" 12 V blocks of six cells, split into a
-    // positive and a negative string.
+    // positive and a negative string. Without mains nothing charges it: it
+    // discharges into the inverter, or rests at what it has left (after the
+    // end of discharge, until the mains return).
     const double blocks = setting(3017);
-    const double cellVolts = battery ? 1.75 + 0.35 * m_charge / 100 : setting(3019);
+    const double cellVolts = m_mainsOk && !battery ? setting(3019) : 1.75 + 0.35 * m_charge / 100;
     const double stringVolts = blocks / 2 * 6 * cellVolts;
     const double batteryAmps = battery ? loadShare * kRatedKva * 1000 / (2 * stringVolts)
                                        : (m_charge < 100 && m_mainsOk ? -setting(3023) : 0);
-    setPoint(4101, battery ? 4 : (m_charge < 100 ? 2 : 3));
+    setPoint(4101, battery ? 4 : (!m_mainsOk ? 1 : (m_charge < 100 ? 2 : 3)));
     setPoint(4103, stringVolts + noise(0.2));
     setPoint(4104, -stringVolts + noise(0.2));
     setPoint(4105, batteryAmps + noise(0.05));
@@ -410,7 +413,7 @@ void UpsModel::afterWrite(int address, int count)
         set.tm_isdst = -1;
         const std::time_t written = std::mktime(&set);
         if (written != std::time_t(-1))
-            m_clockBase = long(written) - long(m_time);
+            m_clockOffset = long(written - std::time(nullptr));
     }
     refresh();
 }
@@ -535,7 +538,24 @@ bool UpsModel::transfer(bool toBypass)
     return done;
 }
 
-std::string UpsModel::statusLine() const
+bool UpsModel::pointValue(int point, double& value) const
+{
+    const Field* f = findField(point);
+    if (f == nullptr)
+        return false;
+    const int offset = point - f->point;
+    if (f->encoding == Bits) {
+        value = m_map->tab_input_bits[f->address + offset];
+    } else if (f->encoding == Number) {
+        value = double(static_cast<short>(tableOf(f->table)[f->address + offset])) / f->divisor;
+    } else {
+        const unsigned short reg = tableOf(f->table)[f->address + offset / 2];
+        value = offset % 2 == 0 ? reg >> 8 : reg & 0xFF;
+    }
+    return true;
+}
+
+std::string UpsModel::statusLine(bool silent, bool garbled) const
 {
     std::string line = "unit " + std::to_string(m_unit) + ": ";
     if (!m_outputOn)
@@ -549,8 +569,10 @@ std::string UpsModel::statusLine() const
     line += m_mainsOk ? ", mains ok" : ", mains failed";
     line += m_bypassOk ? ", bypass ok" : ", bypass failed";
     line += m_buzzer ? ", buzzer on" : ", buzzer off";
-    if (silent())
+    if (silent)
         line += ", not answering";
+    else if (garbled)
+        line += ", answering with bad checks";
     line += ", alarms:";
     if (m_alarms.empty())
         line += " none";

@@ -43,11 +43,17 @@ public:
     void silence(double seconds);
     bool transfer(bool toBypass);
 
+    // Silenced by a scenario step.
     bool silent() const { return m_time < m_silentUntil; }
 
+    // The value the driver reads for `point` (false when the map has no such
+    // point): bits as 0/1, numbers scaled, texts and dates one byte each.
+    bool pointValue(int point, double& value) const;
+
     // One line describing the discrete state; changes when something a
-    // person would notice changes.
-    std::string statusLine() const;
+    // person would notice changes. `silent` and `garbled` tell how the unit's
+    // link behaves, which the server decides.
+    std::string statusLine(bool silent, bool garbled) const;
 
 private:
     struct HistoryRecord { int code; int state; unsigned char stamp[6]; };
@@ -69,7 +75,7 @@ private:
     std::mt19937 m_random;
 
     double m_time = 0;          // simulated seconds since start
-    long m_clockBase = 0;       // unit clock at m_time 0 (epoch seconds)
+    long m_clockOffset = 0;     // unit clock minus the wall clock (seconds)
     bool m_mainsOk = true;
     bool m_bypassOk = true;
     bool m_inverterOn = true;

@@ -1,7 +1,6 @@
 // upssim: a simulated 20 kVA three-phase online UPS that answers Modbus TCP
 // and Modbus RTU by the unit's register map.
 
-#include "Scenario.h"
 #include "SimServer.h"
 
 #include <csignal>
@@ -24,12 +23,28 @@ const char kUsage[] =
     "  --tcp HOST:PORT        serve Modbus TCP (default 127.0.0.1:1502; port 0 picks a free one)\n"
     "  --no-tcp               do not serve Modbus TCP\n"
     "  --rtu DEVICE[,BAUD[,PARITY[,DATA[,STOP]]]]\n"
-    "                         serve Modbus RTU on a serial device (default 9600,N,8,1)\n"
+    "                         serve Modbus RTU on a serial device (default 9600,N,8,1); every\n"
+    "                         unit answers on the line at its own address, at the line's rate\n"
     "  --unit N               unit address of the first unit (default 1)\n"
-    "  --units N              number of units, addresses N.. on the TCP port (default 1)\n"
+    "  --units N              number of units, addresses N.. on TCP and RTU (default 1)\n"
     "  --scenario NAME|FILE   normal, mains-failure, low-battery, overload, bypass,\n"
-    "                         faults, comm-drop, or a .scn file (default normal)\n"
-    "  --speed FACTOR         simulated seconds per second; 0 freezes the units (default 1)\n";
+    "                         faults, comm-drop, or a .scn file, for every unit (default normal)\n"
+    "  --scenario UNIT=NAME|FILE\n"
+    "                         the scenario of one unit (repeatable)\n"
+    "  --speed FACTOR         simulated seconds per second; 0 freezes the units (default 1)\n"
+    "  --control PATH         take commands on a UNIX stream socket, one per line,\n"
+    "                         each answered by OK or ERR REASON (list prints a line per unit first):\n"
+    "                           mains UNIT on|off        bypass UNIT on|off\n"
+    "                           fault UNIT INDEX on|off  (alarm index 0-511)\n"
+    "                           load UNIT PERCENT        battery UNIT PERCENT\n"
+    "                           silent UNIT SECONDS      (no answers; 0 ends it)\n"
+    "                           garble UNIT SECONDS      (RTU: wrong CRC; TCP: answer names\n"
+    "                                                    another transaction and unit)\n"
+    "                           scenario UNIT NAME|FILE  (its timeline starts now)\n"
+    "                           get UNIT POINT           (the value the driver reads)\n"
+    "                           list\n"
+    "                         UNIT is an address or all; SECONDS are wall-clock seconds\n"
+    "Status lines (one per state change of a unit) and control lines carry the local time.\n";
 
 bool toInt(const char* text, long low, long high, int& out)
 {
@@ -84,7 +99,8 @@ int parseArguments(int argc, char** argv, SimOptions& o)
             o.tcp = false;
             continue;
         }
-        static const char* const kValued[] = {"--tcp", "--rtu", "--unit", "--units", "--scenario", "--speed"};
+        static const char* const kValued[] = {"--tcp", "--rtu", "--unit", "--units", "--scenario", "--speed",
+                                              "--control"};
         bool known = false;
         for (const char* name : kValued)
             known = known || arg == name;
@@ -112,8 +128,17 @@ int parseArguments(int argc, char** argv, SimOptions& o)
         } else if (arg == "--units") {
             ok = toInt(value.c_str(), 1, 247, o.units);
         } else if (arg == "--scenario") {
+            // UNIT=NAME gives one unit its own scenario.
+            const size_t equals = value.find('=');
+            int unit = 0;
+            if (equals != std::string::npos && toInt(value.substr(0, equals).c_str(), 1, 247, unit))
+                o.unitScenarios[unit] = value.substr(equals + 1);
+            else
+                o.scenario = value;
+            ok = !value.empty() && value.back() != '=';
+        } else if (arg == "--control") {
             ok = !value.empty();
-            o.scenario = value;
+            o.controlPath = value;
         } else {
             char* end = nullptr;
             o.speed = std::strtod(value.c_str(), &end);
@@ -146,10 +171,9 @@ int main(int argc, char** argv)
     if (parsed != 0)
         return parsed < 0 ? 0 : parsed;
 
-    Scenario scenario;
+    SimServer server(options);
     std::string error;
-    // "normal" needs no file: the units start healthy.
-    if (options.scenario != "normal" && !scenario.load(options.scenario, options.scenarioDir, error)) {
+    if (!server.prepare(error)) {
         std::fprintf(stderr, "upssim: %s\n", error.c_str());
         return 2;
     }
@@ -161,8 +185,7 @@ int main(int argc, char** argv)
     sigaction(SIGTERM, &action, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
 
-    SimServer server(options);
-    if (!server.start(scenario, error)) {
+    if (!server.start(error)) {
         std::fprintf(stderr, "upssim: %s\n", error.c_str());
         return 1;
     }
