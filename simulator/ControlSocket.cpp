@@ -76,7 +76,7 @@ void ControlSocket::serve(const std::function<bool(int fd)>& isReady, const Hand
         if (fd >= 0 && m_clients.size() >= kMaxClients)
             close(fd);
         else if (fd >= 0)
-            m_clients.push_back({fd, {}});
+            m_clients.push_back({fd, {}, false});
     }
     for (size_t i = m_clients.size(); i > 0; --i) {
         Client& c = m_clients[i - 1];
@@ -90,16 +90,23 @@ void ControlSocket::serve(const std::function<bool(int fd)>& isReady, const Hand
             continue;
         }
         c.pending.append(buffer, size_t(n));
-        for (size_t end; (end = c.pending.find('\n')) != std::string::npos;) {
+        for (;;) {
+            const size_t end = c.pending.find('\n');
+            if (end == std::string::npos) {
+                // Memory stays bounded: the rest of an overlong line is dropped as it comes.
+                if (c.pending.size() > kMaxLine) {
+                    c.pending.clear();
+                    c.overlong = true;
+                }
+                break;
+            }
             std::string line = c.pending.substr(0, end);
             c.pending.erase(0, end + 1);
             if (!line.empty() && line.back() == '\r')
                 line.pop_back();
-            sendAll(c.fd, handler(line) + "\n");
-        }
-        if (c.pending.size() > kMaxLine) {
-            c.pending.clear();
-            sendAll(c.fd, "ERR line too long\n");
+            const bool overlong = c.overlong || line.size() > kMaxLine;
+            c.overlong = false;
+            sendAll(c.fd, overlong ? "ERR line too long\n" : handler(line) + "\n");
         }
     }
 }

@@ -25,7 +25,7 @@ public:
     void serve(const std::function<bool(int fd)>& isReady, const Handler& handler);
 
 private:
-    struct Client { int fd; std::string pending; };
+    struct Client { int fd; std::string pending; bool overlong; };
 
     std::string m_path;
     int m_listenFd = -1;
