@@ -111,7 +111,7 @@ std::vector<std::string> RtuLine::receive()
     while (!m_pending.empty()) {
         const auto* bytes = reinterpret_cast<const unsigned char*>(m_pending.data());
         const int length = requestLength(bytes, m_pending.size());
-        if (length == 0 || size_t(length) > m_pending.size())
+        if (length == 0 || (length > 0 && size_t(length) > m_pending.size()))
             break;
         const bool good = length > 0 && crc16(bytes, size_t(length) - 2)
                 == unsigned(bytes[length - 2] | bytes[length - 1] << 8);

@@ -253,7 +253,9 @@ void SimServer::serveRtu()
             continue;   // another unit's request, or this unit says nothing
         modbus_set_slave(m_rtu->context(), request[0]);
         std::string reply = answer(m_rtu->context(), request, int(frame.size()), *unit->model);
-        if (garbled(*unit) && !reply.empty())
+        if (reply.empty())
+            continue;
+        if (garbled(*unit))
             reply.back() = char(reply.back() ^ 0xFF);   // wrong CRC
         m_rtu->send(reply);
     }
