@@ -97,9 +97,9 @@ void tst_simulator::parse_data()
     QTest::newRow("empty") << "   " << "empty command";
     QTest::newRow("unknown verb") << "MAINS 1 off" << "unknown command \"MAINS\"";
     QTest::newRow("bad switch") << "bypass 1 maybe" << "bad value \"maybe\"; usage: bypass UNIT on|off";
-    QTest::newRow("load past 200") << "load 1 201" << "bad value \"201\"; usage: load UNIT PERCENT";
-    QTest::newRow("not finite") << "garble 1 inf" << "bad value \"inf\"; usage: garble UNIT SECONDS";
-    QTest::newRow("point fraction") << "get 1 4016.5" << "bad value \"4016.5\"; usage: get UNIT POINT";
+    QTest::newRow("missing state") << "mains 1" << "usage: mains UNIT on|off";
+    QTest::newRow("unit zero") << "get 0 4016" << "bad unit \"0\" (1-247 or all)";
+    QTest::newRow("alarm fraction") << "fault 1 3.5 on" << "bad alarm index \"3.5\" (0-511)";
 }
 
 void tst_simulator::parse()
