@@ -304,8 +304,12 @@ std::string SimServer::answer(modbus_t* ctx, const unsigned char* request, int l
     return reply;
 }
 
-std::string SimServer::control(const std::string& line)
+std::string SimServer::control(const std::string& text)
 {
+    // Control characters never make a command; shown as '?', they keep the log and answers readable.
+    std::string line = text;
+    for (char& c : line)
+        c = (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F ? '?' : c;
     ControlCommand command;
     std::string error;
     const std::string answer = ControlCommand::parse(line, command, error) ? execute(command) : "ERR " + error;

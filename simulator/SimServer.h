@@ -57,7 +57,7 @@ public:
     void run(const volatile std::sig_atomic_t& stop);
 
     // Carries out one control line; the answer ends in "OK" or "ERR reason".
-    std::string control(const std::string& line);
+    std::string control(const std::string& text);
 
 private:
     struct Unit
