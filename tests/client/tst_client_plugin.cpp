@@ -19,6 +19,7 @@
 namespace {
 
 const char* const kPluginPath = VEK5_PLUGIN_PATH;
+const char* const kReferenceModulePath = VEK5_REFERENCE_MODULE_PATH;
 
 struct DynamicSymbol
 {
@@ -172,9 +173,14 @@ void TestPlugin::exportedCEntries()
 }
 
 // Everything else stays hidden: only mangled C++ names (the interface classes
-// shared with the host) and Qt's two plugin entry points carry plain names.
+// shared with the host) and Qt's two plugin entry points carry plain names,
+// apart from those that any module of this build exports (an instrumented
+// build's runtime brings its own).
 void TestPlugin::noOtherPlainNamesExported()
 {
+    QSet<QByteArray> flavour;
+    for (const DynamicSymbol& s : definedDynamicSymbols(kReferenceModulePath))
+        flavour.insert(s.name);
     const QSet<QByteArray> expected = {"setModbusCRC", "checkModbufCRC", "buildCmd", "buildCmd16",
                                        "mod_Set_SetBuf", "UINT8_2_to_UINT16", "UINT8_4_to_UINT32",
                                        "FiltSpace", "CommRead", "CommWrite", "CommOpen", "CommAccept",
@@ -182,7 +188,7 @@ void TestPlugin::noOtherPlainNamesExported()
                                        "qt_plugin_query_metadata"};
     QSet<QByteArray> plain;
     for (const DynamicSymbol& s : definedDynamicSymbols(kPluginPath))
-        if (s.function && !s.name.startsWith("_Z"))
+        if (s.function && !s.name.startsWith("_Z") && !flavour.contains(s.name))
             plain.insert(s.name);
     QCOMPARE(plain, expected);
 }
