@@ -39,7 +39,6 @@ class tst_client_hosts : public QObject
 
 private slots:
     void initTestCase();
-    void cleanupTestCase();
     void hostDrivesCollector_data();
     void hostDrivesCollector();
 
@@ -58,18 +57,9 @@ void tst_client_hosts::initTestCase()
     dev.write(QString("[%1]\ncommType=1\nipAddr=127.0.0.1\nport=%2\ninterval=1\n").arg(kUnit).arg(m_sim.port()).toUtf8());
     dev.close();
     for (const Shape& shape : kShapes) {
-        auto& host = m_hosts[shape.program];
-        host = std::make_unique<QProcess>();
+        auto& host = m_hosts[shape.program] = std::make_unique<QProcess>();
         host->setProcessChannelMode(QProcess::ForwardedErrorChannel);
         host->start(QStringLiteral(VEK5_HOSTS_DIR "/") + shape.program, {VEK5_PLUGIN_PATH, kUnit});
-    }
-}
-
-void tst_client_hosts::cleanupTestCase()
-{
-    for (auto& [name, host] : m_hosts) {
-        host->kill();
-        host->waitForFinished(5000);
     }
 }
 
