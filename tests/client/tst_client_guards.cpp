@@ -39,8 +39,7 @@ void recordWarning(QtMsgType type, const QMessageLogContext&, const QString& tex
         locked([&] { g_warnings << text; });
 }
 
-// A pty pair; the test keeps the master side.
-struct Pty
+struct Pty   // the test keeps the master side
 {
     Pty() : master(posix_openpt(O_RDWR | O_NOCTTY))
     {
@@ -115,8 +114,8 @@ void tst_client_guards::misuseWarnsOnce()
     client->m_devName = kUnit;
     client->m_portHandle = &m_manager;
     client->m_portName = m_pty.line;
-    const QThread* testThread = QThread::currentThread();
-    connect(client, &CollectThread::postDEvent, client, [testThread](int type, QMap<QString, QVariant> record) {
+    connect(client, &CollectThread::postDEvent, client,
+            [testThread = QThread::currentThread()](int type, QMap<QString, QVariant> record) {
         locked([&] {
             g_emitted.data += type == 2007 ? 1 : 0;
             g_emitted.fromTestThread += QThread::currentThread() == testThread ? 1 : 0;

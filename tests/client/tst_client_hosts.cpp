@@ -1,7 +1,5 @@
-// The plugin in four host shapes (exported symbols or not, interface
-// declaration or not), each host a program of its own with its own copy of
-// the interface classes, polling the simulated unit over Modbus TCP. All four
-// run side by side; each row checks one.
+// The plugin in four host programs (exported symbols or not, interface
+// declaration or not) polling the simulator; they run side by side.
 
 #include "DriverFixture.h"
 

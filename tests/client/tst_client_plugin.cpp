@@ -79,7 +79,6 @@ class TestPlugin : public QObject
 private slots:
     void metaData();
     void instanceIsSingleton();
-    void instanceIsCollectThread();
     void freshInstanceAfterDeletion();
     void forwardsToDictionary();
     void exportedCEntries_data();
@@ -107,18 +106,6 @@ void TestPlugin::instanceIsSingleton()
     QPluginLoader second(kPluginPath);
     QCOMPARE(second.instance(), first);
     QCOMPARE(QString(first->metaObject()->className()), QString("vek5Client"));
-}
-
-void TestPlugin::instanceIsCollectThread()
-{
-    QPluginLoader loader(kPluginPath);
-    CollectThread* collector = qobject_cast<CollectThread*>(loader.instance());
-    QVERIFY(collector);
-    QVERIFY(collector->inherits("CollectThread"));
-    // Host-side inline code and plugin code agree on the layout.
-    collector->flushUpsInfo("name", "UPS1");
-    QMutexLocker locker(&collector->m_infoLock);
-    QCOMPARE(collector->m_upsInfo.value("name").toString(), QString("UPS1"));
 }
 
 void TestPlugin::freshInstanceAfterDeletion()
