@@ -41,10 +41,10 @@ public:
     static constexpr int kTcpReadBufferSize = 1024;
     static constexpr int kTimerIntervalMs = 100;
     static constexpr int kCommandTextSize = 50;
-    // How long deleting a running collector waits for its thread: above the
-    // longest cycle once it is asked to stop (reconnect pause, connection
-    // wait, one driver call under the port's read timer; queued commands
-    // are left). docs/reliability.md has the sum.
+    // How long deleting a running collector waits for its thread: well above
+    // what a cycle asked to stop still takes with the default timeouts (the
+    // reconnect pause and connection wait, or one driver call and the port
+    // lock; queued commands are left). docs/reliability.md has the sum.
     static constexpr unsigned long kStopWaitMs = 120000;
 
     explicit vek5Client(CollectThread* parent = nullptr);
