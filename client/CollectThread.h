@@ -101,4 +101,23 @@ public slots:
     virtual int getWorkState() { return m_workState; }
 };
 
+// The interface identifier, so that qobject_cast finds the collector in any
+// host. With this declaration qobject_cast<CollectThread*> asks the object's
+// qt_metacast for "com.nalo.Qt.ProInterface", which the plugin's collector
+// answers (Q_INTERFACES): the cast works whether or not the host exports its
+// symbols. Without it (a host's copy of this header from before the
+// declaration; COLLECTTHREAD_NO_INTERFACE_ID builds one), qobject_cast
+// compares addresses: it looks for the host's CollectThread::staticMetaObject
+// among the object's base meta-objects. Host and plugin each hold a copy of
+// that object, and they are one only in a host that exports its symbols
+// (ENABLE_EXPORTS, -rdynamic), whose copy the dynamic linker then binds the
+// plugin to. In a host with neither the cast gives null; such a host asks by
+// class name instead, which needs no shared address:
+//     static_cast<CollectThread*>(instance->qt_metacast("CollectThread"))
+// Everything else (members, virtual calls, connections to postDEvent) works
+// in all four shapes, since both sides compile the same declarations.
+#ifndef COLLECTTHREAD_NO_INTERFACE_ID
+Q_DECLARE_INTERFACE(CollectThread, "com.nalo.Qt.ProInterface")
+#endif
+
 #endif // COLLECTTHREAD_H

@@ -184,7 +184,9 @@ vek5Client::vek5Client(CollectThread* parent)
 
 vek5Client::~vek5Client()
 {
-    FreeDriver();
+    // Unloading the driver under a running "Query" would pull its code away.
+    if (stopOwnThread())
+        FreeDriver();
     delete m_view.data();
     qDebug() << "~vek5Client";
     delete m_tcpSocket;
@@ -250,37 +252,66 @@ bool vek5Client::FreeDriver()
 void vek5Client::loadConfig()
 {
     const QString dir = configDir();
+    struct
+    {
+        QString language, portName, portSettings, ipAddr;
+        int addr, retries, protocol, interval, commType, tcpPort;
+        QMap<int, int> eventChoose;
+    } config;
 
     QSettings* param = new QSettings(dir + "/param.ini", QSettings::IniFormat);
     // 0 selects language code "1"; the inversion is what the host expects.
-    m_language = param->value("Language", 0).toInt() == 0 ? "1" : "0";
+    config.language = param->value("Language", 0).toInt() == 0 ? "1" : "0";
     delete param;
 
     QSettings* dev = new QSettings(dir + "/dev.ini", QSettings::IniFormat);
     const QString group = m_devName + "/";
-    m_portName = dev->value(group + "portName", "COM1").toString();
-    m_devAddr = dev->value(group + "addr", 1).toInt();
-    QString settings;
+    config.portName = dev->value(group + "portName", "COM1").toString();
+    config.addr = dev->value(group + "addr", 1).toInt();
     if (PortManage* manager = portManager(m_portHandle)) {
-        if (SerialPort* port = manager->getPortHandle(m_portName))
-            settings = port->getPortSettings();
+        if (SerialPort* port = manager->getPortHandle(config.portName))
+            config.portSettings = port->getPortSettings();
     }
-    m_retries = dev->value(group + "retries", 5).toInt();
-    m_protocol = dev->value(group + "protocol", 0).toInt();
-    m_interval = dev->value(group + "interval", 5).toInt();
-    m_commType = dev->value(group + "commType", 0).toInt();
-    m_ipAddr = dev->value(group + "ipAddr", "").toString();
-    m_tcpPort = dev->value(group + "port", 502).toInt();
-    setPort(m_portName, settings);
-
+    config.retries = dev->value(group + "retries", 5).toInt();
+    config.protocol = dev->value(group + "protocol", 0).toInt();
+    config.interval = dev->value(group + "interval", 5).toInt();
+    config.commType = dev->value(group + "commType", 0).toInt();
+    config.ipAddr = dev->value(group + "ipAddr", "").toString();
+    config.tcpPort = dev->value(group + "port", 502).toInt();
     const int eventCount = getEventLogDesc().size();
     for (int i = 0; i < eventCount; ++i)
-        m_eventChoose.insert(i, dev->value(group + QString("eventChooseList/%1").arg(i), 0).toInt());
+        config.eventChoose.insert(i, dev->value(group + QString("eventChooseList/%1").arg(i), 0).toInt());
     delete dev;
+
+    const auto apply = [this, config] {
+        m_language = config.language;
+        m_portName = config.portName;
+        m_devAddr = config.addr;
+        m_retries = config.retries;
+        m_protocol = config.protocol;
+        m_interval = config.interval;
+        m_commType = config.commType;
+        m_ipAddr = config.ipAddr;
+        m_tcpPort = config.tcpPort;
+        setPort(config.portName, config.portSettings);
+        for (auto it = config.eventChoose.constBegin(); it != config.eventChoose.constEnd(); ++it)
+            m_eventChoose.insert(it.key(), it.value());
+    };
+    if (fromOutsideRunningThread()) {
+        qWarning("vek5Client: loadConfig() while the collector's thread runs; it takes effect at the next cycle");
+        deferToNextCycle(apply);
+    } else {
+        apply();
+    }
 }
 
 void vek5Client::setPort(QString portName, QString settings)
 {
+    if (fromOutsideRunningThread()) {
+        qWarning("vek5Client: setPort() while the collector's thread runs; it takes effect at the next cycle");
+        deferToNextCycle([this, portName, settings] { setPort(portName, settings); });
+        return;
+    }
     m_portName = portName;
     m_portSettings = settings;
     m_portReopened = 1;
@@ -317,29 +348,83 @@ void vek5Client::run()
 {
     if (m_interval == 0)
         m_interval = 1;
-    QTimer timer;
-    timer.setInterval(kTimerIntervalMs);
-    connect(&timer, &QTimer::timeout, this, &vek5Client::threadTimer, Qt::DirectConnection);
-    QTimer::singleShot(0, &timer, static_cast<void (QTimer::*)()>(&QTimer::start));
-    timer.start();
-    exec();
-    // The socket belongs to this thread; it must not outlive it.
-    delete m_tcpSocket;
-    m_tcpSocket = nullptr;
+    {
+        QTimer timer;
+        timer.setInterval(kTimerIntervalMs);
+        connect(&timer, &QTimer::timeout, this, &vek5Client::threadTimer, Qt::DirectConnection);
+        QTimer::singleShot(0, &timer, static_cast<void (QTimer::*)()>(&QTimer::start));
+        timer.start();
+        exec();
+    }
+    // The socket belongs to this thread; it must not outlive it. Reset as a
+    // cycle, so that the destructor or a later poll() sees the reset. Only a
+    // poll() that began before start() can hold the flag here; the socket is
+    // then left to it and to the destructor.
+    if (beginCycle()) {
+        delete m_tcpSocket;
+        m_tcpSocket = nullptr;
+        endCycle();
+    }
 }
 
 void vek5Client::poll()
 {
-    const qint64 now = static_cast<qint64>(time(nullptr));
-    if (now < m_nextPollTime) {
-        QMutexLocker locker(&m_cmdLock);
-        if (m_cmdList.isEmpty())
-            return;
+    if (fromOutsideRunningThread()) {
+        qWarning("vek5Client: poll() while the collector's own thread polls; ignored");
+        return;
     }
-    m_nextPollTime = now + m_interval;
-    m_workState = 1;
-    threadTimer();
-    m_workState = 0;
+    if (!beginCycle())
+        return;   // called from within a cycle, or beside another caller's
+    const qint64 now = static_cast<qint64>(time(nullptr));
+    bool due = now >= m_nextPollTime;
+    if (!due) {
+        QMutexLocker locker(&m_cmdLock);
+        due = !m_cmdList.isEmpty();
+    }
+    if (due) {
+        m_nextPollTime = now + m_interval;
+        m_workState = 1;
+        runCycle();
+        m_workState = 0;
+    }
+    endCycle();
+}
+
+bool vek5Client::fromOutsideRunningThread() const
+{
+    return isRunning() && QThread::currentThread() != this;
+}
+
+void vek5Client::deferToNextCycle(std::function<void()> change)
+{
+    std::lock_guard<std::mutex> lock(m_pendingLock);
+    m_pending.push_back(std::move(change));
+}
+
+bool vek5Client::beginCycle()
+{
+    return !m_inCycle.exchange(true, std::memory_order_acquire);
+}
+
+void vek5Client::endCycle()
+{
+    m_inCycle.store(false, std::memory_order_release);
+}
+
+// True once no thread of this collector runs; false if it outlived the wait.
+bool vek5Client::stopOwnThread()
+{
+    if (isRunning()) {
+        qWarning("vek5Client: deleted while its thread runs; stopping the thread first");
+        m_stopping = true;
+        quit();
+        if (!wait(kStopWaitMs))
+            return false;
+    }
+    // Taken for good. Pairs with the release at the end of run(), so that
+    // everything the thread did is ordered before what follows.
+    beginCycle();
+    return true;
 }
 
 int vek5Client::control(int id, QString value)
@@ -385,6 +470,22 @@ bool vek5Client::queryDevice()
 
 void vek5Client::threadTimer()
 {
+    if (!beginCycle())
+        return;   // a poll() from before start() is still in its cycle
+    runCycle();
+    endCycle();
+}
+
+void vek5Client::runCycle()
+{
+    std::vector<std::function<void()>> changes;
+    {
+        std::lock_guard<std::mutex> lock(m_pendingLock);
+        changes.swap(m_pending);
+    }
+    for (const auto& change : changes)
+        change();
+
     ++m_tick;
     {
         QMutexLocker locker(&m_cmdLock);
@@ -407,6 +508,8 @@ void vek5Client::threadTimer()
     }
 
     check_set_command();
+    if (m_stopping)
+        return;
 
     QMap<QString, QVariant> record = commonRecord();
     if (queryDevice()) {
@@ -533,7 +636,7 @@ void vek5Client::check_set_command()
         QMutexLocker locker(&m_cmdLock);
         pending = m_cmdList.size();
     }
-    for (; pending > 0; --pending) {
+    for (; pending > 0 && !m_stopping; --pending) {
         ControlCmd cmd;
         {
             QMutexLocker locker(&m_cmdLock);

@@ -16,6 +16,11 @@
 #include <QPointer>
 #include <QString>
 
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <vector>
+
 class QLibrary;
 class QTcpSocket;
 class vek5View;
@@ -27,7 +32,8 @@ __attribute__((visibility("default"))) void vek5DataProce(int id, float value, v
 class vek5Client : public CollectThread
 {
     Q_OBJECT
-    Q_PLUGIN_METADATA(IID "com.nalo.Qt.ProInterface")
+    Q_PLUGIN_METADATA(IID "com.nalo.Qt.ProInterface" FILE "vek5Client.json")
+    Q_INTERFACES(CollectThread)
 public:
     // Pause before every TCP (re)connection attempt of a cycle.
     static constexpr unsigned long kReconnectPauseSec = 5;
@@ -35,6 +41,11 @@ public:
     static constexpr int kTcpReadBufferSize = 1024;
     static constexpr int kTimerIntervalMs = 100;
     static constexpr int kCommandTextSize = 50;
+    // How long deleting a running collector waits for its thread: well above
+    // what a cycle asked to stop still takes with the default timeouts (the
+    // reconnect pause and connection wait, or one driver call and the port
+    // lock; queued commands are left). docs/reliability.md has the sum.
+    static constexpr unsigned long kStopWaitMs = 120000;
 
     explicit vek5Client(CollectThread* parent = nullptr);
     ~vek5Client() override;
@@ -93,12 +104,29 @@ public:
     bool m_holdReopen = false;        // keeps a lost serial port from being reopened while set
 
 private:
+    bool fromOutsideRunningThread() const;
+    void deferToNextCycle(std::function<void()> change);
+    bool beginCycle();
+    void endCycle();
+    void runCycle();
+    bool stopOwnThread();
     bool queryDevice();
     int sendCommand(const char* command);
     QMap<QString, QVariant> commonRecord() const;
     int alarmCount();
 
     int m_alarmCount = -1;            // half the event catalogue; fetched once, it never changes
+
+    // Taken for the length of a cycle, so that the timer's cycles and the
+    // host's poll() never overlap. Its acquire/release also hands the
+    // collector's state from one thread to the next in a form that
+    // ThreadSanitizer sees: Qt's own hand-over in QThread::wait is not.
+    std::atomic<bool> m_inCycle{false};
+    std::atomic<bool> m_stopping{false};   // set by the destructor: end the cycle early
+    // Configuration changes made while the thread runs, applied at the
+    // start of its next cycle.
+    std::mutex m_pendingLock;
+    std::vector<std::function<void()>> m_pending;
 };
 
 #endif // VEK5CLIENT_H

@@ -3,6 +3,7 @@
 #include <QtDebug>
 
 #include <cerrno>
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -131,9 +132,25 @@ bool SerialPort::open(OpenMode mode)
     if (mode == NotOpen || isOpen() || m_file == nullptr)
         return isOpen();
     m_file->setFileName(m_portName);
-    // ExistingOnly: a missing device must never turn into a plain file.
-    if (!m_file->open(QIODevice::ReadWrite | QIODevice::Unbuffered | QIODevice::ExistingOnly))
+    // A blocking open of a line whose CLOCAL is clear waits for carrier
+    // detect, for ever on a unit that is off, and the caller holds the port
+    // manager's lock and the port's. So: open without waiting, make the line
+    // ignore the modem lines, then return to blocking reads (the read timer
+    // bounds them). No O_CREAT: a missing device never turns into a plain
+    // file. O_NOCTTY: the line never becomes the host's controlling terminal.
+    const int descriptor = ::open(QFile::encodeName(m_portName).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    if (descriptor < 0)
         return false;
+    termios line {};
+    if (tcgetattr(descriptor, &line) == 0) {
+        line.c_cflag |= CLOCAL;
+        tcsetattr(descriptor, TCSANOW, &line);
+    }
+    fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
+    if (!m_file->open(descriptor, QIODevice::ReadWrite | QIODevice::Unbuffered, QFileDevice::AutoCloseHandle)) {
+        ::close(descriptor);
+        return false;
+    }
     QIODevice::open(mode | QIODevice::Unbuffered);
 
     if (tcgetattr(fd(), &m_termios) != 0)

@@ -1,0 +1,90 @@
+// The plugin in four host programs (exported symbols or not, interface
+// declaration or not) polling the simulator; they run side by side.
+
+#include "DriverFixture.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+struct Shape
+{
+    const char* program;
+    bool casts;
+};
+
+// Without both, qobject_cast compares the addresses of two copies of
+// CollectThread's meta-object.
+const Shape kShapes[] = {
+    {"vek5host_exported_declared", true},
+    {"vek5host_hidden_declared", true},
+    {"vek5host_exported_undeclared", true},
+    {"vek5host_hidden_undeclared", false},
+};
+
+const QString kUnit = QStringLiteral("UPS-H");
+
+} // namespace
+
+class tst_client_hosts : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void hostDrivesCollector_data();
+    void hostDrivesCollector();
+
+private:
+    SimProcess m_sim;
+    std::map<QString, std::unique_ptr<QProcess>> m_hosts;
+};
+
+void tst_client_hosts::initTestCase()
+{
+    QVERIFY2(m_sim.start({}), qPrintable(m_sim.output()));
+    const QString db = QStringLiteral(VEK5_HOSTS_DIR) + "/PVMX/drovaPanel/db";
+    QVERIFY(QDir().mkpath(db));
+    QFile dev(db + "/dev.ini");
+    QVERIFY(dev.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    dev.write(QString("[%1]\ncommType=1\nipAddr=127.0.0.1\nport=%2\ninterval=1\n").arg(kUnit).arg(m_sim.port()).toUtf8());
+    dev.close();
+    for (const Shape& shape : kShapes) {
+        auto& host = m_hosts[shape.program] = std::make_unique<QProcess>();
+        host->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        host->start(QStringLiteral(VEK5_HOSTS_DIR "/") + shape.program, {VEK5_PLUGIN_PATH, kUnit});
+    }
+}
+
+void tst_client_hosts::hostDrivesCollector_data()
+{
+    QTest::addColumn<QString>("program");
+    QTest::addColumn<bool>("casts");
+    for (const Shape& shape : kShapes)
+        QTest::newRow(shape.program) << QString(shape.program) << shape.casts;
+}
+
+void tst_client_hosts::hostDrivesCollector()
+{
+    QFETCH(QString, program);
+    QFETCH(bool, casts);
+
+    QProcess& host = *m_hosts.at(program);
+    // The first cycle pauses 5 s before it connects.
+    QVERIFY(host.waitForFinished(90000));
+    const QStringList lines = QString::fromLocal8Bit(host.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+    QCOMPARE(host.exitCode(), 0);
+    QCOMPARE(lines.value(0), casts ? QString("cast collector") : QString("cast null"));
+    QCOMPARE(lines.value(1), QString("view vek5View"));
+    QCOMPARE(lines.value(2), QString("event 1040 %1 0").arg(kUnit));
+    QVERIFY2(lines.value(3).startsWith(QString("event 2007 %1 ").arg(kUnit)), qPrintable(lines.join(" | ")));
+    QVERIFY(lines.value(3).section(' ', 3).toInt() > 500);   // alarms, identity and measurements
+}
+
+QTEST_GUILESS_MAIN(tst_client_hosts)
+#include "tst_client_hosts.moc"
