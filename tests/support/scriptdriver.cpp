@@ -100,12 +100,6 @@ SCRIPT_EXPORT void scriptSetPoint(int id, float value)
     script().points[id] = value;
 }
 
-SCRIPT_EXPORT void scriptRemovePoint(int id)
-{
-    std::lock_guard<std::mutex> guard(script().lock);
-    script().points.erase(id);
-}
-
 SCRIPT_EXPORT int scriptQueryCount()
 {
     std::lock_guard<std::mutex> guard(script().lock);
