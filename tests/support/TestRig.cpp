@@ -214,8 +214,7 @@ ScriptDriver::ScriptDriver() : m_lib("libvek5m_10-30k")
     resolve(setControlResult, "scriptSetControlResult");
     resolve(setPoint, "scriptSetPoint");
     resolve(queryCount, "scriptQueryCount");
-    resolve(commandCount, "scriptCommandCount");
-    resolve(commandAt, "scriptCommand");
+    resolve(commandTexts, "scriptCommands");
     resolve(lastContext, "scriptLastContext");
     resolve(lastDevice, "scriptLastDevice");
     resolve(lastAddress, "scriptLastAddress");
@@ -223,13 +222,9 @@ ScriptDriver::ScriptDriver() : m_lib("libvek5m_10-30k")
 
 QStringList ScriptDriver::commands() const
 {
-    QStringList texts;
-    char buffer[256];
-    for (int i = 0; i < commandCount(); ++i) {
-        commandAt(i, buffer, int(sizeof buffer));
-        texts << QString::fromLocal8Bit(buffer);
-    }
-    return texts;
+    char buffer[4096];
+    commandTexts(buffer, int(sizeof buffer));
+    return QString::fromLocal8Bit(buffer).split('\n', Qt::SkipEmptyParts);
 }
 
 void EventLog::attach(CollectThread* collector)

@@ -120,8 +120,7 @@ public:
     void (*setControlResult)(int) = nullptr;
     void (*setPoint)(int, float) = nullptr;
     int (*queryCount)() = nullptr;
-    int (*commandCount)() = nullptr;
-    int (*commandAt)(int, char*, int) = nullptr;
+    int (*commandTexts)(char*, int) = nullptr;
     void* (*lastContext)() = nullptr;
     void* (*lastDevice)() = nullptr;
     int (*lastAddress)() = nullptr;

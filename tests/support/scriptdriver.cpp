@@ -10,47 +10,38 @@
 #include <string>
 #include <vector>
 
-#define SCRIPT_EXPORT __attribute__((visibility("default")))
+#define SCRIPT_EXPORT extern "C" __attribute__((visibility("default")))
 
 namespace {
+std::mutex g_lock;
+int g_answer = 1;
+int g_controlResult = 0;
+std::map<int, float> g_points;
+std::vector<std::string> g_commands;
+int g_queries = 0;
+void* g_lastContext = nullptr;
+void* g_lastDevice = nullptr;
+int g_lastAddress = 0;
 
-struct Script
+void note(PortHandle* port, int address, void* context)
 {
-    std::mutex lock;
-    int answer = 1;
-    int controlResult = 0;
-    std::map<int, float> points;
-    std::vector<std::string> commands;
-    int queries = 0;
-    void* lastContext = nullptr;
-    void* lastDevice = nullptr;
-    int lastAddress = 0;
-};
-
-Script& script()
-{
-    static Script s;
-    return s;
+    g_lastContext = context;
+    g_lastDevice = port ? port->device : nullptr;
+    g_lastAddress = address;
 }
-
 } // namespace
-
-extern "C" {
 
 SCRIPT_EXPORT int Query(PortHandle* port, int address, DataCallback callback, void* context)
 {
-    Script& s = script();
     std::map<int, float> points;
     int answer = 0;
     {
-        std::lock_guard<std::mutex> guard(s.lock);
-        ++s.queries;
-        s.lastContext = context;
-        s.lastDevice = port ? port->device : nullptr;
-        s.lastAddress = address;
-        answer = s.answer;
+        std::lock_guard<std::mutex> guard(g_lock);
+        ++g_queries;
+        note(port, address, context);
+        answer = g_answer;
         if (answer != 0)
-            points = s.points;
+            points = g_points;
     }
     for (const auto& point : points)
         callback(point.first, point.second, context);
@@ -59,89 +50,40 @@ SCRIPT_EXPORT int Query(PortHandle* port, int address, DataCallback callback, vo
 
 SCRIPT_EXPORT int Control(PortHandle* port, int address, const char* command, void* context)
 {
-    Script& s = script();
-    std::lock_guard<std::mutex> guard(s.lock);
-    s.lastContext = context;
-    s.lastDevice = port ? port->device : nullptr;
-    s.lastAddress = address;
-    s.commands.emplace_back(command);
-    return s.controlResult;
+    std::lock_guard<std::mutex> guard(g_lock);
+    note(port, address, context);
+    g_commands.emplace_back(command);
+    return g_controlResult;
 }
 
 SCRIPT_EXPORT void scriptReset()
 {
-    Script& s = script();
-    std::lock_guard<std::mutex> guard(s.lock);
-    s.answer = 1;
-    s.controlResult = 0;
-    s.points.clear();
-    s.commands.clear();
-    s.queries = 0;
-    s.lastContext = nullptr;
-    s.lastDevice = nullptr;
-    s.lastAddress = 0;
+    std::lock_guard<std::mutex> guard(g_lock);
+    g_answer = 1;
+    g_controlResult = 0;
+    g_points.clear();
+    g_commands.clear();
+    g_queries = 0;
+    note(nullptr, 0, nullptr);
 }
 
-SCRIPT_EXPORT void scriptSetAnswer(int answer)
-{
-    std::lock_guard<std::mutex> guard(script().lock);
-    script().answer = answer;
-}
+SCRIPT_EXPORT void scriptSetAnswer(int answer) { std::lock_guard<std::mutex> guard(g_lock); g_answer = answer; }
+SCRIPT_EXPORT void scriptSetControlResult(int result) { std::lock_guard<std::mutex> guard(g_lock); g_controlResult = result; }
+SCRIPT_EXPORT void scriptSetPoint(int id, float value) { std::lock_guard<std::mutex> guard(g_lock); g_points[id] = value; }
+SCRIPT_EXPORT int scriptQueryCount() { std::lock_guard<std::mutex> guard(g_lock); return g_queries; }
+SCRIPT_EXPORT void* scriptLastContext() { std::lock_guard<std::mutex> guard(g_lock); return g_lastContext; }
+SCRIPT_EXPORT void* scriptLastDevice() { std::lock_guard<std::mutex> guard(g_lock); return g_lastDevice; }
+SCRIPT_EXPORT int scriptLastAddress() { std::lock_guard<std::mutex> guard(g_lock); return g_lastAddress; }
 
-SCRIPT_EXPORT void scriptSetControlResult(int result)
+// The commands sent so far, each followed by a line feed, cut to `size`.
+SCRIPT_EXPORT int scriptCommands(char* out, int size)
 {
-    std::lock_guard<std::mutex> guard(script().lock);
-    script().controlResult = result;
-}
-
-SCRIPT_EXPORT void scriptSetPoint(int id, float value)
-{
-    std::lock_guard<std::mutex> guard(script().lock);
-    script().points[id] = value;
-}
-
-SCRIPT_EXPORT int scriptQueryCount()
-{
-    std::lock_guard<std::mutex> guard(script().lock);
-    return script().queries;
-}
-
-SCRIPT_EXPORT int scriptCommandCount()
-{
-    std::lock_guard<std::mutex> guard(script().lock);
-    return static_cast<int>(script().commands.size());
-}
-
-// Copies command `index` (NUL-terminated, cut to `size`); -1 when there is none.
-SCRIPT_EXPORT int scriptCommand(int index, char* out, int size)
-{
-    std::lock_guard<std::mutex> guard(script().lock);
-    const auto& commands = script().commands;
-    if (index < 0 || index >= static_cast<int>(commands.size()) || size <= 0)
-        return -1;
-    const std::string& text = commands[static_cast<size_t>(index)];
-    const size_t n = std::min(text.size(), static_cast<size_t>(size - 1));
-    std::memcpy(out, text.data(), n);
+    std::lock_guard<std::mutex> guard(g_lock);
+    std::string all;
+    for (const std::string& command : g_commands)
+        all += command + '\n';
+    const size_t n = std::min(all.size(), size_t(std::max(size - 1, 0)));
+    std::memcpy(out, all.data(), n);
     out[n] = '\0';
-    return static_cast<int>(n);
+    return int(n);
 }
-
-SCRIPT_EXPORT void* scriptLastContext()
-{
-    std::lock_guard<std::mutex> guard(script().lock);
-    return script().lastContext;
-}
-
-SCRIPT_EXPORT void* scriptLastDevice()
-{
-    std::lock_guard<std::mutex> guard(script().lock);
-    return script().lastDevice;
-}
-
-SCRIPT_EXPORT int scriptLastAddress()
-{
-    std::lock_guard<std::mutex> guard(script().lock);
-    return script().lastAddress;
-}
-
-} // extern "C"
