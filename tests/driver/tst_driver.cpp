@@ -213,7 +213,6 @@ void tst_driver::scriptedQuery_data()
     QTest::newRow("truncated") << Fault::Truncated << 3 << 0;
     QTest::newRow("exception") << Fault::Exception << 1 << 0;
     QTest::newRow("other unit's address") << Fault::WrongAddress << 0 << 0;
-    QTest::newRow("wrong function code") << Fault::WrongFunction << 1 << 0;
     QTest::newRow("wrong byte count") << Fault::WrongByteCount << 2 << 0;
     QTest::newRow("silent on the second block") << Fault::Silent << 1 << 0;
     QTest::newRow("answers a byte at a time") << Fault::OneBytePieces << 0 << 1;
@@ -274,7 +273,6 @@ void tst_driver::scriptedControl_data()
     QTest::addColumn<int>("result");
     QTest::addColumn<QByteArray>("request");   // hex the sent request starts with
     QTest::newRow("buzzer on") << QByteArray("17,") << Fault::None << 0 << QByteArray("0710020000020400110000");
-    QTest::newRow("discharge test 30 min") << QByteArray("0,30") << Fault::None << 0 << QByteArray("071002000002040000001e");
     QTest::newRow("setting, one register") << QByteArray("3017,48") << Fault::None << 0 << QByteArray("070600110030");
     QTest::newRow("text, function 16") << QByteArray("3077,AB") << Fault::None << 0
                                        << QByteArray("0710004d00050a41420000000000000000");
@@ -304,15 +302,12 @@ void tst_driver::refusedInput_data()
     QTest::addColumn<QByteArray>("command");
     QTest::addColumn<int>("address");
     QTest::newRow("no comma") << QByteArray("17") << 7;
-    QTest::newRow("letters for a code") << QByteArray("x,1") << 7;
     QTest::newRow("negative code") << QByteArray("-3,1") << 7;
-    QTest::newRow("argument not a number") << QByteArray("18,on") << 7;
     QTest::newRow("argument too large") << QByteArray("0,70000") << 7;
     QTest::newRow("unknown point") << QByteArray("2999,1") << 7;
     QTest::newRow("alarm point") << QByteArray("2022,1") << 7;
     QTest::newRow("too long") << QByteArray(200, '7') << 7;
     QTest::newRow("address 0") << QByteArray("17,") << 0;
-    QTest::newRow("address 248") << QByteArray("17,") << 248;
 }
 
 // Refused before anything goes on the line.
@@ -368,17 +363,13 @@ void tst_driver::valuesAgreeWithLibmodbus_data()
     QTest::addColumn<double>("low");
     QTest::addColumn<double>("high");
     QTest::newRow("input voltage R") << 4133 << 4 << 111 << 10 << 220.0 << 240.0;
-    QTest::newRow("input frequency T") << 4141 << 4 << 119 << 100 << 49.9 << 50.1;
     QTest::newRow("output load R") << 4184 << 4 << 146 << 10 << 40.0 << 50.0;
     QTest::newRow("battery negative voltage") << 4104 << 4 << 102 << 10 << -300.0 << -200.0;
     QTest::newRow("rated capacity") << 4243 << 4 << 174 << 1 << 20.0 << 20.0;
-    QTest::newRow("UPS warranty days") << 4275 << 4 << 184 << 1 << 1.0 << 9999.0;
     QTest::newRow("cell float voltage") << 3019 << 3 << 19 << 100 << 2.1 << 3.65;
-    QTest::newRow("COM_B baud rate") << 3126 << 3 << 102 << 1 << 0.0 << 4.0;
     QTest::newRow("alarm rectifier fan failure") << 2325 << 2 << 325 << 1 << 1.0 << 1.0;
     QTest::newRow("status point input abnormal") << 2368 << 2 << 368 << 1 << 0.0 << 0.0;
     QTest::newRow("model text") << 4016 << 4 << 8 << 0 << 0.0 << 0.0;
-    QTest::newRow("inverter version text") << 4255 << 4 << 36 << 0 << 0.0 << 0.0;
     QTest::newRow("company name text") << 3087 << 3 << 82 << 0 << 0.0 << 0.0;
     QTest::newRow("system time") << 3103 << 3 << 90 << 0 << 0.0 << 0.0;
 }
@@ -419,16 +410,11 @@ void tst_driver::commandsAndSettings_data()
     QTest::addColumn<QByteArray>("before");
     QTest::addColumn<QByteArray>("after");
     QTest::newRow("buzzer off") << 2 << QByteArray("18,") << 0 << 4260 << QByteArray("1") << QByteArray("0");
-    QTest::newRow("transfer to bypass") << 3 << QByteArray("10,") << 0 << 4161 << QByteArray("2") << QByteArray("1");
-    QTest::newRow("shutdown") << 5 << QByteArray("4,") << 0 << 4223 << QByteArray("1") << QByteArray("0");
     QTest::newRow("discharge test of 10 min") << 7 << QByteArray("0,10") << 0 << 4259 << QByteArray("0") << QByteArray("1");
     QTest::newRow("clear fault") << 9 << QByteArray("12,") << 0 << 2325 << QByteArray("1") << QByteArray("0");
     QTest::newRow("start up after shutdown") << 19 << QByteArray("4,;7,") << 0 << 4223 << QByteArray("1") << QByteArray("1");
-    QTest::newRow("cancel battery test") << 35 << QByteArray("0,;3,") << 0 << 4259 << QByteArray("0") << QByteArray("0");
     QTest::newRow("unknown code refused by unit") << 11 << QByteArray("5,") << 1 << 4161 << QByteArray("2") << QByteArray("2");
-    QTest::newRow("read-only point") << 16 << QByteArray("4133,1") << 1 << 4260 << QByteArray("1") << QByteArray("1");
     QTest::newRow("scaled setting") << 21 << QByteArray("3019,230") << 0 << 3019 << QByteArray("2.27") << QByteArray("2.3");
-    QTest::newRow("negative setting") << 23 << QByteArray("3055,-15") << 0 << 3055 << QByteArray("0") << QByteArray("-1.5");
     QTest::newRow("text with comma") << 26 << QByteArray("3087,A,B") << 0 << 3087 << QByteArray("SimPower Ltd") << QByteArray("A,B");
     QTest::newRow("system time") << 28 << QByteArray("3103,24,05,06,12,30,00") << 0 << 3103
                                  << QByteArray() << QByteArray("\x18\x05\x06\x0c\x1e", 5);
@@ -436,8 +422,6 @@ void tst_driver::commandsAndSettings_data()
                                    << QByteArray("00000000000000") << QByteArray("00000000000000");
     QTest::newRow("time field out of range") << 31 << QByteArray("3103,24,05,06,12,30,900") << 1 << 3017
                                              << QByteArray("40") << QByteArray("40");
-    QTest::newRow("middle of a text") << 32 << QByteArray("3088,X") << 1 << 3087 << QByteArray("SimPower Ltd") << QByteArray("SimPower Ltd");
-    QTest::newRow("value too large") << 33 << QByteArray("3017,99999") << 1 << 3017 << QByteArray("40") << QByteArray("40");
     QTest::newRow("register not carried") << 34 << QByteArray("3009,1") << 1 << 3017 << QByteArray("40") << QByteArray("40");
 }
 
@@ -565,13 +549,10 @@ void tst_driver::simulatorArguments_data()
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("message");
     QTest::newRow("unknown scenario") << QStringList{"--scenario", "no-such"} << 2 << "unknown scenario: no-such";
-    QTest::newRow("missing scenario file") << QStringList{"--scenario", "/nonexistent/x.scn"} << 2 << "cannot read scenario file";
     QTest::newRow("missing device path") << QStringList{"--no-tcp", "--rtu", "/nonexistent/ttyUPS9"} << 1
                                          << "no such serial device: /nonexistent/ttyUPS9";
     QTest::newRow("bad serial settings") << QStringList{"--rtu", "/dev/null,9600,Q"} << 2 << "bad value for --rtu";
     QTest::newRow("units past 247") << QStringList{"--unit", "200", "--units", "64"} << 2 << "unit addresses past 247";
-    QTest::newRow("bad TCP address") << QStringList{"--tcp", "127.0.0.1"} << 2 << "bad value for --tcp";
-    QTest::newRow("option without value") << QStringList{"--unit"} << 2 << "--unit needs a value";
     QTest::newRow("nothing to serve") << QStringList{"--no-tcp"} << 2 << "nothing to serve";
     QTest::newRow("stops on SIGINT") << QStringList{"--tcp", "127.0.0.1:0"} << 0 << "upssim: stopped";
 }
@@ -610,7 +591,6 @@ void tst_driver::simulatorScenarios_data()
                                              << Points{{2022, 1}, {2023, 1}, {4223, 0}, {4250, 0}} << "output off";
     QTest::newRow("overload to bypass") << "overload" << "40"
                                         << Points{{2141, 1}, {2140, 1}, {4161, 1}, {4218, 1}} << "load on bypass";
-    QTest::newRow("manual bypass") << "bypass" << "40" << Points{{2020, 1}, {4250, 4}} << "load on bypass";
     QTest::newRow("faults") << "faults" << "40" << Points{{2325, 1}, {2019, 1}, {2018, 1}} << "2325";
     // Answers, stops answering (15 s simulated), answers again (35 s).
     QTest::newRow("comm drop and back") << "comm-drop" << "20" << Points{} << "not answering";
