@@ -14,30 +14,14 @@
 #include <unistd.h>
 
 namespace {
-std::mutex g_messageLock;
 QStringList g_messages;
-
-void capture(QtMsgType, const QMessageLogContext&, const QString& text)
-{
-    std::lock_guard<std::mutex> guard(g_messageLock);
-    g_messages << text;
-}
+void capture(QtMsgType, const QMessageLogContext&, const QString& text) { g_messages << text; }
 } // namespace
 
 MessageCapture::MessageCapture() : m_previous(qInstallMessageHandler(capture)) { clear(); }
 MessageCapture::~MessageCapture() { qInstallMessageHandler(m_previous); }
-
-QStringList MessageCapture::lines()
-{
-    std::lock_guard<std::mutex> guard(g_messageLock);
-    return g_messages;
-}
-
-void MessageCapture::clear()
-{
-    std::lock_guard<std::mutex> guard(g_messageLock);
-    g_messages.clear();
-}
+QStringList MessageCapture::lines() { return g_messages; }
+void MessageCapture::clear() { g_messages.clear(); }
 
 Pty::Pty()
 {
@@ -89,16 +73,20 @@ bool PtyPair::start(const QString& first, const QString& second)
     return QTest::qWaitFor([this] { return QFile::exists(a) && QFile::exists(b); }, 10000);
 }
 
-void PtyPair::stop()
+namespace {
+void finish(QProcess& process)
 {
-    if (m_socat.state() == QProcess::NotRunning)
+    if (process.state() == QProcess::NotRunning)
         return;
-    m_socat.terminate();
-    if (!m_socat.waitForFinished(10000)) {
-        m_socat.kill();
-        m_socat.waitForFinished(5000);
+    process.terminate();
+    if (!process.waitForFinished(10000)) {
+        process.kill();
+        process.waitForFinished(5000);
     }
 }
+} // namespace
+
+void PtyPair::stop() { finish(m_socat); }
 
 QString SimProcess::program()
 {
@@ -132,16 +120,7 @@ bool SimProcess::start(const QStringList& arguments)
     return false;
 }
 
-void SimProcess::stop()
-{
-    if (m_process.state() == QProcess::NotRunning)
-        return;
-    m_process.terminate();
-    if (!m_process.waitForFinished(10000)) {
-        m_process.kill();
-        m_process.waitForFinished(5000);
-    }
-}
+void SimProcess::stop() { finish(m_process); }
 
 QString SimProcess::output()
 {

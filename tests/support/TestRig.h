@@ -21,7 +21,7 @@
 #include <mutex>
 #include <termios.h>
 
-// Collects the texts of Qt's message streams while it lives.
+// Collects the texts of Qt's message streams while it lives (one thread).
 class MessageCapture
 {
 public:
