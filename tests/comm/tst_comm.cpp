@@ -114,6 +114,7 @@ private slots:
     void formatSetters_data();
     void formatSetters();
     void bytesBothWaysAndPromptRead();
+    void everyBaudRate();
     void logRotation_data();
     void logRotation();
     void modemLinesAndFlow_data();
@@ -152,6 +153,7 @@ void tst_comm::requestFrames_data()
     QTest::addColumn<QByteArray>("body");     // before the CRC; empty: nothing written
     QTest::newRow("fc3 x10") << "cmd" << QList<int>{1, 3, 0, 10} << 25 << QByteArray::fromHex("01030000000a");
     QTest::newRow("fc2 x10 rounds up") << "cmd" << QList<int>{1, 2, 0, 10} << 6 << QByteArray::fromHex("010200000 00a").replace(' ', "");
+    QTest::newRow("fc6") << "cmd" << QList<int>{2, 6, 3000, 1} << 8 << QByteArray::fromHex("02060bb80001");
     QTest::newRow("fc1 unknown") << "cmd" << QList<int>{1, 1, 0, 10} << 0 << QByteArray::fromHex("01010000000a");
     QTest::newRow("wide values cut") << "cmd" << QList<int>{0x1FF, 3, 0x12345, 0x10002} << 0x10002 * 2 + 5
                                      << QByteArray::fromHex("ff0323450002");
@@ -183,6 +185,11 @@ void tst_comm::requestFrames()
     QCOMPARE(buffer.left(frame.size()).toHex(), frame.toHex());
     QCOMPARE(buffer.mid(frame.size()), QByteArray(32 - frame.size(), char(0x5A)));
     QCOMPARE(::buildCmd(nullptr, 1, 3, 0, 1), -1);
+    QCOMPARE(mod_Set_SetBuf(nullptr, 1, 1, 1), -1);
+    QCOMPARE(::buildCmd16(nullptr, 1, 0, 1, 0, u8(buffer)), -1);
+    QCOMPARE(UINT8_4_to_UINT32(u8(buffer) + 28), 0x5a5a5a5au);   // untouched tail
+    QCOMPARE(QByteArray(FiltSpace("  a b")), QByteArray("a b"));
+    QVERIFY(FiltSpace(nullptr) == nullptr);
 }
 
 void tst_comm::tcpWrite_data()
@@ -380,12 +387,18 @@ void tst_comm::bytesBothWaysAndPromptRead()
     QCOMPARE(pty.readMaster(bytes.size()).toHex(), bytes.toHex());
 
     QCOMPARE(::write(pty.master, bytes.constData(), 8), ssize_t(8));
+    QVERIFY(QTest::qWaitFor([&] { return port.bytesAvailable() == 8; }, 10000));
+    QCOMPARE(port.size(), qint64(8));
     char buffer[512];
     QElapsedTimer clock;
     clock.start();
     QCOMPARE(port.readData(buffer, sizeof buffer), qint64(8));
     QVERIFY2(clock.elapsed() < 4000, qPrintable(QString::number(clock.elapsed())));
     QCOMPARE(QByteArray(buffer, 8), bytes.left(8));
+    QCOMPARE(::write(pty.master, bytes.constData(), 8), ssize_t(8));
+    QVERIFY(QTest::qWaitFor([&] { return port.bytesAvailable() == 8; }, 10000));
+    port.flush();
+    QCOMPARE(port.bytesAvailable(), qint64(0));
 
     const QStringList lines = QString::fromUtf8(readFile(logNameFor(pty.path))).split('\n', Qt::SkipEmptyParts);
     QCOMPARE(lines.size(), 2);
@@ -393,6 +406,29 @@ void tst_comm::bytesBothWaysAndPromptRead()
     QVERIFY(lines[0].endsWith(QString::fromLatin1(bytes.toHex(' ')) + ' '));
     QVERIFY(lines[1].endsWith("recv: " + QString::fromLatin1(bytes.left(8).toHex(' ')) + ' '));
     QFile::remove(logNameFor(pty.path));
+}
+
+// Each rate reaches the line; one POSIX lacks falls back to a lower one.
+void tst_comm::everyBaudRate()
+{
+    Pty pty;
+    SerialPort port;
+    MessageCapture capture;
+    QVERIFY(port.CommOpen(pty.path, "9600,n,8,1", 100));
+    speed_t previous = 0;
+    QSet<speed_t> distinct;
+    for (int rate = BAUD50; rate <= BAUD256000; ++rate) {
+        port.setBaudRate(BaudRateType(rate));
+        const termios tio = pty.attributes();
+        QVERIFY2(cfgetospeed(&tio) >= previous, qPrintable(QString::number(rate)));
+        previous = cfgetospeed(&tio);
+        distinct.insert(previous);
+    }
+    QCOMPARE(distinct.size(), 17);
+    for (const auto& [error, code] : {std::pair(EBADF, 1), std::pair(ENOMEM, 2), std::pair(EINTR, 3), std::pair(EIO, 3)}) {
+        port.translateError(ulong(error));
+        QCOMPARE(port.lastError(), code);
+    }
 }
 
 void tst_comm::logRotation_data()

@@ -410,6 +410,11 @@ void tst_driver::commandsAndSettings_data()
     QTest::addColumn<QByteArray>("before");
     QTest::addColumn<QByteArray>("after");
     QTest::newRow("buzzer off") << 2 << QByteArray("18,") << 0 << 4260 << QByteArray("1") << QByteArray("0");
+    QTest::newRow("transfer to bypass") << 3 << QByteArray("10,") << 0 << 4161 << QByteArray("2") << QByteArray("1");
+    QTest::newRow("shutdown to bypass") << 4 << QByteArray("9,") << 0 << 4240 << QByteArray("2") << QByteArray("0");
+    QTest::newRow("transfer back to inverter") << 18 << QByteArray("10,;11,") << 0 << 4161 << QByteArray("2") << QByteArray("2");
+    QTest::newRow("buzzer on again") << 17 << QByteArray("18,;17,") << 0 << 4260 << QByteArray("1") << QByteArray("1");
+    QTest::newRow("cancel battery test") << 35 << QByteArray("0,;3,") << 0 << 4259 << QByteArray("0") << QByteArray("0");
     QTest::newRow("discharge test of 10 min") << 7 << QByteArray("0,10") << 0 << 4259 << QByteArray("0") << QByteArray("1");
     QTest::newRow("clear fault") << 9 << QByteArray("12,") << 0 << 2325 << QByteArray("1") << QByteArray("0");
     QTest::newRow("start up after shutdown") << 19 << QByteArray("4,;7,") << 0 << 4223 << QByteArray("1") << QByteArray("1");
@@ -553,6 +558,8 @@ void tst_driver::simulatorArguments_data()
                                          << "no such serial device: /nonexistent/ttyUPS9";
     QTest::newRow("bad serial settings") << QStringList{"--rtu", "/dev/null,9600,Q"} << 2 << "bad value for --rtu";
     QTest::newRow("units past 247") << QStringList{"--unit", "200", "--units", "64"} << 2 << "unit addresses past 247";
+    QTest::newRow("unknown option") << QStringList{"--bogus"} << 2 << "unknown option --bogus";
+    QTest::newRow("option without value") << QStringList{"--unit"} << 2 << "--unit needs a value";
     QTest::newRow("nothing to serve") << QStringList{"--no-tcp"} << 2 << "nothing to serve";
     QTest::newRow("stops on SIGINT") << QStringList{"--tcp", "127.0.0.1:0"} << 0 << "upssim: stopped";
 }
@@ -591,6 +598,7 @@ void tst_driver::simulatorScenarios_data()
                                              << Points{{2022, 1}, {2023, 1}, {4223, 0}, {4250, 0}} << "output off";
     QTest::newRow("overload to bypass") << "overload" << "40"
                                         << Points{{2141, 1}, {2140, 1}, {4161, 1}, {4218, 1}} << "load on bypass";
+    QTest::newRow("manual bypass") << "bypass" << "40" << Points{{2020, 1}, {4250, 4}} << "load on bypass";
     QTest::newRow("faults") << "faults" << "40" << Points{{2325, 1}, {2019, 1}, {2018, 1}} << "2325";
     // Answers, stops answering (15 s simulated), answers again (35 s).
     QTest::newRow("comm drop and back") << "comm-drop" << "20" << Points{} << "not answering";

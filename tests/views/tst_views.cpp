@@ -11,6 +11,7 @@
 
 #include <QApplication>
 #include <QComboBox>
+#include <QDateTimeEdit>
 #include <QFileDialog>
 #include <QGridLayout>
 #include <QLabel>
@@ -117,6 +118,9 @@ private slots:
     void downloadHistory();
     void userLevel_data();
     void userLevel();
+    void doubleClickOpensDialog_data();
+    void doubleClickOpensDialog();
+    void msgBoxDrag();
 };
 
 void tst_views::displayText_data()
@@ -467,6 +471,7 @@ void tst_views::buttons_data()
     QTest::newRow("declined") << "power_off" << false << 0 << "";
     QTest::newRow("upgrade, not laid out") << "ups_upgrade" << true << 1018 << "";
     QTest::newRow("unknown name") << "mystery" << true << 2016 << "1,300";
+    QTest::newRow("system time from its editor") << "timeSet" << true << 1011 << "2024-05-06 12:30";
 }
 
 void tst_views::buttons()
@@ -482,6 +487,9 @@ void tst_views::buttons()
         button->setObjectName(name);
         connect(button, &QPushButton::clicked, &view, &vek5View::pushButtonSlot);
     }
+    auto* edit = new QDateTimeEdit(QDateTime(QDate(2024, 5, 6), QTime(12, 30)), &view);
+    edit->setDisplayFormat("yyyy-MM-dd hh:mm");
+    edit->setObjectName("timeEdit");
     QSignalSpy spy(&view, &CollectView::postDEvent);
     answerModals(&view, {accept ? Modal(confirm) : Modal(decline)});
     button->click();
@@ -545,6 +553,60 @@ void tst_views::userLevel()
     QCOMPARE(view.findChild<QWidget*>("ControlTable")->isEnabled(), enabled);
     QCOMPARE(tabs(view)->isTabEnabled(4), enabled);
     QVERIFY(tabs(view)->isTabEnabled(3));
+}
+
+void tst_views::doubleClickOpensDialog_data()
+{
+    QTest::addColumn<int>("level");
+    QTest::addColumn<QString>("table");
+    QTest::addColumn<int>("row");
+    QTest::addColumn<bool>("prepared");
+    QTest::addColumn<bool>("shown");
+    QTest::newRow("guest, battery AH") << 0 << "batteryTable" << 1 << true << false;
+    QTest::newRow("level 1, work mode") << 1 << "basicTable" << 0 << false << false;
+    QTest::newRow("level 1, battery AH") << 1 << "batteryTable" << 1 << true << true;
+    QTest::newRow("level 2, work mode") << 2 << "basicTable" << 0 << true << true;
+}
+
+// Level 1 may open only some settings; a guest gets the dialog prepared, not shown.
+void tst_views::doubleClickOpensDialog()
+{
+    QFETCH(int, level);
+    QFETCH(QString, table);
+    QFETCH(int, row);
+    vek5View view;
+    view.refreshLayout();
+    view.setUserInfo(QString(), level);
+    auto* widget = view.findChild<QTableWidget*>(table);
+    emit widget->cellDoubleClicked(row, 1);
+    emit widget->cellDoubleClicked(widget->rowCount(), 1);   // past the end: nothing
+    const QString label = widget->item(row, 0)->text();
+    bool titled = false;
+    for (const QLabel* l : view.settingDialog()->findChildren<QLabel*>())
+        titled = titled || l->text() == label;
+    QTEST(titled, "prepared");
+    QTEST(view.settingDialog()->isVisible(), "shown");
+}
+
+// A message box follows a drag with the left button only.
+void tst_views::msgBoxDrag()
+{
+    MsgBox box(0, "notice");
+    box.show();
+    box.move(100, 100);
+    const QPoint start = box.pos();
+    auto send = [&box](QEvent::Type type, QPoint global, Qt::MouseButtons buttons) {
+        QMouseEvent event(type, QPoint(10, 12), global, Qt::LeftButton, buttons, Qt::NoModifier);
+        QApplication::sendEvent(&box, &event);
+    };
+    send(QEvent::MouseMove, start + QPoint(50, 50), Qt::NoButton);
+    QCOMPARE(box.pos(), start);
+    send(QEvent::MouseButtonPress, box.mapToGlobal(QPoint(10, 12)), Qt::LeftButton);
+    send(QEvent::MouseMove, start + QPoint(50, 37), Qt::LeftButton);
+    QCOMPARE(box.pos(), start + QPoint(40, 25));
+    send(QEvent::MouseButtonRelease, start, Qt::NoButton);
+    send(QEvent::MouseMove, start + QPoint(300, 300), Qt::NoButton);
+    QCOMPARE(box.pos(), start + QPoint(40, 25));
 }
 
 QTEST_MAIN(tst_views)
