@@ -1,7 +1,7 @@
 // A host misusing the collector while its thread runs, and a serial line
 // whose open must not wait for carrier detect.
 
-#include "ClientRig.h"
+#include "TestRig.h"
 #include "PortManage.h"
 #include "SerialPort.h"
 
@@ -39,14 +39,14 @@ void recordWarning(QtMsgType type, const QMessageLogContext&, const QString& tex
         locked([&] { g_warnings << text; });
 }
 
-struct Pty   // the test keeps the master side
+struct MasterPty   // the test keeps the master side
 {
-    Pty() : master(posix_openpt(O_RDWR | O_NOCTTY))
+    MasterPty() : master(posix_openpt(O_RDWR | O_NOCTTY))
     {
         if (master >= 0 && grantpt(master) == 0 && unlockpt(master) == 0)
             line = QString::fromLocal8Bit(ptsname(master));
     }
-    ~Pty() { ::close(master); }
+    ~MasterPty() { ::close(master); }
     const int master;
     QString line;
 };
@@ -72,7 +72,7 @@ private slots:
 private:
     ScriptDriver m_driver;
     PortManage m_manager;
-    Pty m_pty;
+    MasterPty m_pty;
 };
 
 void tst_client_guards::initTestCase()
@@ -170,7 +170,7 @@ void tst_client_guards::serialOpenIgnoresCarrier()
 {
     QFETCH(bool, clocal);
 
-    Pty pty;
+    MasterPty pty;
     const int line = ::open(qPrintable(pty.line), O_RDWR | O_NOCTTY | O_NONBLOCK);
     QVERIFY(line >= 0);
     termios attributes {};

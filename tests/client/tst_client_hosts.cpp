@@ -1,7 +1,7 @@
 // The plugin in four host programs (exported symbols or not, interface
 // declaration or not) polling the simulator; they run side by side.
 
-#include "DriverFixture.h"
+#include "TestRig.h"
 
 #include <QDir>
 #include <QFile>

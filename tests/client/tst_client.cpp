@@ -1,0 +1,603 @@
+// The collector against the scripted driver: configuration, the polling
+// cycle and its communication state, reporting, commands, history export,
+// the panel, the host interface's default bodies, and the collector on its
+// own thread while the host reads and queues from its thread.
+
+#include "TestRig.h"
+#include "vek5View.h"
+
+#include <QPointer>
+#include <QSignalSpy>
+#include <QTabWidget>
+#include <QtTest>
+
+#include <atomic>
+#include <optional>
+
+using Points = QMap<int, float>;
+using Record = QMap<QString, QVariant>;
+using DataMap = QMap<int, QVariant>;
+
+namespace {
+
+// A collector whose event catalogue has `count` entries: a small alarm range.
+class CatalogueClient : public vek5Client
+{
+public:
+    explicit CatalogueClient(int count) : m_count(count) {}
+    QStringList getEventLogDesc() override
+    {
+        QStringList list;
+        for (int i = 0; i < m_count; ++i)
+            list << QString("event %1").arg(i);
+        return list;
+    }
+
+private:
+    int m_count;
+};
+
+// Points the collector at a local server and connects its socket up front.
+bool connectOverTcp(vek5Client& client, QTcpServer& server)
+{
+    if (!server.isListening() && !server.listen(QHostAddress::LocalHost, 0))
+        return false;
+    client.m_commType = 1;
+    client.m_ipAddr = "127.0.0.1";
+    client.m_tcpPort = server.serverPort();
+    client.m_tcpSocket = new QTcpSocket();
+    client.m_tcpSocket->connectToHost(client.m_ipAddr, quint16(client.m_tcpPort));
+    return client.m_tcpSocket->waitForConnected(10000);
+}
+
+QList<int> eventTypes(const QSignalSpy& spy, const QList<int>& only = {})
+{
+    QList<int> types;
+    for (const QList<QVariant>& args : spy)
+        if (only.isEmpty() || only.contains(args.at(0).toInt()))
+            types << args.at(0).toInt();
+    return types;
+}
+
+Record recordOf(const QList<QVariant>& args) { return args.at(1).value<Record>(); }
+
+void load(vek5Client& client, const Points& points)
+{
+    client.m_dataMap.clear();
+    for (auto it = points.constBegin(); it != points.constEnd(); ++it)
+        client.parseData(it.key(), it.value());
+}
+
+// Writes the settings through QSettings, which shares its parsed copy with
+// every reader in this process: no reliance on file time stamps.
+void configure(const QString& file, const QVariantMap& values)
+{
+    QSettings ini(appDbDir() + "/" + file, QSettings::IniFormat);
+    ini.clear();
+    for (auto it = values.constBegin(); it != values.constEnd(); ++it)
+        ini.setValue(it.key(), it.value());
+    ini.sync();
+}
+
+} // namespace
+
+class tst_client : public QObject
+{
+    Q_OBJECT
+
+    ScriptDriver m_driver;
+    // What the shared application directory held: absent files are removed
+    // again, so a later monitor run writes its defaults.
+    std::optional<QByteArray> m_saved[2];
+    const QString m_files[2] = {"dev.ini", "param.ini"};
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void language_data();
+    void language();
+    void driverCreateRelease();
+    void stateMachine_data();
+    void stateMachine();
+    void serialWithoutPortManager();
+    void pollInterval_data();
+    void pollInterval();
+    void dataIntake();
+    void alarmEvents_data();
+    void alarmEvents();
+    void commandText_data();
+    void commandText();
+    void closePortLeavesLaterCommands();
+    void exportRows_data();
+    void exportRows();
+    void panel();
+    void interfaceDefaults();
+    void flushDataKeys_data();
+    void flushDataKeys();
+    void hostReadsWhileCollectorPolls_data();
+    void hostReadsWhileCollectorPolls();
+};
+
+void tst_client::initTestCase()
+{
+    QVERIFY2(m_driver.ok(), "scripted driver library not found");
+    QVERIFY(QDir().mkpath(appDbDir()));
+    QVERIFY(QDir().mkpath("PVMX/drovaPanel/db"));
+    for (int i = 0; i < 2; ++i)
+        if (QFile::exists(appDbDir() + "/" + m_files[i]))
+            m_saved[i] = readFile(appDbDir() + "/" + m_files[i]);
+}
+
+void tst_client::cleanupTestCase()
+{
+    for (int i = 0; i < 2; ++i) {
+        QSettings(appDbDir() + "/" + m_files[i], QSettings::IniFormat).clear();
+        if (m_saved[i])
+            writeFile(appDbDir() + "/" + m_files[i], *m_saved[i]);
+        else
+            QFile::remove(appDbDir() + "/" + m_files[i]);
+    }
+}
+
+void tst_client::init()
+{
+    m_driver.reset();
+}
+
+void tst_client::language_data()
+{
+    QTest::addColumn<QVariantMap>("param");
+    QTest::addColumn<QString>("code");
+    QTest::newRow("0 gives 1") << QVariantMap{{"Language", 0}} << "1";
+    QTest::newRow("1 gives 0") << QVariantMap{{"Language", 1}} << "0";
+    QTest::newRow("absent gives 1") << QVariantMap{{"Other", 3}} << "1";
+}
+
+void tst_client::language()
+{
+    QFETCH(QVariantMap, param);
+    configure("param.ini", param);
+    configure("dev.ini", {{"ups-e/eventChooseList/0", 1}, {"ups-e/eventChooseList/3", 1}, {"ups-e/eventChooseList/6", 1}});
+    CatalogueClient client(6);
+    client.m_devName = "ups-e";
+    client.loadConfig();
+    QTEST(client.m_language, "code");
+    QCOMPARE(client.m_eventChoose, (QMap<int, int>{{0, 1}, {1, 0}, {2, 0}, {3, 1}, {4, 0}, {5, 0}}));
+}
+
+void tst_client::driverCreateRelease()
+{
+    vek5Client factory;
+    QVERIFY(factory.m_query != nullptr && factory.m_control != nullptr);
+    QVERIFY(factory.FreeDriver());
+    QVERIFY(factory.m_lib == nullptr && factory.m_query == nullptr);
+    QVERIFY(factory.FreeDriver());
+    QVERIFY(factory.LoadDriver());
+    QVERIFY(factory.m_query != nullptr);
+    int marker = 0;
+    auto* client = qobject_cast<vek5Client*>(factory.create(&marker));
+    QVERIFY(client != nullptr && client != &factory);
+    QCOMPARE(client->m_portHandle, static_cast<void*>(&marker));
+    QVERIFY(client->m_lib != nullptr && client->m_lib != factory.m_lib);
+    QCOMPARE(static_cast<void*>(client->m_driverContext), static_cast<void*>(client));
+    client->m_portHandle = nullptr;   // not a port manager
+    QPointer<vek5Client> watch(client);
+    factory.release(client);
+    QVERIFY(!watch.isNull());   // only scheduled
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QVERIFY(watch.isNull());
+    const QByteArray utf8("\xe4\xb8\xad\xe6\x96\x87 UPS");
+    QCOMPARE(factory.utfToChina(QString::fromLatin1(utf8)), QString::fromUtf8(utf8));
+}
+
+// Each character of `answers` is one cycle: 'y' the unit answers, 'n' it does
+// not; `expected` lists per cycle the communication events it emits.
+void tst_client::stateMachine_data()
+{
+    QTest::addColumn<int>("retries");
+    QTest::addColumn<QString>("answers");
+    QTest::addColumn<QStringList>("expected");
+    QTest::addColumn<int>("finalState");
+    QTest::newRow("first answer restores") << 5 << "y" << QStringList{"1040 2001"} << 0;
+    QTest::newRow("one event per loss") << 5 << "nnnnnnn" << QStringList{"", "", "", "", "1041 2001", "", ""} << 1;
+    QTest::newRow("recovery after loss") << 3 << "nnnyy" << QStringList{"", "", "1041 2001", "1040 2001", ""} << 0;
+    QTest::newRow("lost twice") << 2 << "nnynn" << QStringList{"", "1041 2001", "1040 2001", "", "1041 2001"} << 1;
+    QTest::newRow("retry limit one") << 1 << "ny" << QStringList{"1041 2001", "1040 2001"} << 0;
+}
+
+void tst_client::stateMachine()
+{
+    QFETCH(int, retries);
+    QFETCH(QString, answers);
+    QFETCH(QStringList, expected);
+    vek5Client client;
+    client.m_devName = "ups-7";
+    client.m_protocol = 3;
+    client.m_portName = "/dev/ttyX";
+    QTcpServer server;
+    QVERIFY(connectOverTcp(client, server));
+    client.m_retries = retries;
+    QSignalSpy spy(&client, &CollectThread::postDEvent);
+    for (int cycle = 0; cycle < answers.size(); ++cycle) {
+        m_driver.setAnswer(answers.at(cycle) == 'y' ? 1 : 0);
+        spy.clear();
+        client.m_nextPollTime = 0;
+        client.poll();
+        QStringList got;
+        for (int type : eventTypes(spy, {1040, 1041, 2001}))
+            got << QString::number(type);
+        QCOMPARE(got.join(' '), expected.at(cycle));
+        // The summary repeats the state change's record.
+        for (int i = 1; i < spy.size(); ++i)
+            if (spy.at(i).at(0).toInt() == 2001 && got.size() == 2) {
+                const Record change = recordOf(spy.at(i - 1));
+                QCOMPARE(recordOf(spy.at(i)), change);
+                QCOMPARE(change.value("state").toInt(), got[0] == "1041" ? 1 : 0);
+                QCOMPARE(change.contains("lost"), got[0] == "1041");
+                QCOMPARE(change.value("desc").toString(), QString("ups-7"));
+                QCOMPARE(change.value("protocol").toInt(), 3);
+                QCOMPARE(change.value("port").toString(), QString("/dev/ttyX"));
+                QVERIFY(QDateTime::fromString(change.value("timeStr").toString(), "yyyy-MM-dd hh:mm:ss").isValid());
+            }
+    }
+    QTEST(client.m_commState, "finalState");
+    QCOMPARE(m_driver.queryCount(), answers.size());
+}
+
+void tst_client::serialWithoutPortManager()
+{
+    vek5Client client;
+    QSignalSpy spy(&client, &CollectThread::postDEvent);
+    client.setPort("/dev/null-port", "9600,n,8,1");
+    client.control(1009, "");
+    for (int i = 0; i < 6; ++i) {
+        client.m_nextPollTime = 0;
+        client.poll();
+    }
+    QCOMPARE(m_driver.queryCount(), 0);
+    QCOMPARE(m_driver.commands().size(), 0);
+    QCOMPARE(eventTypes(spy, {1041}).size(), 1);
+    QCOMPARE(client.m_failCount, 6);
+    QVERIFY(client.m_cmdList.isEmpty());
+}
+
+// Steps: "p" polls, "c" queues a command; `cycles` is how many cycles ran;
+// the tick counts cycles since the queue was last non-empty.
+void tst_client::pollInterval_data()
+{
+    QTest::addColumn<int>("interval");
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<int>("cycles");
+    QTest::addColumn<int>("tick");
+    QTest::newRow("twice within interval") << 60 << "pp" << 1 << 1;
+    QTest::newRow("command bypasses interval") << 60 << "pcp" << 2 << 0;
+    QTest::newRow("zero interval") << 0 << "ppp" << 3 << 3;
+    QTest::newRow("ticks again after a command") << 0 << "ppcpp" << 4 << 1;
+}
+
+void tst_client::pollInterval()
+{
+    QFETCH(int, interval);
+    QFETCH(QString, steps);
+    QFETCH(int, cycles);
+    vek5Client client;
+    client.m_interval = interval;
+    QList<int> workStates;
+    connect(&client, &CollectThread::postDEvent, this, [&](int type, Record) {
+        if (type == 2007)
+            workStates << client.getWorkState();
+    });
+    for (QChar step : steps)
+        if (step == 'p')
+            client.poll();
+        else
+            QCOMPARE(client.control(1010, ""), 1);
+    QCOMPARE(workStates, QVector<int>(cycles, 1).toList());
+    QCOMPARE(client.getWorkState(), 0);
+    QTEST(client.m_tick, "tick");
+}
+
+void tst_client::dataIntake()
+{
+    vek5Client client;
+    vek5DataProce(4001, 1.0f, &client.m_driverContext);
+    vek5DataProce(4001, -2.25f, &client.m_driverContext);
+    vek5DataProce(3000, 1.0f, &client.m_driverContext);
+    QCOMPARE(client.m_dataMap.keys(), (QList<int>{3000, 4001}));
+    QCOMPARE(int(client.m_dataMap.value(4001).userType()), int(QMetaType::Float));
+    QCOMPARE(client.m_dataMap.value(4001).toFloat(), -2.25f);
+    // Through a cycle the driver gets the context member, the socket and the address.
+    QTcpServer server;
+    QVERIFY(connectOverTcp(client, server));
+    client.m_devAddr = 9;
+    m_driver.setPoint(4100, 7.5f);
+    QSignalSpy spy(&client, &CollectThread::postDEvent);
+    client.poll();
+    QCOMPARE(m_driver.lastContext(), static_cast<void*>(&client.m_driverContext));
+    QCOMPARE(m_driver.lastDevice(), static_cast<void*>(client.m_tcpSocket));
+    QCOMPARE(m_driver.lastAddress(), 9);
+    QCOMPARE(client.m_dataMap.value(4100).toFloat(), 7.5f);
+    for (const QList<QVariant>& args : spy)
+        if (args.at(0).toInt() == 2007)
+            QCOMPARE(recordOf(args).value("data").value<DataMap>(), client.m_dataMap);
+}
+
+// 40 descriptors: alarm points 2000..2019, ids 0..19 appear, 20..39 go.
+// Each expected event: "type key=value ... !absentKey".
+void tst_client::alarmEvents_data()
+{
+    QTest::addColumn<Points>("before");
+    QTest::addColumn<Points>("after");
+    QTest::addColumn<QStringList>("expected");
+    QTest::newRow("alarm appears") << Points{} << Points{{2003, 1}}
+        << QStringList{"2006 alarmId=3 alarmState=1", "2007 alarmId=3 alarmState=1", "2001 alarmId=3 dis_alarm=1 state=-1 lost=0"};
+    QTest::newRow("alarm goes") << Points{{2003, 1}} << Points{{2003, 0}}
+        << QStringList{"2006 alarmId=23 alarmState=0", "2007 !dis_alarm"};
+    QTest::newRow("missing point reads as gone") << Points{{2003, 1}, {2004, 0}} << Points{{2004, 0}}
+        << QStringList{"2006 alarmId=23 alarmState=0", "2007"};
+    QTest::newRow("appear and go in one report") << Points{{2005, 1}} << Points{{2002, 1}, {2005, 0}}
+        << QStringList{"2006 alarmId=2 alarmState=1", "2006 alarmId=25 alarmState=0", "2007 alarmId=25", "2001 alarmId=25 dis_alarm=1"};
+    QTest::newRow("point past the catalogue") << Points{} << Points{{2020, 1}} << QStringList{"2007 !alarmId"};
+    QTest::newRow("statuses after alarms") << Points{} << Points{{2368, 1}, {2022, 2}, {2001, 1}}
+        << QStringList{"2006 alarmId=1 alarmState=1", "2010 alarmState=2 alarmId=1", "2009 alarmState=1",
+                       "2007 alarmState=1", "2001 dis_alarm=1 alarmState=1"};
+}
+
+void tst_client::alarmEvents()
+{
+    QFETCH(Points, before);
+    QFETCH(Points, after);
+    QFETCH(QStringList, expected);
+    CatalogueClient client(40);
+    load(client, before);
+    client.reportData();
+    QSignalSpy spy(&client, &CollectThread::postDEvent);
+    load(client, after);
+    client.reportData();
+    QStringList got;
+    for (int i = 0; i < spy.size(); ++i) {
+        const Record record = recordOf(spy.at(i));
+        QStringList parts{spy.at(i).at(0).toString()};
+        for (const QString& key : i < expected.size() ? expected.at(i).split(' ').mid(1) : QStringList()) {
+            const QString name = key.section('=', 0, 0);
+            if (name.startsWith('!'))
+                parts << (record.contains(name.mid(1)) ? name.mid(1) : name);
+            else
+                parts << name + "=" + (record.contains(name) ? record.value(name).toString() : "<absent>");
+        }
+        got << parts.join(' ');
+        QCOMPARE(record.value("lost").toInt(), 0);
+    }
+    QCOMPARE(got, expected);
+}
+
+void tst_client::commandText_data()
+{
+    QTest::addColumn<int>("id");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QStringList>("sent");
+    const QString sixty(60, 'v');
+    QTest::newRow("buzzer on, empty value") << 1009 << "" << QStringList{"17,"};
+    QTest::newRow("discharge shares code 0") << 1004 << "2" << QStringList{"0,2"};
+    QTest::newRow("setting sent unchanged") << 2016 << "3010,55" << QStringList{"3010,55"};
+    QTest::newRow("long value cut at 49") << 1009 << sixty << QStringList{"17," + sixty.left(46)};
+    QTest::newRow("long setting cut at 49") << 2016 << sixty << QStringList{sixty.left(49)};
+    QTest::newRow("unknown id sends nothing") << 1234 << "1" << QStringList{};
+}
+
+void tst_client::commandText()
+{
+    QFETCH(int, id);
+    QFETCH(QString, value);
+    vek5Client client;
+    QTcpServer server;
+    QVERIFY(connectOverTcp(client, server));
+    QCOMPARE(client.control(id, value), 1);
+    QCOMPARE(m_driver.commands().size(), 0);   // queued only
+    client.poll();
+    QTEST(m_driver.commands(), "sent");
+    QVERIFY(client.m_cmdList.isEmpty());
+}
+
+// The port-closing command ends a round: later commands wait for the next.
+void tst_client::closePortLeavesLaterCommands()
+{
+    vek5Client client;
+    QTcpServer server;
+    QVERIFY(connectOverTcp(client, server));
+    for (const auto& [id, value] : {std::pair(1009, ""), std::pair(1018, ""), std::pair(1010, "a"), std::pair(1001, "b")})
+        client.control(id, value);
+    client.check_set_command();
+    QCOMPARE(m_driver.commands(), QStringList{"17,"});
+    QCOMPARE(client.m_cmdList.size(), 2);
+    client.check_set_command();
+    QCOMPARE(m_driver.commands(), (QStringList{"17,", "18,a", "12,b"}));
+}
+
+void tst_client::exportRows_data()
+{
+    QTest::addColumn<QByteArray>("codeMap");   // empty: no code map file
+    QTest::addColumn<QString>("language");     // language code when the map is read
+    QTest::addColumn<QByteArray>("history");
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QByteArray>("rows");      // null: no export file
+    const QByteArray line("12 1 24 3 5 7 8 9\n");
+    QTest::newRow("third column while language unset") << QByteArray("12,text A,text B\n") << "" << line << "out.csv"
+                                                       << QByteArray("12,text B,Appear,2024-03-05 07:08:09,\n");
+    QTest::newRow("language 0 takes second column") << QByteArray("12,text A,text B\n") << "0" << QByteArray("12 0 24 3 5 7 8 9\n")
+                                                    << "out.csv" << QByteArray("12,text A,Disappear,2024-03-05 07:08:09,\n");
+    QTest::newRow("language 1, blanks trimmed") << QByteArray("12, text A , text B ,extra\n") << "1" << QByteArray("12 1 1 12 31 23 59 0\n")
+                                                << "out.csv" << QByteArray("12,text B,Appear,2001-12-31 23:59:00,\n");
+    QTest::newRow("state 2 gives empty status") << QByteArray("12,a,b\n") << "" << QByteArray("12 2 24 3 5 7 8 9\n") << "out.csv"
+                                                << QByteArray("12,b,,2024-03-05 07:08:09,\n");
+    QTest::newRow("short lines skipped, order kept") << QByteArray("1,one,uno\n2,two,\n") << ""
+        << QByteArray("2 1 20 1 2 3 4 5\n\n1 1 20 1\n1 0 21 6 7 8 9 10 99\n") << "out.csv"
+        << QByteArray("2,two,Appear,2020-01-02 03:04:05,\n1,uno,Disappear,2021-06-07 08:09:10,\n");
+    QTest::newRow("later map line replaces, blank codes skipped") << QByteArray("3,old,old3\n ,skip,skip\n3,new,\n") << ""
+        << QByteArray("3 1 24 1 1 1 1 1\n") << "out.csv" << QByteArray("3,new,Appear,2024-01-01 01:01:01,\n");
+    QTest::newRow("text ends at NUL") << QByteArray("4,ab\0cd,x\0y\n", 13) << "" << QByteArray("4 1 24 1 1 1 1 1\n") << "out.csv"
+                                      << QByteArray("4,ab,Appear,2024-01-01 01:01:01,\n");
+    QTest::newRow("empty path: history emptied all the same") << QByteArray() << "" << line << "" << QByteArray();
+}
+
+void tst_client::exportRows()
+{
+    QFETCH(QByteArray, codeMap);
+    QFETCH(QString, language);
+    QFETCH(QByteArray, history);
+    QFETCH(QString, path);
+    QFETCH(QByteArray, rows);
+    QFile::remove("PVMX/drovaPanel/db/historycodemap.csv");
+    QFile::remove("out.csv");
+    if (!codeMap.isEmpty())
+        QVERIFY(writeFile("PVMX/drovaPanel/db/historycodemap.csv", codeMap));
+    QVERIFY(writeFile("history.txt", history));
+    vek5Client client;
+    if (!language.isEmpty()) {
+        client.m_language = language;
+        client.initHistoryInfo();
+    }
+    client.exportHistoryInfo(path);
+    QCOMPARE(QFile::exists("out.csv"), !rows.isNull());
+    if (!rows.isNull())
+        QCOMPARE(readFile("out.csv"), "ID,Content,Status,Time,\n" + rows);
+    QVERIFY(QFile::exists("history.txt"));
+    QCOMPARE(readFile("history.txt"), QByteArray());
+}
+
+// Built once by getView, renamed on every call, relaying its requests as the
+// collector's events, and gone with the collector unless gone before.
+void tst_client::panel()
+{
+    QPointer<CollectView> view;
+    {
+        vek5Client client;
+        client.m_devName = "UPS1";
+        view = client.getView();
+        QVERIFY(qobject_cast<vek5View*>(view));
+        QCOMPARE(view->findChild<QTabWidget*>("devStacketTable")->count(), 5);
+        client.m_devName = "UPS2";
+        QCOMPARE(client.getView(), view.data());
+        QCOMPARE(view->m_name, QString("UPS2"));
+        QCOMPARE(view->findChildren<QTabWidget*>("devStacketTable").size(), 1);
+        QSignalSpy spy(&client, &CollectThread::postDEvent);
+        view->control(1045, "/tmp/history.csv");
+        QCOMPARE(eventTypes(spy), QList<int>{1045});
+        QCOMPARE(recordOf(spy.at(0)).value("name").toString(), QString("UPS2"));
+        QCOMPARE(recordOf(spy.at(0)).value("controlValue").toString(), QString("/tmp/history.csv"));
+    }
+    QVERIFY(view.isNull());
+    vek5Client client;
+    QWidget window;
+    client.getView()->setParent(&window);
+    delete client.getView();   // the host closed the window holding it
+    QVERIFY(client.getView() != nullptr);
+}
+
+// What a collector or panel that overrides nothing does.
+void tst_client::interfaceDefaults()
+{
+    CollectThread t;
+    QCOMPARE(t.getWorkState() + t.control(7, "1"), 0);
+    QVERIFY(t.getDataLogDesc().isEmpty() && t.getEventLogDesc().isEmpty() && t.changeLogData({{1, 2}}).isEmpty());
+    QVERIFY(t.getView() == nullptr && t.create(&t) == nullptr);
+    t.release(nullptr);
+    t.loadConfig();
+    t.poll();
+    t.setPortHandle(&t);
+    QCOMPARE(t.m_portHandle, static_cast<void*>(&t));
+    QVERIFY(QMetaObject::invokeMethod(&t, "flushUpsInfoSLot", Q_ARG(QString, "portInfo"), Q_ARG(QVariant, "x")));
+    QCOMPARE(t.m_sideInfo.value("portInfo").toString(), QString("x"));
+    CollectView v;
+    v.setName("UPS1");
+    v.setLanguage(1);
+    v.setUserInfo("admin", 2);
+    v.refreshData();
+    v.refreshLayout();
+    v.flushData({{4184, 10}});
+    v.flushUpsInfo("name", "x");
+    QCOMPARE(v.m_name + v.m_user + v.m_info.value("name").toString(), QString("UPS1adminx"));
+    QCOMPARE(v.m_language + v.m_userLevel + v.m_data.value(4184).toInt(), 13);
+}
+
+void tst_client::flushDataKeys_data()
+{
+    QTest::addColumn<QList<int>>("present");   // ids already in the map, value -1
+    QTest::addColumn<QList<int>>("ids");       // ids flushed, value id * 10
+    QTest::newRow("into an empty map") << QList<int>() << QList<int>{3, 2000, 4275};
+    QTest::newRow("digit count changes") << QList<int>{9, 10, 99, 100} << QList<int>{8, 9, 10, 11, 99, 100, 1000, 10000};
+    QTest::newRow("negative ids and extremes") << QList<int>{-1, 0} << QList<int>{INT_MIN, -10, -1, 0, 7, INT_MAX};
+    QTest::newRow("nothing flushed") << QList<int>{5} << QList<int>();
+}
+
+// Every flushed id lands under its decimal text with its new value, other
+// entries keep theirs, nothing else appears.
+void tst_client::flushDataKeys()
+{
+    QFETCH(QList<int>, present);
+    QFETCH(QList<int>, ids);
+    CollectThread t;
+    t.flushUpsInfo("name", "UPS1");
+    Record expected{{"name", "UPS1"}};
+    QMap<int, QVariant> first, data;
+    for (int id : present) {
+        first.insert(id, -1);
+        expected.insert(QString::number(id), -1);
+    }
+    t.flushData(first);
+    for (int id : ids) {
+        data.insert(id, qint64(id) * 10);
+        expected.insert(QString::number(id), qint64(id) * 10);
+    }
+    t.flushData(data);
+    QMutexLocker locker(&t.m_infoLock);
+    QCOMPARE(t.m_upsInfo, expected);
+}
+
+void tst_client::hostReadsWhileCollectorPolls_data()
+{
+    QTest::addColumn<int>("commands");
+    QTest::newRow("reads only") << 0;
+    QTest::newRow("reads and commands") << 200;
+}
+
+// The collector runs cycles on its own thread while this thread reads the
+// information map and queues commands.
+void tst_client::hostReadsWhileCollectorPolls()
+{
+    QFETCH(int, commands);
+    vek5Client client;
+    client.m_devName = "ups-t";
+    client.m_devAddr = 4;
+    client.m_interval = 0;
+    // Counted on the collector's thread, where the events are emitted.
+    std::atomic<int> dataEvents {0};
+    connect(&client, &CollectThread::postDEvent, &client, [&dataEvents](int type, Record) {
+        if (type == 2007)
+            ++dataEvents;
+    }, Qt::DirectConnection);
+    client.start();
+    int queued = 0;
+    QString addr;
+    QVERIFY(QTest::qWaitFor([&] {
+        {
+            QMutexLocker locker(&client.m_infoLock);
+            addr = client.m_upsInfo.value("upsAddr").toString();
+        }
+        if (queued < commands)
+            queued += client.control(1009, QString::number(queued));
+        return dataEvents >= 5 && queued == commands;
+    }, 30000));
+    const int seen = dataEvents;
+    QTRY_VERIFY_WITH_TIMEOUT(dataEvents > seen, 10000);   // a cycle after the last command
+    client.quit();
+    QVERIFY(client.wait(30000));
+    QVERIFY(client.m_cmdList.isEmpty());   // taken, though no port could send them
+    QCOMPARE(addr, QString("4"));
+    QCOMPARE(client.m_interval, 1);        // raised to the minimum
+    QCOMPARE(client.getWorkState(), 0);
+}
+
+QTEST_MAIN(tst_client)
+#include "tst_client.moc"

@@ -1,0 +1,678 @@
+// The model driver library: against a scripted peer that corrupts, cuts,
+// delays or splits answers; against the simulator over Modbus TCP, checked
+// with an independent libmodbus read, and over a socat pty pair; the
+// simulator program itself; and the register map against its document.
+
+#include "TestRig.h"
+#include "SerialPort.h"
+#include "modbus.h"
+#include "portaccess.h"
+#include "registermap.h"
+
+#include <QStandardPaths>
+#include <QtTest>
+
+#include <modbus/modbus.h>
+
+#include <atomic>
+#include <csignal>
+#include <thread>
+
+namespace {
+
+enum class Fault { None, BadCrc, Truncated, Exception, WrongAddress, WrongFunction, WrongByteCount, Silent,
+                   OneBytePieces, GarbageFirst, OtherAnswerFirst, TrailingBytes, WrongEcho };
+
+struct Script
+{
+    Fault fault = Fault::None;
+    int target = 0;            // request index the fault applies to
+    QByteArray line;           // bytes waiting to be read
+    QList<QByteArray> requests;
+    int historyRecords = 0;
+} g_script;
+
+QByteArray withCrc(QByteArray frame)
+{
+    frame.append(2, '\0');
+    setModbusCRC(reinterpret_cast<unsigned char*>(frame.data()), frame.size());
+    return frame;
+}
+
+// Data bytes distinct per request, so a value tells which answer it came from.
+char fillFor(int index) { return char(0x11 * (index + 1)); }
+
+QByteArray readAnswer(const QByteArray& request, int index, char fill)
+{
+    const int function = quint8(request[1]);
+    const int start = quint8(request[2]) << 8 | quint8(request[3]);
+    const int count = quint8(request[4]) << 8 | quint8(request[5]);
+    QByteArray frame;
+    frame.append(request[0]).append(char(function));
+    if (function == 4 && start == regmap::kHistoryCountRegister)
+        return withCrc(frame.append(char(2)).append(char(g_script.historyRecords >> 8)).append(char(g_script.historyRecords)));
+    const int bytes = function == 2 ? (count + 7) / 8 : count * 2;
+    frame.append(char(bytes));
+    for (int i = 0; i < bytes; ++i)
+        frame.append(start >= regmap::kHistoryFirstRegister ? char(index + i) : fill);
+    return withCrc(frame);
+}
+
+QByteArray recrc(const QByteArray& answer) { return withCrc(answer.left(answer.size() - 2)); }
+
+int scriptedWrite(PortHandle*, char* buffer, int length)
+{
+    Script& s = g_script;
+    const QByteArray request(buffer, length);
+    const int index = s.requests.size();
+    s.requests << request;
+    const int function = quint8(request[1]);
+    QByteArray answer = function == 6 ? request : function == 16 ? withCrc(request.left(6))
+                                                                 : readAnswer(request, index, fillFor(index));
+    if (index == s.target) {
+        switch (s.fault) {
+        case Fault::BadCrc: answer[answer.size() - 1] = char(answer.back() ^ 0x5A); break;
+        case Fault::Truncated: answer.chop(3); break;
+        case Fault::Exception: answer = withCrc(QByteArray(1, request[0]).append(char(function | 0x80)).append(2)); break;
+        case Fault::WrongAddress: answer[0] = char(request[0] + 1); answer = recrc(answer); break;
+        case Fault::WrongFunction: answer[1] = char(function == 3 ? 4 : 3); answer = recrc(answer); break;
+        case Fault::WrongByteCount: answer[2] = char(answer.at(2) - 2); answer = withCrc(answer.left(answer.size() - 4)); break;
+        case Fault::Silent: answer.clear(); break;
+        case Fault::GarbageFirst: answer.prepend("\xff\x00\x13", 3); break;
+        case Fault::OtherAnswerFirst: {
+            // A complete, valid answer of another shape (a 110-register read).
+            QByteArray other = request;
+            other[1] = 3; other[4] = 0; other[5] = 110;
+            answer.prepend(readAnswer(other, 99, char(0x7E)));
+            break;
+        }
+        case Fault::TrailingBytes: answer.append("\x01\x02\x03", 3); break;
+        case Fault::WrongEcho: answer[3] = char(answer[3] + 1); answer = recrc(answer); break;
+        case Fault::None: case Fault::OneBytePieces: break;
+        }
+    }
+    s.line += answer;
+    return length;
+}
+
+int scriptedRead(PortHandle*, char* buffer, int length)
+{
+    int n = qMin(length, g_script.line.size());
+    if (g_script.fault == Fault::OneBytePieces)
+        n = qMin(n, 1);
+    memcpy(buffer, g_script.line.constData(), size_t(n));
+    g_script.line.remove(0, n);
+    return n;   // 0: nothing within the (instant) timeout
+}
+
+PortHandle g_scripted = {&g_script, scriptedRead, scriptedWrite};
+
+int totalPoints()
+{
+    int n = 0;
+    for (const regmap::Field& f : regmap::kFields)
+        n += f.points;
+    return n;
+}
+
+// Registers (or bits) read with libmodbus, as a second opinion.
+std::vector<int> readRaw(int port, int unit, int function, int address, int count)
+{
+    std::vector<int> out;
+    modbus_t* ctx = modbus_new_tcp("127.0.0.1", port);
+    modbus_set_slave(ctx, unit);
+    if (modbus_connect(ctx) == 0) {
+        std::vector<uint16_t> regs(static_cast<size_t>(count));
+        std::vector<uint8_t> bits(static_cast<size_t>(count));
+        const int n = function == 2 ? modbus_read_input_bits(ctx, address, count, bits.data())
+                    : function == 3 ? modbus_read_registers(ctx, address, count, regs.data())
+                                    : modbus_read_input_registers(ctx, address, count, regs.data());
+        for (int i = 0; i < n; ++i)
+            out.push_back(function == 2 ? bits[size_t(i)] : regs[size_t(i)]);
+        modbus_close(ctx);
+    }
+    modbus_free(ctx);
+    return out;
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Fault)
+using Points = QMap<int, float>;
+
+class tst_driver : public QObject
+{
+    Q_OBJECT
+
+    DriverLib m_driver;
+    SimProcess m_sim;   // 64 frozen units over TCP, alarm 325 raised
+    QTcpSocket m_socket;
+
+    bool query(int unit, PointSink& sink, QTcpSocket* socket = nullptr)
+    {
+        PortHandle handle = {socket ? socket : &m_socket, TcpCommRead, TcpCommWrite};
+        return m_driver.query(&handle, unit, PointSink::collect, &sink) != 0;
+    }
+    int control(int unit, const char* text)
+    {
+        PortHandle handle = {&m_socket, TcpCommRead, TcpCommWrite};
+        return m_driver.control(&handle, unit, text, nullptr);
+    }
+    void checkPoint(const PointSink& sink, int point, const QByteArray& expected)
+    {
+        const regmap::Field* field = regmap::findField(point);
+        QVERIFY(field != nullptr);
+        if (field->encoding == regmap::Text || field->encoding == regmap::Date)
+            QCOMPARE(sink.text(point, field->points), expected);
+        else
+            QCOMPARE(sink.values.value(point), expected.toFloat());
+    }
+
+private slots:
+    void initTestCase();
+    void init() { g_script = Script(); }
+    void scriptedQuery_data();
+    void scriptedQuery();
+    void lateAnswerIsDrained();
+    void scriptedControl_data();
+    void scriptedControl();
+    void refusedInput_data();
+    void refusedInput();
+    void historyPages();
+    void valuesAgreeWithLibmodbus_data();
+    void valuesAgreeWithLibmodbus();
+    void commandsAndSettings_data();
+    void commandsAndSettings();
+    void historyDownload();
+    void unitsInParallel();
+    void silentUnitCostsOneTimeout();
+    void serialLine();
+    void simulatorArguments_data();
+    void simulatorArguments();
+    void simulatorScenarios_data();
+    void simulatorScenarios();
+    void registerMapDocument();
+};
+
+void tst_driver::initTestCase()
+{
+    QVERIFY2(m_driver.load(), "driver library did not load");
+    const QString scenario = writeScenario("tcp-fault", "at 0 fault 325 on\n");
+    QVERIFY2(m_sim.start({"--units", "64", "--speed", "0", "--scenario", scenario}), qPrintable(m_sim.output()));
+    m_socket.connectToHost("127.0.0.1", quint16(m_sim.port()));
+    QVERIFY(m_socket.waitForConnected(10000));
+}
+
+void tst_driver::scriptedQuery_data()
+{
+    QTest::addColumn<Fault>("fault");
+    QTest::addColumn<int>("target");
+    QTest::addColumn<int>("result");
+    QTest::newRow("clean") << Fault::None << 0 << 1;
+    QTest::newRow("bad CRC") << Fault::BadCrc << 2 << 0;
+    QTest::newRow("truncated") << Fault::Truncated << 3 << 0;
+    QTest::newRow("exception") << Fault::Exception << 1 << 0;
+    QTest::newRow("other unit's address") << Fault::WrongAddress << 0 << 0;
+    QTest::newRow("wrong byte count") << Fault::WrongByteCount << 2 << 0;
+    QTest::newRow("silent on the second block") << Fault::Silent << 1 << 0;
+    QTest::newRow("answers a byte at a time") << Fault::OneBytePieces << 0 << 1;
+    QTest::newRow("leftover bytes before the answer") << Fault::GarbageFirst << 1 << 1;
+    QTest::newRow("another block's answer first") << Fault::OtherAnswerFirst << 1 << 1;
+    QTest::newRow("trailing bytes") << Fault::TrailingBytes << 0 << 1;
+}
+
+void tst_driver::scriptedQuery()
+{
+    QFETCH(Fault, fault);
+    QFETCH(int, target);
+    QFETCH(int, result);
+    g_script.fault = fault;
+    g_script.target = target;
+    PointSink sink;
+    QCOMPARE(m_driver.query(&g_scripted, 7, PointSink::collect, &sink), result);
+    if (result == 0) {
+        // Nothing of a failed read reaches the caller, and it stops at the failing block.
+        QVERIFY(sink.calls.isEmpty());
+        QCOMPARE(g_script.requests.size(), target + 1);
+        return;
+    }
+    QCOMPARE(g_script.requests.size(), regmap::kBlockCount);
+    QCOMPARE(sink.calls.size(), totalPoints());
+    for (const QByteArray& request : g_script.requests)
+        QCOMPARE(quint8(request[0]), quint8(7));
+    // The identity block is the second answer: its text bytes carry its fill.
+    QCOMPARE(int(sink.values.value(4000)), int(quint8(fillFor(1))));
+}
+
+// Modbus TCP here carries no transaction numbers: the late answer to an
+// abandoned alarm-block request once passed for the next query's alarm
+// answer, raising and clearing every alarm.
+void tst_driver::lateAnswerIsDrained()
+{
+    g_script.fault = Fault::Silent;
+    PointSink first;
+    QCOMPARE(m_driver.query(&g_scripted, 7, PointSink::collect, &first), 0);
+    g_script.line = readAnswer(g_script.requests[0], 0, char(0xFF));   // arrives late, all alarms set
+    g_script.fault = Fault::None;
+    g_script.requests.clear();
+    PointSink second;
+    QCOMPARE(m_driver.query(&g_scripted, 7, PointSink::collect, &second), 1);
+    // A one-register probe goes first; the alarm block is the second request,
+    // answered with the fill 0x22: bits 1 and 5.
+    QCOMPARE(g_script.requests.size(), regmap::kBlockCount + 1);
+    QCOMPARE(g_script.requests[0].left(6).toHex(), QByteArray("070300000001"));
+    QCOMPARE(second.values.value(2000), 0.0f);
+    QCOMPARE(second.values.value(2001), 1.0f);
+    QCOMPARE(second.values.value(2007), 0.0f);
+}
+
+void tst_driver::scriptedControl_data()
+{
+    QTest::addColumn<QByteArray>("command");
+    QTest::addColumn<Fault>("fault");
+    QTest::addColumn<int>("result");
+    QTest::addColumn<QByteArray>("request");   // hex the sent request starts with
+    QTest::newRow("buzzer on") << QByteArray("17,") << Fault::None << 0 << QByteArray("0710020000020400110000");
+    QTest::newRow("setting, one register") << QByteArray("3017,48") << Fault::None << 0 << QByteArray("070600110030");
+    QTest::newRow("text, function 16") << QByteArray("3077,AB") << Fault::None << 0
+                                       << QByteArray("0710004d00050a41420000000000000000");
+    QTest::newRow("system time") << QByteArray("3103,24,05,06,12,30,00") << Fault::None << 0
+                                 << QByteArray("0710005a0003061805060c1e00");
+    QTest::newRow("exception") << QByteArray("17,") << Fault::Exception << 1 << QByteArray("071002000002040011");
+    QTest::newRow("wrong echo") << QByteArray("3017,48") << Fault::WrongEcho << 1 << QByteArray("0706001100");
+    QTest::newRow("silent") << QByteArray("18,") << Fault::Silent << 1 << QByteArray("07100200");
+    QTest::newRow("bad CRC") << QByteArray("3017,48") << Fault::BadCrc << 1 << QByteArray("07060011");
+}
+
+void tst_driver::scriptedControl()
+{
+    QFETCH(QByteArray, command);
+    QFETCH(Fault, fault);
+    QFETCH(QByteArray, request);
+    g_script.fault = fault;
+    QTEST(m_driver.control(&g_scripted, 7, command.constData(), nullptr), "result");
+    QCOMPARE(g_script.requests.size(), 1);
+    QByteArray sent = g_script.requests[0];
+    QVERIFY2(sent.toHex().startsWith(request), sent.toHex().constData());
+    QCOMPARE(checkModbufCRC(reinterpret_cast<unsigned char*>(sent.data()), sent.size()), 0);
+}
+
+void tst_driver::refusedInput_data()
+{
+    QTest::addColumn<QByteArray>("command");
+    QTest::addColumn<int>("address");
+    QTest::newRow("no comma") << QByteArray("17") << 7;
+    QTest::newRow("negative code") << QByteArray("-3,1") << 7;
+    QTest::newRow("argument too large") << QByteArray("0,70000") << 7;
+    QTest::newRow("unknown point") << QByteArray("2999,1") << 7;
+    QTest::newRow("alarm point") << QByteArray("2022,1") << 7;
+    QTest::newRow("too long") << QByteArray(200, '7') << 7;
+    QTest::newRow("address 0") << QByteArray("17,") << 0;
+}
+
+// Refused before anything goes on the line.
+void tst_driver::refusedInput()
+{
+    QFETCH(QByteArray, command);
+    QFETCH(int, address);
+    QCOMPARE(m_driver.control(&g_scripted, address, command.constData(), nullptr), 1);
+    PortHandle noRead = {nullptr, nullptr, scriptedWrite};
+    QCOMPARE(m_driver.control(&noRead, 7, "17,", nullptr), 1);
+    QCOMPARE(m_driver.control(nullptr, 7, "17,", nullptr), 1);
+    QCOMPARE(m_driver.control(&g_scripted, 7, nullptr, nullptr), 1);
+    PointSink sink;
+    QCOMPARE(m_driver.query(nullptr, 7, PointSink::collect, &sink), 0);
+    QCOMPARE(m_driver.query(&g_scripted, 7, nullptr, &sink), 0);
+    if (address != 7)
+        QCOMPARE(m_driver.query(&g_scripted, address, PointSink::collect, &sink), 0);
+    QVERIFY(g_script.requests.isEmpty());
+}
+
+void tst_driver::historyPages()
+{
+    g_script.historyRecords = 27;   // two pages: 25 and 2
+    QFile::remove("history.txt");
+    QCOMPARE(m_driver.control(&g_scripted, 7, "20,export.csv", nullptr), 0);
+    QCOMPARE(g_script.requests.size(), 3);
+    const QList<QByteArray> lines = readFile("history.txt").split('\n');
+    QCOMPARE(lines.size(), 28);
+    // Record r of page p carries the bytes p+1+10(r-25p) on.
+    for (int r = 0; r < 27; ++r) {
+        const int base = r / 25 + 1 + 10 * (r % 25);
+        const QList<QByteArray> fields = lines[r].split(' ');
+        QCOMPARE(fields.size(), 8);
+        QCOMPARE(fields[0].toInt(), (base & 0xFF) << 8 | ((base + 1) & 0xFF));
+        QCOMPARE(fields[1].toInt(), ((base + 2) & 0xFF) << 8 | ((base + 3) & 0xFF));
+        for (int k = 0; k < 6; ++k)
+            QCOMPARE(fields[2 + k].toInt(), (base + 4 + k) & 0xFF);
+    }
+    g_script = Script();
+    g_script.historyRecords = regmap::kHistoryMaxRecords + 1;
+    QCOMPARE(m_driver.control(&g_scripted, 7, "20,", nullptr), 1);
+    QCOMPARE(g_script.requests.size(), 1);
+}
+
+void tst_driver::valuesAgreeWithLibmodbus_data()
+{
+    // Point, count, function, address, divisor (0: text bytes) as in
+    // docs/register-map.md; the range is a healthy 20 kVA unit at 45 % load.
+    QTest::addColumn<int>("point");
+    QTest::addColumn<int>("function");
+    QTest::addColumn<int>("address");
+    QTest::addColumn<int>("divisor");
+    QTest::addColumn<double>("low");
+    QTest::addColumn<double>("high");
+    QTest::newRow("input voltage R") << 4133 << 4 << 111 << 10 << 220.0 << 240.0;
+    QTest::newRow("output load R") << 4184 << 4 << 146 << 10 << 40.0 << 50.0;
+    QTest::newRow("battery negative voltage") << 4104 << 4 << 102 << 10 << -300.0 << -200.0;
+    QTest::newRow("rated capacity") << 4243 << 4 << 174 << 1 << 20.0 << 20.0;
+    QTest::newRow("cell float voltage") << 3019 << 3 << 19 << 100 << 2.1 << 3.65;
+    QTest::newRow("alarm rectifier fan failure") << 2325 << 2 << 325 << 1 << 1.0 << 1.0;
+    QTest::newRow("status point input abnormal") << 2368 << 2 << 368 << 1 << 0.0 << 0.0;
+    QTest::newRow("model text") << 4016 << 4 << 8 << 0 << 0.0 << 0.0;
+    QTest::newRow("company name text") << 3087 << 3 << 82 << 0 << 0.0 << 0.0;
+    QTest::newRow("system time") << 3103 << 3 << 90 << 0 << 0.0 << 0.0;
+}
+
+void tst_driver::valuesAgreeWithLibmodbus()
+{
+    QFETCH(int, point);
+    QFETCH(int, function);
+    QFETCH(int, address);
+    QFETCH(int, divisor);
+    QFETCH(double, low);
+    QFETCH(double, high);
+    PointSink sink;
+    QVERIFY(query(1, sink));
+    QCOMPARE(sink.calls.size(), totalPoints());
+    if (divisor == 0) {
+        const int points = regmap::findField(point)->points;
+        const std::vector<int> raw = readRaw(m_sim.port(), 1, function, address, (points + 1) / 2);
+        QCOMPARE(int(raw.size()), (points + 1) / 2);
+        for (int i = 0; i < points; ++i)
+            QCOMPARE(int(sink.values.value(point + i)), i % 2 == 0 ? raw[size_t(i / 2)] >> 8 : raw[size_t(i / 2)] & 0xFF);
+        return;
+    }
+    const std::vector<int> raw = readRaw(m_sim.port(), 1, function, address, 1);
+    QCOMPARE(int(raw.size()), 1);
+    const double value = sink.values.value(point);
+    QVERIFY(qAbs(value - double(short(raw[0])) / divisor) < 1e-4);
+    QVERIFY2(value >= low - 1e-4 && value <= high + 1e-4, qPrintable(QString::number(value)));
+}
+
+void tst_driver::commandsAndSettings_data()
+{
+    // Each row works on a unit of its own, fresh from the factory.
+    QTest::addColumn<int>("unit");
+    QTest::addColumn<QByteArray>("command");   // steps separated by ";", all but the last acknowledged
+    QTest::addColumn<int>("result");
+    QTest::addColumn<int>("point");
+    QTest::addColumn<QByteArray>("before");
+    QTest::addColumn<QByteArray>("after");
+    QTest::newRow("buzzer off") << 2 << QByteArray("18,") << 0 << 4260 << QByteArray("1") << QByteArray("0");
+    QTest::newRow("transfer to bypass") << 3 << QByteArray("10,") << 0 << 4161 << QByteArray("2") << QByteArray("1");
+    QTest::newRow("shutdown to bypass") << 4 << QByteArray("9,") << 0 << 4240 << QByteArray("2") << QByteArray("0");
+    QTest::newRow("transfer back to inverter") << 18 << QByteArray("10,;11,") << 0 << 4161 << QByteArray("2") << QByteArray("2");
+    QTest::newRow("buzzer on again") << 17 << QByteArray("18,;17,") << 0 << 4260 << QByteArray("1") << QByteArray("1");
+    QTest::newRow("cancel battery test") << 35 << QByteArray("0,;3,") << 0 << 4259 << QByteArray("0") << QByteArray("0");
+    QTest::newRow("discharge test of 10 min") << 7 << QByteArray("0,10") << 0 << 4259 << QByteArray("0") << QByteArray("1");
+    QTest::newRow("clear fault") << 9 << QByteArray("12,") << 0 << 2325 << QByteArray("1") << QByteArray("0");
+    QTest::newRow("start up after shutdown") << 19 << QByteArray("4,;7,") << 0 << 4223 << QByteArray("1") << QByteArray("1");
+    QTest::newRow("unknown code refused by unit") << 11 << QByteArray("5,") << 1 << 4161 << QByteArray("2") << QByteArray("2");
+    QTest::newRow("scaled setting") << 21 << QByteArray("3019,230") << 0 << 3019 << QByteArray("2.27") << QByteArray("2.3");
+    QTest::newRow("text with comma") << 26 << QByteArray("3087,A,B") << 0 << 3087 << QByteArray("SimPower Ltd") << QByteArray("A,B");
+    QTest::newRow("system time") << 28 << QByteArray("3103,24,05,06,12,30,00") << 0 << 3103
+                                 << QByteArray() << QByteArray("\x18\x05\x06\x0c\x1e", 5);
+    QTest::newRow("text too long") << 29 << QByteArray("3150,012345678901234") << 1 << 3150
+                                   << QByteArray("00000000000000") << QByteArray("00000000000000");
+    QTest::newRow("time field out of range") << 31 << QByteArray("3103,24,05,06,12,30,900") << 1 << 3017
+                                             << QByteArray("40") << QByteArray("40");
+    QTest::newRow("register not carried") << 34 << QByteArray("3009,1") << 1 << 3017 << QByteArray("40") << QByteArray("40");
+}
+
+void tst_driver::commandsAndSettings()
+{
+    QFETCH(int, unit);
+    QFETCH(QByteArray, command);
+    QFETCH(int, point);
+    QFETCH(QByteArray, before);
+    QFETCH(QByteArray, after);
+    PointSink first;
+    QVERIFY(query(unit, first));
+    if (!before.isNull())
+        checkPoint(first, point, before);
+    const QList<QByteArray> steps = command.split(';');
+    for (int i = 0; i < steps.size() - 1; ++i)
+        QCOMPARE(control(unit, steps[i].constData()), 0);
+    QTEST(control(unit, steps.last().constData()), "result");
+    PointSink second;
+    QVERIFY(query(unit, second));
+    checkPoint(second, point, after);
+}
+
+void tst_driver::historyDownload()
+{
+    constexpr int kUnit = 40;
+    QFile::remove("history.txt");
+    PointSink sink;
+    QVERIFY(query(kUnit, sink));
+    QCOMPARE(control(kUnit, "20,export.csv"), 0);
+    QSet<QString> events;
+    for (const QByteArray& line : readFile("history.txt").split('\n')) {
+        if (line.isEmpty())
+            continue;
+        const QList<QByteArray> fields = line.split(' ');
+        QCOMPARE(fields.size(), 8);
+        for (int i = 0; i < 6; ++i)   // the unit's clock is frozen
+            QCOMPARE(fields[2 + i].toInt(), int(sink.values.value(3103 + i)));
+        events.insert(fields[0] + "/" + fields[1]);
+    }
+    QVERIFY(events.contains("325/1"));   // the scenario's fault
+    QVERIFY(events.contains("19/1"));    // the minor alarm it raises
+    QCOMPARE(control(kUnit, "13,"), 0);  // clears the unit's history
+    QCOMPARE(control(kUnit, "20,"), 0);
+    QCOMPARE(QFileInfo("history.txt").size(), 0);
+}
+
+// Four collector threads in one driver instance share the 64 units.
+void tst_driver::unitsInParallel()
+{
+    std::atomic<int> good {0};
+    std::vector<std::thread> threads;
+    const quint16 port = quint16(m_sim.port());
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([this, t, port, &good] {
+            QTcpSocket socket;
+            socket.connectToHost("127.0.0.1", port);
+            if (!socket.waitForConnected(10000))
+                return;
+            for (int unit = 1 + t; unit <= 64; unit += 4) {
+                PointSink sink;
+                if (query(unit, sink, &socket) && int(sink.values.value(3002)) == unit
+                        && sink.text(4080, 16) == "UPS unit " + QByteArray::number(unit))
+                    ++good;
+            }
+        });
+    }
+    for (std::thread& t : threads)
+        t.join();
+    QCOMPARE(good.load(), 64);
+}
+
+void tst_driver::silentUnitCostsOneTimeout()
+{
+    SimProcess silent;
+    QVERIFY(silent.start({"--speed", "0", "--scenario", writeScenario("tcp-silent", "at 0 silence 100000\n")}));
+    QTcpSocket socket;
+    socket.connectToHost("127.0.0.1", quint16(silent.port()));
+    QVERIFY(socket.waitForConnected(10000));
+    PortHandle handle = {&socket, TcpCommRead, TcpCommWrite};
+    PointSink sink;
+    QElapsedTimer clock;
+    clock.start();
+    QCOMPARE(m_driver.query(&handle, 1, PointSink::collect, &sink), 0);
+    QVERIFY2(clock.elapsed() < 3500, qPrintable(QString::number(clock.elapsed())));   // one 1 s timeout, not four
+    QVERIFY(sink.calls.isEmpty());
+}
+
+// RTU on a socat pty pair through the plugin's SerialPort and CommRead/CommWrite.
+void tst_driver::serialLine()
+{
+    if (QStandardPaths::findExecutable("socat").isEmpty())
+        QSKIP("socat is not installed (scripts/install-deps.sh test installs it)");
+    PtyPair pair;
+    QVERIFY(pair.start("ttyUPS0", "ttyUPS1"));
+    SimProcess sim;
+    QVERIFY2(sim.start({"--no-tcp", "--rtu", pair.b + ",9600,N,8,1", "--speed", "0", "--scenario",
+                        writeScenario("serial-fault", "at 0 fault 325 on\n")}), qPrintable(sim.output()));
+    SerialPort port;
+    QVERIFY(port.CommOpen(pair.a, "9600,n,8,1", 200));
+    PortHandle handle = {&port, CommRead, CommWrite};
+    PointSink sink;
+    QCOMPARE(m_driver.query(&handle, 1, PointSink::collect, &sink), 1);
+    QCOMPARE(sink.calls.size(), totalPoints());
+    QCOMPARE(sink.values.value(2325), 1.0f);
+    QCOMPARE(sink.text(4080, 16), QByteArray("UPS unit 1"));
+    QCOMPARE(m_driver.control(&handle, 1, "3109,SN-0042", nullptr), 0);
+    // Unit 9 is not on the line: one timeout, then unit 1 answers again (the
+    // first request after the silent one may be taken as unit 9's answer).
+    PointSink none;
+    QElapsedTimer clock;
+    clock.start();
+    QCOMPARE(m_driver.query(&handle, 9, PointSink::collect, &none), 0);
+    QVERIFY2(clock.elapsed() < 3500, qPrintable(QString::number(clock.elapsed())));
+    PointSink again;
+    QVERIFY(m_driver.query(&handle, 1, PointSink::collect, &again) == 1
+            || m_driver.query(&handle, 1, PointSink::collect, &again) == 1);
+    QCOMPARE(again.text(3109, 16), QByteArray("SN-0042"));
+    port.close();
+}
+
+void tst_driver::simulatorArguments_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("unknown scenario") << QStringList{"--scenario", "no-such"} << 2 << "unknown scenario: no-such";
+    QTest::newRow("missing device path") << QStringList{"--no-tcp", "--rtu", "/nonexistent/ttyUPS9"} << 1
+                                         << "no such serial device: /nonexistent/ttyUPS9";
+    QTest::newRow("bad serial settings") << QStringList{"--rtu", "/dev/null,9600,Q"} << 2 << "bad value for --rtu";
+    QTest::newRow("units past 247") << QStringList{"--unit", "200", "--units", "64"} << 2 << "unit addresses past 247";
+    QTest::newRow("unknown option") << QStringList{"--bogus"} << 2 << "unknown option --bogus";
+    QTest::newRow("option without value") << QStringList{"--unit"} << 2 << "--unit needs a value";
+    QTest::newRow("nothing to serve") << QStringList{"--no-tcp"} << 2 << "nothing to serve";
+    QTest::newRow("stops on SIGINT") << QStringList{"--tcp", "127.0.0.1:0"} << 0 << "upssim: stopped";
+}
+
+void tst_driver::simulatorArguments()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, message);
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(SimProcess::program(), arguments);
+    QVERIFY(process.waitForStarted(10000));
+    QString seen;
+    if (arguments.contains("127.0.0.1:0")) {
+        QVERIFY(QTest::qWaitFor([&] { process.waitForReadyRead(100);
+                                      return (seen += process.readAll()).contains("listening"); }, 20000));
+        QCOMPARE(::kill(pid_t(process.processId()), SIGINT), 0);
+    }
+    QVERIFY(process.waitForFinished(20000));
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QTEST(process.exitCode(), "code");
+    seen += process.readAll();
+    QVERIFY2(seen.contains(message), qPrintable(seen));
+}
+
+void tst_driver::simulatorScenarios_data()
+{
+    // Scenario, speed, and the point values that must all show.
+    QTest::addColumn<QString>("scenario");
+    QTest::addColumn<QString>("speed");
+    QTest::addColumn<Points>("expected");
+    QTest::addColumn<QString>("statusText");
+    QTest::newRow("mains failure") << "mains-failure" << "40"
+                                   << Points{{2021, 1}, {2368, 1}, {4250, 2}, {4219, 0}, {4101, 4}} << "mains failed";
+    QTest::newRow("low battery to shutdown") << "low-battery" << "150"
+                                             << Points{{2022, 1}, {2023, 1}, {4223, 0}, {4250, 0}} << "output off";
+    QTest::newRow("overload to bypass") << "overload" << "40"
+                                        << Points{{2141, 1}, {2140, 1}, {4161, 1}, {4218, 1}} << "load on bypass";
+    QTest::newRow("manual bypass") << "bypass" << "40" << Points{{2020, 1}, {4250, 4}} << "load on bypass";
+    QTest::newRow("faults") << "faults" << "40" << Points{{2325, 1}, {2019, 1}, {2018, 1}} << "2325";
+    // Answers, stops answering (15 s simulated), answers again (35 s).
+    QTest::newRow("comm drop and back") << "comm-drop" << "20" << Points{} << "not answering";
+}
+
+void tst_driver::simulatorScenarios()
+{
+    QFETCH(QString, scenario);
+    QFETCH(QString, speed);
+    QFETCH(Points, expected);
+    QFETCH(QString, statusText);
+    SimProcess sim;
+    QVERIFY(sim.start({"--scenario", scenario, "--speed", speed}));
+    QTcpSocket socket;
+    socket.connectToHost("127.0.0.1", quint16(sim.port()));
+    QVERIFY(socket.waitForConnected(10000));
+    QList<int> results;   // answered or not, changes only
+    QMap<int, float> last;
+    const bool reached = QTest::qWaitFor([&] {
+        PointSink sink;
+        const int answered = query(1, sink, &socket) ? 1 : 0;
+        if (results.isEmpty() || results.last() != answered)
+            results << answered;
+        if (!answered)
+            return false;
+        last = sink.values;
+        for (auto it = expected.cbegin(); it != expected.cend(); ++it)
+            if (sink.values.value(it.key()) != it.value())
+                return false;
+        return !expected.isEmpty() || results.size() == 3;
+    }, 30000);
+    QString seen;
+    for (auto it = expected.cbegin(); it != expected.cend(); ++it)
+        seen += QString(" %1=%2").arg(it.key()).arg(last.value(it.key()));
+    QVERIFY2(reached, qPrintable(seen));
+    if (expected.isEmpty())
+        QCOMPARE(results, (QList<int>{1, 0, 1}));
+    QVERIFY2(sim.output().contains(statusText), qPrintable(sim.output()));
+}
+
+// docs/register-map.md says what the table says, and no block's answer can
+// pass for another's (function code or byte count differ).
+void tst_driver::registerMapDocument()
+{
+    using namespace regmap;
+    const QString text = QString::fromUtf8(readFile(QStringLiteral(VEK5_SOURCE_DIR "/docs/register-map.md")));
+    const QRegularExpression row("^\\| (\\d+)(?:-(\\d+))? \\| ([234]) \\| (\\d+)(?:-(\\d+))? \\| (bit|number|text|date) \\| (\\d*) \\|",
+                                 QRegularExpression::MultilineOption);
+    const char* const encodings[] = {"bit", "number", "text", "date"};
+    int rows = 0;
+    for (auto it = row.globalMatch(text); it.hasNext(); ++rows) {
+        const QRegularExpressionMatch m = it.next();
+        const int first = m.captured(1).toInt();
+        const Field* f = findField(first);
+        QVERIFY2(f != nullptr && f->point == first, qPrintable(m.captured(0)));
+        QCOMPARE(f->points, (m.captured(2).isEmpty() ? first : m.captured(2).toInt()) - first + 1);
+        QCOMPARE(int(f->table), m.captured(3).toInt());
+        const int address = m.captured(4).toInt();
+        QCOMPARE(f->address, address);
+        QCOMPARE(fieldWidth(*f), (m.captured(5).isEmpty() ? address : m.captured(5).toInt()) - address + 1);
+        QCOMPARE(QString(encodings[f->encoding]), m.captured(6));
+        if (f->encoding == Number)
+            QCOMPARE(f->divisor, m.captured(7).toInt());
+    }
+    QCOMPARE(rows, kFieldCount);
+    for (int i = 0; i < kBlockCount; ++i)
+        for (int j = i + 1; j < kBlockCount; ++j) {
+            const Block& a = kBlocks[i];
+            const Block& b = kBlocks[j];
+            const int bytesA = a.table == DiscreteInputs ? (a.count + 7) / 8 : 2 * a.count;
+            const int bytesB = b.table == DiscreteInputs ? (b.count + 7) / 8 : 2 * b.count;
+            QVERIFY(a.table != b.table || bytesA != bytesB);
+        }
+}
+
+QTEST_GUILESS_MAIN(tst_driver)
+#include "tst_driver.moc"

@@ -1,0 +1,613 @@
+// The panel's widgets on the offscreen platform: point texts of the
+// catalogue records, the energy-flow diagram, the setting dialog and the
+// message box, and the main view's tabs, alarms, buttons and user levels.
+
+#include "Dialog.h"
+#include "Energyline.h"
+#include "MsgBox.h"
+#include "ParameterInformation.h"
+#include "vek5View.h"
+#include "vek5_10_30k_View.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDateTimeEdit>
+#include <QFileDialog>
+#include <QGridLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QStackedWidget>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QtTest>
+
+#include <functional>
+#include <memory>
+
+using DataMap = QMap<int, QVariant>;
+using Modal = std::function<void(QWidget*)>;
+Q_DECLARE_METATYPE(Energyline::PanelText)
+
+namespace {
+
+// "id=value,..." -> data map; values with a dot become doubles.
+DataMap parseMap(const QString& text)
+{
+    DataMap map;
+    for (const QString& pair : text.split(',', Qt::SkipEmptyParts)) {
+        const QString value = pair.section('=', 1);
+        map.insert(pair.section('=', 0, 0).toInt(), value.contains('.') ? QVariant(value.toDouble()) : QVariant(value.toInt()));
+    }
+    return map;
+}
+
+DataMap bytePoints(int first, const QByteArray& text)
+{
+    DataMap map;
+    for (int i = 0; i < text.size(); ++i)
+        map.insert(first + i, int(quint8(text.at(i))));
+    return map;
+}
+
+QString flags(const Energyline& w, bool views)
+{
+    QString s;
+    for (int i = 0; i < (views ? Energyline::ViewCount : Energyline::FlowCount); ++i)
+        s += (views ? w.viewFlag(i) : w.flowFlag(i)) ? '1' : '0';
+    return s;
+}
+
+// Answers the coming modal dialogs in turn, one action each.
+void answerModals(QObject* owner, const QList<Modal>& actions)
+{
+    auto remaining = std::make_shared<QList<Modal>>(actions);
+    auto last = std::make_shared<QPointer<QWidget>>();
+    auto* timer = new QTimer(owner);
+    QObject::connect(timer, &QTimer::timeout, timer, [timer, remaining, last] {
+        QWidget* modal = QApplication::activeModalWidget();
+        if (!modal || !modal->isVisible() || modal == last->data())
+            return;
+        *last = modal;
+        remaining->takeFirst()(modal);
+        if (remaining->isEmpty())
+            timer->deleteLater();
+    });
+    timer->start(10);
+}
+
+void confirm(QWidget* w) { qobject_cast<MsgBox*>(w)->okBtn_press(); }
+void decline(QWidget* w) { qobject_cast<MsgBox*>(w)->cancleBtn_press(); }
+
+ParameterInformation* record(vek5_10_30k_View& catalogue, const QString& list, int index)
+{
+    return (list == "basic" ? catalogue.getBasicConfig() : list == "battery" ? catalogue.getBatteryConfig()
+            : list == "adjust" ? catalogue.getAdjustConfig() : catalogue.getDevInfoConfig()).value(index);
+}
+
+QTabWidget* tabs(QWidget& view) { return view.findChild<QTabWidget*>("devStacketTable"); }
+
+} // namespace
+
+class tst_views : public QObject
+{
+    Q_OBJECT
+private slots:
+    void displayText_data();
+    void displayText();
+    void comboAndRange_data();
+    void comboAndRange();
+    void flows_data();
+    void flows();
+    void panelTexts_data();
+    void panelTexts();
+    void clicksOpenPanels_data();
+    void clicksOpenPanels();
+    void paintAndAnimate();
+    void dialogSends_data();
+    void dialogSends();
+    void viewLayoutAndRefresh();
+    void alarms_data();
+    void alarms();
+    void buttons_data();
+    void buttons();
+    void downloadHistory_data();
+    void downloadHistory();
+    void userLevel_data();
+    void userLevel();
+    void doubleClickOpensDialog_data();
+    void doubleClickOpensDialog();
+    void msgBoxDrag();
+};
+
+void tst_views::displayText_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<int>("pointId");
+    QTest::addColumn<int>("pointCount");
+    QTest::addColumn<QString>("unit");
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<DataMap>("data");
+    QTest::addColumn<QString>("expected");
+    const QStringList none;
+    QTest::newRow("int") << 0 << 4274 << 0 << "Day" << none << DataMap{{4274, 365}} << "365Day";
+    QTest::newRow("three ints, middle absent") << 1 << 100 << 0 << "V" << none << DataMap{{100, 1}, {102, 3}} << "1/0/3V";
+    QTest::newRow("three one-decimals") << 5 << 4133 << 0 << "V" << none
+                                        << DataMap{{4133, 230.04}, {4134, 229.96}, {4135, 231}} << "230.0/230.0/231.0V";
+    QTest::newRow("three two-decimals") << 7 << 50 << 0 << "A" << none
+                                        << DataMap{{50, 1.5}, {51, 0}, {52, 3.126}} << "1.50/0.00/3.13A";
+    QTest::newRow("text strips blanks, stops at zero") << 9 << 4000 << 8 << "" << none
+                                                       << bytePoints(4000, QByteArray("  AB\0CD ", 8)) << "AB";
+    QTest::newRow("text keeps low byte") << 9 << 4000 << 2 << "" << none << DataMap{{4000, 0x141}, {4001, 0x342}} << "AB";
+    QTest::newRow("text utf-8") << 9 << 4000 << 4 << "" << none << bytePoints(4000, QByteArray("\xe2\x84\x83\0", 4))
+                                << QString::fromUtf8("\xe2\x84\x83");
+    QTest::newRow("system time") << 9 << 3103 << 6 << "" << none
+                                 << DataMap{{3103, 24}, {3104, 5}, {3105, 6}, {3106, 12}, {3107, 30}, {3108, 0}}
+                                 << "2024/05/06 12:30:00";
+    QTest::newRow("date of two fields is too short") << 9 << 3103 << 2 << "" << none << DataMap{{3103, 24}, {3104, 5}} << "";
+    QTest::newRow("option") << 11 << 3011 << 0 << "%" << QStringList{"Enable", "Disable"} << DataMap{{3011, 1}} << "Disable%";
+    QTest::newRow("unassigned type") << 3 << 7 << 3 << "V" << QStringList{"a"} << DataMap{{7, 1}} << "";
+}
+
+void tst_views::displayText()
+{
+    QFETCH(int, type);
+    QFETCH(int, pointId);
+    QFETCH(int, pointCount);
+    QFETCH(QString, unit);
+    QFETCH(QStringList, options);
+    QFETCH(DataMap, data);
+    ParameterInformation record;
+    record.type = type;
+    record.pointId = pointId;
+    record.pointCount = pointCount;
+    record.unit = unit;
+    record.addCombo(options);
+    QTEST(record.displayText(data), "expected");
+}
+
+void tst_views::comboAndRange_data()
+{
+    QTest::addColumn<QStringList>("texts");
+    QTest::addColumn<QList<float>>("values");   // empty: by position
+    QTest::addColumn<QStringList>("expected");  // "text=value" in map order
+    QTest::addColumn<QList<int>>("range");      // min raw, max raw, ratio x100
+    QTest::addColumn<QString>("rangeText");
+    QTest::newRow("by position, ordered by text") << QStringList{"b", "a", "c"} << QList<float>()
+                                                  << QStringList{"a=1", "b=0", "c=2"} << QList<int>{0, 0, 0} << "-";
+    QTest::newRow("values truncate toward zero") << QStringList{"x", "y", "z"} << QList<float>{-1.7f, -0.2f, 2.9f}
+                                                 << QStringList{"x=-1", "y=0", "z=2"} << QList<int>{210, 365, 1} << "2.1-3.65";
+    QTest::newRow("short value list maps what it can") << QStringList{"a", "b"} << QList<float>{3}
+                                                       << QStringList{"a=3"} << QList<int>{1, 3000000, 100} << "1-3e+06";
+    QTest::newRow("negative range") << QStringList() << QList<float>() << QStringList() << QList<int>{-5, 5, 50} << "-2.5-2.5";
+}
+
+void tst_views::comboAndRange()
+{
+    QFETCH(QStringList, texts);
+    QFETCH(QList<float>, values);
+    QFETCH(QList<int>, range);
+    ParameterInformation record;
+    if (values.isEmpty())
+        record.addCombo(texts);
+    else
+        record.addCombo(texts, values);
+    QStringList actual;
+    for (auto it = record.comboMap.constBegin(); it != record.comboMap.constEnd(); ++it)
+        actual << QString("%1=%2").arg(it.key()).arg(it.value());
+    QTEST(actual, "expected");
+    record.minRaw = range[0];
+    record.maxRaw = range[1];
+    record.ratio = range[2] / 100.0f;
+    QTEST(record.rangeText(), "rangeText");
+}
+
+void tst_views::flows_data()
+{
+    QTest::addColumn<QString>("data");
+    QTest::addColumn<QString>("flags");
+    QTest::newRow("empty") << "" << "000000";
+    QTest::newRow("input only") << "4219=1" << "100000";
+    QTest::newRow("input as double") << "4219=1.0" << "100000";
+    QTest::newRow("discharging") << "4221=1,4224=1" << "001000";
+    QTest::newRow("rec inv battery") << "4220=1,4221=1,4224=1" << "011100";
+    QTest::newRow("bypass and inverter") << "4218=1,4222=1,4223=1" << "000011";
+}
+
+void tst_views::flows()
+{
+    QFETCH(QString, data);
+    Energyline w;
+    w.flushData(parseMap("4218=1,4219=1,4220=1,4221=1,4222=1,4223=1,4224=1"));
+    QCOMPARE(flags(w, false), QString("111111"));
+    w.flushData(parseMap(data));   // set anew, not added to
+    QTEST(flags(w, false), "flags");
+    w.set_all_off_Flow();
+    QCOMPARE(flags(w, false), QString("000000"));
+}
+
+void tst_views::panelTexts_data()
+{
+    const QString deg = QString::fromUtf8("\xe2\x84\x83");
+    QTest::addColumn<QString>("data");
+    QTest::addColumn<Energyline::PanelText>("text");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("bypass current 1") << "4191=1,4195=12.25,4196=99.0" << Energyline::BypassCurrent << "12.3 A";
+    QTest::newRow("input voltage 1") << "4132=1,4133=380.0,4134=1.0" << Energyline::InputVoltage << "380.0 V";
+    QTest::newRow("output voltage 3") << "4162=3,4163=220.0,4164=221.0,4165=222.0" << Energyline::OutputVoltage
+                                      << "220.0/221.0/222.0 V";
+    QTest::newRow("bypass normal") << "4190=1" << Energyline::BypassStatus << "Normal";
+    QTest::newRow("bypass 2") << "4190=2" << Energyline::BypassStatus << "";
+    QTest::newRow("output inverter") << "4161=2" << Energyline::OutputMode << "Load on inverter";
+    QTest::newRow("battery most negative") << "4101=-2147483648" << Energyline::BatteryState << "";
+    QTest::newRow("rec pfc") << "4239=2" << Energyline::RectifierState << "PFC mode";
+    QTest::newRow("rec temp") << "4241=35.26" << Energyline::RectifierTemperature << "35.3 " + deg;
+    QTest::newRow("battery temp -11") << "4107=-11" << Energyline::BatteryTemperature << "-";
+    QTest::newRow("type from bytes, low byte only") << "4016=321,4017=578,4018=0,4019=90" << Energyline::DeviceType << "AB";
+    QTest::newRow("name stops at zero") << "4079=89,4080=99,4081=0,4082=65" << Energyline::DeviceName << "c";
+}
+
+void tst_views::panelTexts()
+{
+    QFETCH(QString, data);
+    QFETCH(Energyline::PanelText, text);
+    Energyline w;
+    w.flushData(parseMap(data));
+    QTEST(w.panelText(text), "expected");
+}
+
+void tst_views::clicksOpenPanels_data()
+{
+    QTest::addColumn<QPoint>("offset");   // from the centre
+    QTest::addColumn<QString>("views");
+    QTest::newRow("input") << QPoint(-262, 0) << "100000";
+    QTest::newRow("left of input") << QPoint(-301, 0) << "000000";
+    QTest::newRow("load") << QPoint(262, 0) << "000100";
+}
+
+// A click opens the block's panel, a second closes it; data keeps it open.
+void tst_views::clicksOpenPanels()
+{
+    QFETCH(QPoint, offset);
+    QFETCH(QString, views);
+    Energyline w;
+    w.setFixedSize(1001, 801);   // odd: the centre is the integer half
+    const QPoint centre(500, 400);
+    QTest::mouseClick(&w, Qt::LeftButton, Qt::NoModifier, centre + offset);
+    QCOMPARE(flags(w, true), views);
+    w.flushData(parseMap("4219=1"));
+    QCOMPARE(flags(w, true), views);
+    QTest::mouseClick(&w, Qt::LeftButton, Qt::NoModifier, centre + offset);
+    QCOMPARE(flags(w, true), QString("000000"));
+}
+
+void tst_views::paintAndAnimate()
+{
+    Energyline w;
+    w.resize(1280, 800);
+    DataMap full = parseMap("4218=1,4219=1,4220=1,4221=1,4222=1,4223=1,4224=1,4191=3,4132=3,4162=3,4190=1,4250=1,"
+                            "4248=2,4161=2,4101=3,4239=2,4240=2,4241=41.5,4103=240.0,4104=-240.0,4107=25.0,4110=90,4111=100");
+    for (int id = 4133; id <= 4200; ++id)
+        full.insert(id, 10.0 + id % 11);
+    w.flushData(full);
+    const QPoint centre(640, 400);
+    for (const QPoint& p : {QPoint(-262, 0), QPoint(-262, -150), QPoint(262, 0), QPoint(0, 117), QPoint(92, 0)})
+        QTest::mouseClick(&w, Qt::LeftButton, Qt::NoModifier, centre + p);
+    QCOMPARE(flags(w, true), QString("111111"));
+    QImage img(w.size(), QImage::Format_ARGB32);
+    img.fill(Qt::white);
+    w.render(&img, QPoint(), QRegion(), QWidget::DrawChildren);
+    // Each block's top shows the gradient's blue, the battery body its dark end.
+    for (const QPointF& tl : {QPointF(-300, -37.5), QPointF(-300, -187.5), QPointF(-130, -37.5), QPointF(225, -37.5)}) {
+        const QRgb c = img.pixel((QPointF(centre) + tl + QPointF(37, 4)).toPoint());
+        QVERIFY2(qBlue(c) > 200 && qRed(c) < 180, qPrintable(QString::number(c, 16)));
+    }
+    const QRgb battery = img.pixel(centre + QPoint(0, 152));
+    QVERIFY(qBlue(battery) > 150 && qRed(battery) < 120);
+    // The flow dashes move on the timer and wrap near -1000.
+    QVERIFY(QTest::qWaitFor([&w] { return w.flowOffset() < 0.0f; }, 10000));
+    float previous = w.flowOffset();
+    for (int step = 0; step < 3000 && w.flowOffset() <= previous; ++step) {
+        previous = w.flowOffset();
+        w.advanceFlow();
+    }
+    QVERIFY(previous <= -999.5f);
+    QVERIFY(w.flowOffset() > -1.0f);
+}
+
+void tst_views::dialogSends_data()
+{
+    QTest::addColumn<QString>("list");
+    QTest::addColumn<int>("index");
+    QTest::addColumn<QString>("input");    // typed, or the start of an option
+    QTest::addColumn<QString>("request");  // empty: out of range, refused
+    QTest::addColumn<QString>("node");
+    QTest::newRow("ratio 0.01") << "battery" << 3 << "2.25" << "3019,225" << "2.25";
+    QTest::newRow("rounds half up") << "battery" << 1 << "12.5" << "3018,13" << "12.5";
+    QTest::newRow("option 2.0") << "adjust" << 9 << "2.0" << "3023,200" << "2.0";
+    QTest::newRow("option with own value") << "basic" << 0 << "EC" << "3000,4" << "ECO";
+    QTest::newRow("system time") << "devinfo" << 14 << "2024/05/06 12:30:00" << "3103,24,05,06,12,30,00" << "24,05,06,12,30,00";
+    QTest::newRow("text cut to its points") << "devinfo" << 16 << "0123456789012345" << "3150,01234567890123" << "01234567890123";
+    QTest::newRow("below") << "battery" << 0 << "15" << "" << "";
+    QTest::newRow("above at ratio 0.01") << "battery" << 3 << "3.66" << "" << "";
+    QTest::newRow("cancelled") << "battery" << 0 << "20" << "cancel" << "";
+}
+
+// The setting dialog sends value / ratio; out of range it says so and stays.
+void tst_views::dialogSends()
+{
+    QFETCH(QString, list);
+    QFETCH(int, index);
+    QFETCH(QString, input);
+    QFETCH(QString, request);
+    vek5_10_30k_View catalogue;
+    ParameterInformation* param = record(catalogue, list, index);
+    Dialog dialog;
+    dialog.setDevName("UPS-7");
+    dialog.initial(param);
+    dialog.show();
+    auto* stack = dialog.findChild<QStackedWidget*>();
+    if (stack->currentIndex() == Dialog::ValuePage) {
+        auto* edit = dialog.findChild<QLineEdit*>();
+        edit->clear();
+        QTest::keyClicks(edit, input);
+    } else {
+        QTest::keyClicks(dialog.findChild<QComboBox*>(), input);
+    }
+    QSignalSpy spy(&dialog, &Dialog::postDEvent);
+    QSignalSpy finished(&dialog, &QDialog::finished);
+    QString shown;
+    if (request.isEmpty())
+        answerModals(&dialog, {[&shown](QWidget* box) { shown = box->findChild<QLabel*>()->text(); confirm(box); }});
+    QTest::mouseClick(dialog.findChild<QPushButton*>(request == "cancel" ? "btnWhite" : "btnBlue"), Qt::LeftButton);
+    if (request == "cancel") {
+        QCOMPARE(finished.size(), 1);
+        QCOMPARE(finished.at(0).at(0).toInt(), int(QDialog::Rejected));
+        QCOMPARE(spy.size(), 0);
+        return;
+    }
+    if (request.isEmpty()) {
+        QTRY_COMPARE_WITH_TIMEOUT(shown, QString("The value is out of range!"), 10000);
+        QCOMPARE(spy.size(), 0);
+        QVERIFY(dialog.isVisible());
+        QCOMPARE(param->valueText, QString("-"));
+        return;
+    }
+    QCOMPARE(spy.size(), 1);
+    QCOMPARE(spy.at(0).at(0).toInt(), 1029);
+    const QVariantMap map = spy.at(0).at(1).toMap();
+    QCOMPARE(map.value("controlId").toInt(), 2016);
+    QCOMPARE(map.value("controlValue").toString(), request);
+    QTEST(map.value("nodeValue").toString(), "node");
+    QCOMPARE(map.value("nodeName").toString(), param->label);
+    QCOMPARE(map.value("name").toString(), QString("UPS-7"));
+    QCOMPARE(stack->currentIndex(), int(Dialog::BusyPage));   // busy until it closes itself
+    QVERIFY(finished.wait(10000));
+    QCOMPARE(finished.at(0).at(0).toInt(), int(QDialog::Accepted));
+}
+
+// Laid out once, refreshed tab by tab: the overview gets data only while shown.
+void tst_views::viewLayoutAndRefresh()
+{
+    vek5View view;
+    const DataMap early {{4219, 1}};
+    view.flushData(early);
+    QCOMPARE(view.m_data, early);
+    QVERIFY(view.findChildren<QWidget*>().isEmpty());
+    view.refreshLayout();
+    const int objects = view.findChildren<QObject*>().size();
+    view.refreshLayout();
+    QCOMPARE(view.findChildren<QObject*>().size(), objects);
+    QCOMPARE(tabs(view)->count(), 5);
+    auto* energy = view.findChild<Energyline*>("OverviewTable");
+    tabs(view)->setCurrentIndex(1);
+    view.flushData(DataMap{{4219, 1}});
+    QVERIFY(!energy->flowFlag(0));
+    tabs(view)->setCurrentIndex(0);
+    view.flushData(DataMap{{4219, 1}});
+    QVERIFY(energy->flowFlag(0));
+
+    vek5_10_30k_View catalogue;
+    DataMap map;
+    for (int id = 3000; id <= 4275; ++id)
+        map.insert(id, 1 + id % 7);
+    tabs(view)->setCurrentIndex(2);
+    view.flushData(map);
+    const QList<ParameterInformation*> device = catalogue.getDeviceData();
+    const auto* grid = qobject_cast<QGridLayout*>(view.findChildren<QWidget*>("PanelBody").first()->layout());
+    for (int r = 0; r < device.size(); ++r)
+        QCOMPARE(qobject_cast<QLabel*>(grid->itemAtPosition(r, 1)->widget())->text(), device.at(r)->displayText(map));
+    tabs(view)->setCurrentIndex(3);
+    view.flushData(map);
+    const QList<ParameterInformation*> basic = catalogue.getBasicConfig();
+    auto* table = view.findChild<QTableWidget*>("basicTable");
+    QCOMPARE(table->rowCount(), basic.size());
+    for (int r = 0; r < basic.size(); ++r) {
+        QCOMPARE(table->item(r, 1)->text(), basic.at(r)->displayText(map));
+        QCOMPARE(table->item(r, 2)->text(), basic.at(r)->rangeText());
+    }
+}
+
+void tst_views::alarms_data()
+{
+    QTest::addColumn<DataMap>("data");
+    QTest::addColumn<QList<int>>("rows");
+    QTest::newRow("none") << DataMap{} << QList<int>{};
+    QTest::newRow("index order") << DataMap{{2300, 1}, {2000, 1}, {2511, 1}} << QList<int>{0, 300, 511};
+    QTest::newRow("beyond 511 ignored") << DataMap{{2512, 1}, {1999, 1}} << QList<int>{};
+}
+
+void tst_views::alarms()
+{
+    QFETCH(DataMap, data);
+    QFETCH(QList<int>, rows);
+    vek5View view;
+    view.refreshLayout();
+    tabs(view)->setCurrentIndex(1);
+    view.flushData(DataMap{{2100, 1}});   // must go when the next map lacks it
+    const QString firstSeen = view.findChild<QTableWidget*>("RecordTable")->item(0, 0)->text();
+    view.flushData(data);
+    auto* table = view.findChild<QTableWidget*>("RecordTable");
+    const QStringList texts = vek5_10_30k_View().getAlarmList();
+    QCOMPARE(table->rowCount(), rows.size());
+    for (int r = 0; r < rows.size(); ++r) {
+        QVERIFY(QDateTime::fromString(table->item(r, 0)->text(), "yyyy-MM-dd hh:mm:ss").isValid());
+        QVERIFY(table->item(r, 0)->text() >= firstSeen);
+        QCOMPARE(table->item(r, 1)->text(), texts.value(rows.at(r)));
+    }
+}
+
+void tst_views::buttons_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("accept");
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("value");
+    QTest::newRow("buzzer off") << "buzzer_off" << true << 1010 << "";
+    QTest::newRow("battery test") << "battery_test" << true << 1003 << "";
+    QTest::newRow("declined") << "power_off" << false << 0 << "";
+    QTest::newRow("upgrade, not laid out") << "ups_upgrade" << true << 1018 << "";
+    QTest::newRow("unknown name") << "mystery" << true << 2016 << "1,300";
+    QTest::newRow("system time from its editor") << "timeSet" << true << 1011 << "2024-05-06 12:30";
+}
+
+void tst_views::buttons()
+{
+    QFETCH(QString, name);
+    QFETCH(bool, accept);
+    vek5View view;
+    view.setName("UPS-A");
+    view.refreshLayout();
+    auto* button = view.findChild<QPushButton*>(name);
+    if (!button) {
+        button = new QPushButton("Extra", &view);
+        button->setObjectName(name);
+        connect(button, &QPushButton::clicked, &view, &vek5View::pushButtonSlot);
+    }
+    auto* edit = new QDateTimeEdit(QDateTime(QDate(2024, 5, 6), QTime(12, 30)), &view);
+    edit->setDisplayFormat("yyyy-MM-dd hh:mm");
+    edit->setObjectName("timeEdit");
+    QSignalSpy spy(&view, &CollectView::postDEvent);
+    answerModals(&view, {accept ? Modal(confirm) : Modal(decline)});
+    button->click();
+    QCOMPARE(spy.count(), accept ? 1 : 0);
+    if (!accept)
+        return;
+    QTEST(spy.at(0).at(0).toInt(), "type");
+    const auto record = spy.at(0).at(1).value<QMap<QString, QVariant>>();
+    QCOMPARE(record.value("name").toString(), QString("UPS-A"));
+    QTEST(record.value("controlValue").toString(), "value");
+}
+
+void tst_views::downloadHistory_data()
+{
+    QTest::addColumn<bool>("choose");
+    QTest::newRow("cancelled") << false;
+    QTest::newRow("file chosen") << true;
+}
+
+void tst_views::downloadHistory()
+{
+    QFETCH(bool, choose);
+    QTemporaryDir dir;
+    const QString path = dir.filePath("export.csv");
+    vek5View view;
+    view.refreshLayout();
+    QSignalSpy spy(&view, &CollectView::postDEvent);
+    const Modal file = [path, choose](QWidget* w) {
+        auto* fd = qobject_cast<QFileDialog*>(w);
+        if (!choose)
+            return fd->reject();
+        // Typed into the name field: selectFile() races the directory model.
+        fd->findChild<QLineEdit*>("fileNameEdit")->setText(path);
+        QMetaObject::invokeMethod(fd, "accept");
+    };
+    answerModals(&view, {confirm, file});
+    view.findChild<QPushButton*>("download_history_log")->click();
+    QCOMPARE(spy.count(), 1);
+    QCOMPARE(spy.at(0).at(0).toInt(), 1045);
+    const QVariantMap record = spy.at(0).at(1).toMap();
+    QCOMPARE(record.value("controlValue").toString(), choose ? path : QString());
+    QCOMPARE(QFileInfo::exists(path), choose);
+}
+
+void tst_views::userLevel_data()
+{
+    QTest::addColumn<int>("level");
+    QTest::addColumn<bool>("enabled");
+    QTest::newRow("guest") << 0 << false;
+    QTest::newRow("admin") << 2 << true;
+}
+
+void tst_views::userLevel()
+{
+    QFETCH(int, level);
+    QFETCH(bool, enabled);
+    vek5View view;
+    view.refreshLayout();
+    view.setUserInfo("someone", enabled ? 0 : 2);   // the opposite first
+    view.setUserInfo("someone", level);
+    QCOMPARE(view.findChild<QWidget*>("ControlTable")->isEnabled(), enabled);
+    QCOMPARE(tabs(view)->isTabEnabled(4), enabled);
+    QVERIFY(tabs(view)->isTabEnabled(3));
+}
+
+void tst_views::doubleClickOpensDialog_data()
+{
+    QTest::addColumn<int>("level");
+    QTest::addColumn<QString>("table");
+    QTest::addColumn<int>("row");
+    QTest::addColumn<bool>("prepared");
+    QTest::addColumn<bool>("shown");
+    QTest::newRow("guest, battery AH") << 0 << "batteryTable" << 1 << true << false;
+    QTest::newRow("level 1, work mode") << 1 << "basicTable" << 0 << false << false;
+    QTest::newRow("level 1, battery AH") << 1 << "batteryTable" << 1 << true << true;
+    QTest::newRow("level 2, work mode") << 2 << "basicTable" << 0 << true << true;
+}
+
+// Level 1 may open only some settings; a guest gets the dialog prepared, not shown.
+void tst_views::doubleClickOpensDialog()
+{
+    QFETCH(int, level);
+    QFETCH(QString, table);
+    QFETCH(int, row);
+    vek5View view;
+    view.refreshLayout();
+    view.setUserInfo(QString(), level);
+    auto* widget = view.findChild<QTableWidget*>(table);
+    emit widget->cellDoubleClicked(row, 1);
+    emit widget->cellDoubleClicked(widget->rowCount(), 1);   // past the end: nothing
+    const QString label = widget->item(row, 0)->text();
+    bool titled = false;
+    for (const QLabel* l : view.settingDialog()->findChildren<QLabel*>())
+        titled = titled || l->text() == label;
+    QTEST(titled, "prepared");
+    QTEST(view.settingDialog()->isVisible(), "shown");
+}
+
+// A message box follows a drag with the left button only.
+void tst_views::msgBoxDrag()
+{
+    MsgBox box(0, "notice");
+    box.show();
+    box.move(100, 100);
+    const QPoint start = box.pos();
+    auto send = [&box](QEvent::Type type, QPoint global, Qt::MouseButtons buttons) {
+        QMouseEvent event(type, QPoint(10, 12), global, Qt::LeftButton, buttons, Qt::NoModifier);
+        QApplication::sendEvent(&box, &event);
+    };
+    send(QEvent::MouseMove, start + QPoint(50, 50), Qt::NoButton);
+    QCOMPARE(box.pos(), start);
+    send(QEvent::MouseButtonPress, box.mapToGlobal(QPoint(10, 12)), Qt::LeftButton);
+    send(QEvent::MouseMove, start + QPoint(50, 37), Qt::LeftButton);
+    QCOMPARE(box.pos(), start + QPoint(40, 25));
+    send(QEvent::MouseButtonRelease, start, Qt::NoButton);
+    send(QEvent::MouseMove, start + QPoint(300, 300), Qt::NoButton);
+    QCOMPARE(box.pos(), start + QPoint(40, 25));
+}
+
+QTEST_MAIN(tst_views)
+#include "tst_views.moc"
