@@ -29,6 +29,12 @@ HostMonitor::HostMonitor(const HostOptions& options, QObject* parent)
 {
     connect(&m_dataLogTimer, &QTimer::timeout, this, &HostMonitor::writeDataLog);
     connect(&m_tickTimer, &QTimer::timeout, this, &HostMonitor::tick);
+    // Records reach the host within this many ms of their cycle.
+    m_inboxTimer.setInterval(50);
+    connect(&m_inboxTimer, &QTimer::timeout, this, [this] {
+        for (UnitSession* s : qAsConst(m_sessions))
+            s->drain();
+    });
     connect(&m_router, &CommandRouter::commandOutcome, this,
             [this](const QString& unit, const QString& command, const QString& outcome,
                    const QString& detail) {
@@ -186,6 +192,7 @@ bool HostMonitor::start(bool withViews, QString* error)
     for (UnitSession* s : qAsConst(m_sessions))
         s->start(withViews, answerTimeout);
     m_tickTimer.start(1000);
+    m_inboxTimer.start();
 
     const int logInterval = m_options.logInterval > 0 ? m_options.logInterval
                                                       : m_config.logInterval();
@@ -260,6 +267,7 @@ QStringList HostMonitor::shutdown()
 {
     m_dataLogTimer.stop();
     m_tickTimer.stop();
+    m_inboxTimer.stop();
     m_router.clear();
     // Ask every thread to leave first, then join them against one deadline,
     // so that the whole stop stays within it however many units there are.

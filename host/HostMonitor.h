@@ -40,7 +40,7 @@ public:
     bool start(bool withViews, QString* error);
     // Stops and deletes every collector (and with it its panel). Must run
     // before any widget that holds a panel is destroyed. Collectors still
-    // blocked in a cycle after 2.5 s are abandoned; their units are returned.
+    // blocked in a cycle after 2 s are abandoned; their units are returned.
     QStringList shutdown();
 
     const QList<UnitSession*>& sessions() const { return m_sessions; }
@@ -84,6 +84,7 @@ private:
     QList<UnitSession*> m_sessions;
     QTimer m_dataLogTimer;
     QTimer m_tickTimer;
+    QTimer m_inboxTimer;
     CommandRouter m_router;
     HostDirectory m_directory{&m_router};
     Policy m_policy{PolicySettings()};

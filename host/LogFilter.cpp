@@ -29,7 +29,7 @@ QStringList LogFilter::filter(bool debug, const QString& message, qint64 nowMs)
 {
     if (!debug)
         return {message};
-    QMutexLocker locker(&m_lock);
+    const std::lock_guard<std::mutex> locker(m_lock);
     auto it = m_seen.find(message);
     if (it == m_seen.end()) {
         if (m_seen.size() >= kMaxRemembered)

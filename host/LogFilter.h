@@ -7,9 +7,10 @@
 // log from their own threads.
 
 #include <QHash>
-#include <QMutex>
 #include <QString>
 #include <QStringList>
+
+#include <mutex>
 
 class LogFilter
 {
@@ -24,7 +25,7 @@ public:
 
 private:
     struct Seen { qint64 reportedMs; int repeats; };
-    QMutex m_lock;
+    std::mutex m_lock;     // a lock ThreadSanitizer sees, unlike QMutex
     QHash<QString, Seen> m_seen;
 };
 

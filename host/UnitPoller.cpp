@@ -20,4 +20,5 @@ void UnitPoller::run()
     timer.start(kPollPeriodMs);
     m_collector->poll();
     exec();
+    m_finished.store(true, std::memory_order_release);
 }

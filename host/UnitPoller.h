@@ -8,6 +8,8 @@
 
 #include <QThread>
 
+#include <atomic>
+
 class CollectThread;
 
 class UnitPoller : public QThread
@@ -16,11 +18,17 @@ class UnitPoller : public QThread
 public:
     explicit UnitPoller(CollectThread* collector, QObject* parent = nullptr);
 
+    // True once run() has returned. Read after wait(): the atomic makes the
+    // end of the thread visible to ThreadSanitizer, which cannot see the
+    // join inside Qt.
+    bool hasFinished() const { return m_finished.load(std::memory_order_acquire); }
+
 protected:
     void run() override;
 
 private:
     CollectThread* m_collector;
+    std::atomic<bool> m_finished{false};
 };
 
 #endif // UNITPOLLER_H

@@ -29,7 +29,12 @@ UnitSession::~UnitSession()
 void UnitSession::start(bool withView, int answerTimeoutSec)
 {
     m_collector->m_devName = m_settings.name;
-    connect(m_collector, &CollectThread::postDEvent, this, &UnitSession::onRecord);
+    connect(m_collector, &CollectThread::postDEvent, this,
+            [this](int type, const QMap<QString, QVariant>& record) {
+                const std::lock_guard<std::mutex> locker(m_inboxLock);
+                m_inbox.append(qMakePair(type, record));
+            },
+            Qt::DirectConnection);
     m_collector->loadConfig();
     if (withView) {
         m_view = m_collector->getView();
@@ -60,7 +65,7 @@ bool UnitSession::stop(QDeadlineTimer deadline)
     if (!m_collector)
         return true;
     QThread* thread = m_poller ? static_cast<QThread*>(m_poller) : m_collector;
-    if (!thread->wait(deadline)) {
+    if (!thread->wait(deadline) || (m_poller && !m_poller->hasFinished())) {
         // Deleting a running QThread aborts the process; leave it to the exit.
         qWarning().noquote() << QStringLiteral("collector of %1 (%2) is blocked in a cycle; abandoned")
                                     .arg(m_settings.name, m_settings.target());
@@ -76,6 +81,17 @@ bool UnitSession::stop(QDeadlineTimer deadline)
     m_collector = nullptr;
     m_view = nullptr;
     return true;
+}
+
+void UnitSession::drain()
+{
+    QList<QPair<int, QMap<QString, QVariant>>> records;
+    {
+        const std::lock_guard<std::mutex> locker(m_inboxLock);
+        records.swap(m_inbox);
+    }
+    for (const auto& r : qAsConst(records))
+        onRecord(r.first, r.second);
 }
 
 void UnitSession::sendCommand(int id, const QString& value)

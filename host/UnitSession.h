@@ -3,9 +3,10 @@
 
 // One monitored unit: its collector (made by the plugin's create()), the
 // thread that drives it, its panel if the plugin gives one, the last data it
-// reported and its status model. Every record of the collector arrives here
-// on the host's thread (auto connection: queued from the polling thread,
-// direct from the panel on the GUI thread).
+// reported and its status model. The collector's records are put in an inbox
+// on the thread that emits them and taken out on the host's thread by
+// drain(): the hand-over goes through a lock of our own, which
+// ThreadSanitizer sees, instead of Qt's event queue, which it cannot.
 
 #include <QDeadlineTimer>
 #include <QList>
@@ -13,6 +14,8 @@
 #include <QObject>
 #include <QTimer>
 #include <QVariant>
+
+#include <mutex>
 
 #include "HostConfig.h"
 #include "HostEvent.h"
@@ -62,7 +65,11 @@ public:
     // The host's shutdown policy fired (true) or its episode ended (false).
     void setForcedShutdown(bool on);
 
-    static const int kJoinTimeoutMs = 2500;
+    // Stopping must end within 3 s: this for joining, the rest for leaving.
+    static const int kJoinTimeoutMs = 2000;
+
+    // Host's thread: handles the records that arrived since the last call.
+    void drain();
 
 public slots:
     void onRecord(int type, QMap<QString, QVariant> record);
@@ -89,6 +96,8 @@ private:
     bool m_answered = false;
     QMap<int, QVariant> m_lastData;
     QTimer m_answerTimer;
+    std::mutex m_inboxLock;
+    QList<QPair<int, QMap<QString, QVariant>>> m_inbox;
 };
 
 #endif // UNITSESSION_H
