@@ -13,10 +13,25 @@ UnitPoller::UnitPoller(CollectThread* collector, QObject* parent)
 {
 }
 
+void UnitPoller::queueCommand(int id, const QString& value)
+{
+    const std::lock_guard<std::mutex> locker(m_commandLock);
+    m_commands.append(qMakePair(id, value));
+}
+
 void UnitPoller::run()
 {
     QTimer timer;
-    connect(&timer, &QTimer::timeout, &timer, [this] { m_collector->poll(); }, Qt::DirectConnection);
+    connect(&timer, &QTimer::timeout, &timer, [this] {
+        QList<QPair<int, QString>> commands;
+        {
+            const std::lock_guard<std::mutex> locker(m_commandLock);
+            commands.swap(m_commands);
+        }
+        for (const auto& c : qAsConst(commands))
+            m_collector->control(c.first, c.second);
+        m_collector->poll();
+    }, Qt::DirectConnection);
     timer.start(kPollPeriodMs);
     m_collector->poll();
     exec();

@@ -4,11 +4,16 @@
 // pollMode=interval: a thread of the host's that calls the collector's
 // poll() every 100 ms. The collector then runs a cycle once per configured
 // interval, or at once when a command is queued; its own thread is never
-// started.
+// started. Commands are handed to control() on this thread too, so the
+// collector's command queue is only ever touched by one thread.
 
+#include <QList>
+#include <QPair>
+#include <QString>
 #include <QThread>
 
 #include <atomic>
+#include <mutex>
 
 class CollectThread;
 
@@ -17,6 +22,9 @@ class UnitPoller : public QThread
     Q_OBJECT
 public:
     explicit UnitPoller(CollectThread* collector, QObject* parent = nullptr);
+
+    // Any thread: the command goes to control() before the next poll().
+    void queueCommand(int id, const QString& value);
 
     // True once run() has returned. Read after wait(): the atomic makes the
     // end of the thread visible to ThreadSanitizer, which cannot see the
@@ -29,6 +37,8 @@ protected:
 private:
     CollectThread* m_collector;
     std::atomic<bool> m_finished{false};
+    std::mutex m_commandLock;
+    QList<QPair<int, QString>> m_commands;
 };
 
 #endif // UNITPOLLER_H

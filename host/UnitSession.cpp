@@ -96,7 +96,9 @@ void UnitSession::drain()
 
 void UnitSession::sendCommand(int id, const QString& value)
 {
-    if (m_collector)
+    if (m_poller)
+        m_poller->queueCommand(id, value);
+    else if (m_collector)
         m_collector->control(id, value);
 }
 

@@ -56,9 +56,9 @@ public:
     QMap<int, QVariant> lastData() const { return m_lastData; }
     const UnitStatus& status() const { return m_model.status(); }
 
-    // Queues a command on the collector. control() only appends to the
-    // collector's locked command queue, so a direct call from this thread is
-    // safe; the command runs on the collector's next cycle.
+    // Queues a command on the collector: through the polling thread in
+    // pollMode=interval (it runs within 100 ms), directly in timer mode
+    // (control() only appends to the collector's locked queue).
     void sendCommand(int id, const QString& value);
     // Ages the data (STALE).
     void tick(qint64 nowMs);
