@@ -41,7 +41,9 @@ signals:
 
 private:
     CommandRouter* m_router;
-    mutable std::mutex m_lock;     // seen by ThreadSanitizer, unlike QMutex
+    // A standard mutex, not QMutex: the metrics exporter reads from a
+    // thread of its HTTP server, and ThreadSanitizer sees pthread locks only.
+    mutable std::mutex m_lock;
     QStringList m_units;
     QMap<QString, QString> m_descriptions;
     QMap<QString, UnitStatus> m_board;
