@@ -1,0 +1,228 @@
+// upsmon-host's NUT server as NUT's own programs see it: the real host,
+// headless, polls the simulator through a mains failure down to low battery
+// while upsc, upscmd, upsrw and upsmon (secondary) talk to it.
+
+#include <QDir>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTcpServer>
+#include <QtTest>
+
+#include <unistd.h>
+
+namespace {
+
+const char* const kPieces[] = {"upsmon-host", "libvek5m_10-30k_Client.so", "libvek5m_10-30k.so", "upssim"};
+// Mains off at 30 s with the battery just above its low-battery mark at full load.
+const char* const kScenario = "at 0 load 100\nat 0 battery 27\nat 30 mains off\n";
+const char* const kUsers = "[admin]\n password = adminpw\n actions = SET\n instcmds = ALL\n"
+                           "[beeper]\n password = beeperpw\n instcmds = beeper.enable\n"
+                           "[monsec]\n password = secpw\n upsmon secondary\n";
+
+QString binDir() { return qEnvironmentVariable("VEK5_BIN_DIR"); }
+
+struct Run
+{
+    int exitCode = -1;
+    QString out;
+};
+
+Run run(const QString& program, const QStringList& args)
+{
+    QProcess p;
+    p.setProcessChannelMode(QProcess::MergedChannels);
+    p.start(program, args);
+    Run r;
+    if (!p.waitForFinished(20000)) {
+        p.kill();
+        p.waitForFinished(2000);
+        return r;
+    }
+    r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+    // The client library's greeting goes to stderr; only the answer matters.
+    r.out = QString::fromUtf8(p.readAll()).remove("Init SSL without certificate database\n");
+    return r;
+}
+
+int freeLoopbackPort()
+{
+    QTcpServer probe;
+    return probe.listen(QHostAddress::LocalHost, 0) ? probe.serverPort() : 0;
+}
+
+} // namespace
+
+class tst_nut_clients : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void clients_data();
+    void clients();
+    void mainsFailure();
+    void cleanupTestCase();
+
+private:
+    QString ups() const { return QStringLiteral("UPS1@127.0.0.1:%1").arg(m_port); }
+    QString var(const QString& name) { return run("upsc", {ups(), name}).out.trimmed(); }
+    void stop(QProcess& p);
+
+    QDir m_dir;
+    int m_port = 0;
+    QString m_upsmon;
+    QProcess m_sim, m_host, m_monitor;
+};
+
+void tst_nut_clients::initTestCase()
+{
+    for (const char* piece : kPieces)
+        if (!QFileInfo::exists(binDir() + '/' + piece))
+            QSKIP("host, plugin, driver or simulator not built");
+    for (const char* path : {"/lib/nut/upsmon", "/usr/lib/nut/upsmon", "/usr/sbin/upsmon"})
+        if (m_upsmon.isEmpty() && QFileInfo(path).isExecutable())
+            m_upsmon = path;
+    if (QStandardPaths::findExecutable("upsc").isEmpty() || m_upsmon.isEmpty())
+        QSKIP("NUT's client programs (nut-client) are not installed");
+
+    m_dir = QDir(QDir::current().absoluteFilePath("nut"));
+    m_dir.removeRecursively();
+    const QString db = m_dir.filePath("PVMX/drovaPanel/db/");
+    QVERIFY(QDir().mkpath(db) && QDir().mkpath(m_dir.filePath("upsmon")));
+    for (const char* piece : kPieces)
+        QVERIFY(QFile::copy(binDir() + '/' + piece, m_dir.filePath(piece)));
+    auto write = [](const QString& path, const QByteArray& text, QFile::Permissions perms = {}) {
+        QFile f(path);
+        return f.open(QIODevice::WriteOnly) && f.write(text) == text.size()
+            && (!perms || f.setPermissions(perms));
+    };
+
+    QVERIFY(write(m_dir.filePath("scenario.scn"), kScenario));
+    m_sim.setProcessChannelMode(QProcess::MergedChannels);
+    m_sim.start(m_dir.filePath("upssim"), {"--tcp", "127.0.0.1:0", "--scenario", m_dir.filePath("scenario.scn")});
+    QByteArray simOut;
+    static const QRegularExpression listening("listening on 127\\.0\\.0\\.1:(\\d+)");
+    QTRY_VERIFY_WITH_TIMEOUT((simOut += m_sim.readAll(), listening.match(simOut).hasMatch()), 10000);
+    const QString simPort = listening.match(simOut).captured(1);
+
+    m_port = freeLoopbackPort();
+    QVERIFY(m_port > 0);
+    QVERIFY(write(db + "param.ini", "[host]\nunits=UPS1\n[nut]\nlisten=127.0.0.1:1\nusers=upsd.users\nhostSync=10\n"));
+    QVERIFY(write(db + "dev.ini", "[UPS1]\ncommType=1\nipAddr=127.0.0.1\nport=" + simPort.toUtf8()
+                                      + "\naddr=1\ninterval=1\nretries=3\n"));
+    QVERIFY(write(db + "upsd.users", kUsers, QFile::ReadOwner | QFile::WriteOwner));
+    m_host.setWorkingDirectory(m_dir.path());
+    m_host.setProcessChannelMode(QProcess::MergedChannels);
+    m_host.setStandardOutputFile(m_dir.filePath("host.log"));
+    m_host.start(m_dir.filePath("upsmon-host"), {"--headless", "--nut-listen", QString("127.0.0.1:%1").arg(m_port)});
+    QTRY_VERIFY_WITH_TIMEOUT(var("ups.status").startsWith("OL"), 30000);
+
+    // upsmon as a secondary: its shutdown command leaves a marker.
+    QVERIFY(write(m_dir.filePath("upsmon/upsmon.conf"),
+                  QString("MONITOR %1 1 monsec secpw secondary\nMINSUPPLIES 1\nSHUTDOWNCMD \"/bin/touch %2\"\n"
+                          "POLLFREQ 1\nPOLLFREQALERT 1\nHOSTSYNC 5\nFINALDELAY 0\nDEADTIME 15\n")
+                      .arg(ups(), m_dir.filePath("shutdown.marker")).toUtf8(),
+                  QFile::ReadOwner | QFile::WriteOwner));
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("NUT_CONFPATH", m_dir.filePath("upsmon"));
+    env.insert("NUT_STATEPATH", m_dir.filePath("upsmon"));
+    m_monitor.setProcessEnvironment(env);
+    m_monitor.setProcessChannelMode(QProcess::MergedChannels);
+    m_monitor.setStandardOutputFile(m_dir.filePath("upsmon.log"));
+    m_monitor.start(m_upsmon, geteuid() == 0 ? QStringList{"-D", "-p"} : QStringList{"-D"});
+    QTRY_VERIFY_WITH_TIMEOUT(run("upsc", {"-c", ups()}).out.contains("127.0.0.1"), 15000);
+}
+
+void tst_nut_clients::stop(QProcess& p)
+{
+    if (p.state() == QProcess::NotRunning)
+        return;
+    p.terminate();
+    if (!p.waitForFinished(10000))
+        p.kill();
+    p.waitForFinished(2000);
+}
+
+void tst_nut_clients::cleanupTestCase()
+{
+    stop(m_monitor);
+    stop(m_host);
+    stop(m_sim);
+}
+
+void tst_nut_clients::clients_data()
+{
+    QTest::addColumn<QString>("program");
+    QTest::addColumn<QStringList>("args");       // "UPS" stands for the unit's address
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("output");         // regular expression
+    QTest::addColumn<QString>("variable");       // then this variable must come to match
+    QTest::addColumn<QString>("value");
+    const QStringList admin{"-u", "admin", "-p", "adminpw"};
+    QTest::newRow("upsc lists the variables") << "upsc" << QStringList{"UPS"} << 0
+        << "battery\\.charge: \\d+\n(.*\n)*input\\.L1-N\\.voltage: 2\\d\\d(\\.\\d+)?\n(.*\n)*ups\\.status: OL"
+        << "" << "";
+    QTest::newRow("upsc lists the unit") << "upsc" << QStringList{"-l", "127.0.0.1:PORT"} << 0 << "^UPS1\n$" << "" << "";
+    QTest::newRow("upscmd lists commands") << "upscmd" << QStringList{"-l", "UPS"} << 0
+        << "beeper.disable - Disable the UPS beeper\n" << "" << "";
+    QTest::newRow("beeper off") << "upscmd" << admin + QStringList{"UPS", "beeper.disable"} << 0 << "OK"
+        << "ups.beeper.status" << "^disabled$";
+    QTest::newRow("beeper on, allowed by name") << "upscmd" << QStringList{"-u", "beeper", "-p", "beeperpw", "UPS", "beeper.enable"}
+        << 0 << "OK" << "ups.beeper.status" << "^enabled$";
+    QTest::newRow("command not allowed") << "upscmd" << QStringList{"-u", "beeper", "-p", "beeperpw", "UPS", "load.off"}
+        << 1 << "ACCESS-DENIED" << "" << "";
+    QTest::newRow("wrong password") << "upscmd" << QStringList{"-u", "admin", "-p", "nope", "UPS", "beeper.disable"}
+        << 1 << "ACCESS-DENIED" << "" << "";
+    QTest::newRow("upsrw shows a setting") << "upsrw" << QStringList{"UPS"} << 0
+        << "\\[vek5\\.battery\\.numbers\\]\nBattery numbers\nType: RANGE NUMBER\n" << "" << "";
+    QTest::newRow("setting in range") << "upsrw" << admin + QStringList{"-s", "vek5.battery.numbers=36", "UPS"} << 0
+        << "OK" << "vek5.battery.numbers" << "^36$";
+    QTest::newRow("setting out of range") << "upsrw" << admin + QStringList{"-s", "vek5.battery.numbers=181", "UPS"} << 1
+        << "INVALID-VALUE" << "vek5.battery.numbers" << "^36$";
+    QTest::newRow("scaled setting") << "upsrw" << admin + QStringList{"-s", "vek5.cell.float.voltage=2.25", "UPS"} << 0
+        << "OK" << "vek5.cell.float.voltage" << "^2\\.25$";
+    QTest::newRow("option setting") << "upsrw" << admin + QStringList{"-s", "vek5.lcd.display.cap=Disable", "UPS"} << 0
+        << "OK" << "vek5.lcd.display.cap" << "^Disable$";
+    QTest::newRow("not an option") << "upsrw" << admin + QStringList{"-s", "vek5.lcd.display.cap=Off", "UPS"} << 1
+        << "INVALID-VALUE" << "vek5.lcd.display.cap" << "^Disable$";
+    QTest::newRow("read-only variable") << "upsrw" << admin + QStringList{"-s", "battery.charge=5", "UPS"} << 1
+        << "" << "" << "";
+}
+
+void tst_nut_clients::clients()
+{
+    QFETCH(QString, program);
+    QFETCH(QStringList, args);
+    QFETCH(int, exitCode);
+    QFETCH(QString, output);
+    QFETCH(QString, variable);
+    QFETCH(QString, value);
+    args.replaceInStrings(QRegularExpression("^UPS$"), ups());
+    args.replaceInStrings("PORT", QString::number(m_port));
+    const Run r = run(program, args);
+    QVERIFY2(r.exitCode == exitCode, qPrintable(r.out));
+    QVERIFY2(QRegularExpression(output).match(r.out).hasMatch(), qPrintable(r.out));
+    if (!variable.isEmpty())
+        QTRY_VERIFY2_WITH_TIMEOUT(QRegularExpression(value).match(var(variable)).hasMatch(),
+                                  qPrintable(variable + ": " + var(variable)), 20000);
+}
+
+void tst_nut_clients::mainsFailure()
+{
+    // Every status on the way, in the order seen, without repeats.
+    QStringList seen;
+    QElapsedTimer t;
+    t.start();
+    while (t.elapsed() < 120000 && !QFileInfo::exists(m_dir.filePath("shutdown.marker"))) {
+        const QString status = var("ups.status").remove(QRegularExpression("\\s*(CHRG|DISCHRG|ALARM)"));
+        if (!status.isEmpty() && (seen.isEmpty() || seen.last() != status))
+            seen += status;
+        QTest::qWait(200);
+    }
+    const QString path = seen.join(" -> ");
+    QVERIFY2(QFileInfo::exists(m_dir.filePath("shutdown.marker")), qPrintable(path));
+    const int ol = seen.indexOf("OL"), ob = seen.indexOf("OB"), lb = seen.indexOf("OB LB");
+    QVERIFY2(ol >= 0 && ob > ol && lb > ob, qPrintable(path));
+}
+
+QTEST_GUILESS_MAIN(tst_nut_clients)
+#include "tst_nut_clients.moc"
