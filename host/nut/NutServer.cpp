@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "NutLineParser.h"
+#include "UnitDirectory.h"
 
 namespace {
 
@@ -129,9 +130,9 @@ NutServer::NutServer(UnitDirectory* directory, QObject* parent)
     m_syncDeadline.setSingleShot(true);
     connect(&m_syncPoll, &QTimer::timeout, this, &NutServer::checkSecondaries);
     connect(&m_syncDeadline, &QTimer::timeout, this, [this] {
-        m_syncPoll.stop();
-        m_shutdownUnits.clear();
-        emit secondariesDone(false);
+        qWarning().noquote() << QStringLiteral("NUT clients still logged in to %1 after %2 s; shutting down")
+                                    .arg(m_shutdownUnits.join(QStringLiteral(", "))).arg(m_config.hostSync);
+        release();
     });
 }
 
@@ -194,11 +195,16 @@ void NutServer::accept(QTcpServer* listener)
     }
 }
 
-void NutServer::forceShutdown(const QStringList& units)
+void NutServer::holdShutdown(std::function<void()> proceed)
 {
+    m_shutdownUnits.clear();
+    const QStringList units = m_directory->units();
     for (const QString& unit : units)
-        m_state.forcedShutdown.insert(unit);
-    m_shutdownUnits = units;
+        if (m_state.forcedShutdown.contains(unit) || m_directory->status(unit).hasFlag(QStringLiteral("FSD")))
+            m_shutdownUnits += unit;
+    if (m_shutdownUnits.isEmpty())
+        m_shutdownUnits = units;
+    m_proceed = std::move(proceed);
     m_syncDeadline.start(m_config.hostSync * 1000);
     m_syncPoll.start();
     checkSecondaries();
@@ -209,8 +215,17 @@ void NutServer::checkSecondaries()
     for (const QString& unit : qAsConst(m_shutdownUnits))
         if (!m_state.logins.value(unit).isEmpty())
             return;
+    release();
+}
+
+void NutServer::release()
+{
     m_syncPoll.stop();
     m_syncDeadline.stop();
     m_shutdownUnits.clear();
-    emit secondariesDone(true);
+    if (m_proceed) {
+        const std::function<void()> proceed = std::move(m_proceed);
+        m_proceed = nullptr;
+        proceed();
+    }
 }

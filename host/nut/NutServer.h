@@ -25,6 +25,8 @@
 #include <QString>
 #include <QTimer>
 
+#include <functional>
+
 #include "NutSession.h"
 #include "NutUsers.h"
 
@@ -62,17 +64,15 @@ public:
     QList<quint16> ports() const;
     int clientCount() const { return m_clients.size(); }
 
-    // Sets the forced-shutdown flag on `units` as upsmon's primary would,
-    // then emits secondariesDone once no client is logged in to them any
-    // more, or after hostSync seconds.
-    void forceShutdown(const QStringList& units);
-
-signals:
-    void secondariesDone(bool allLoggedOut);
+    // The primary's side of a forced shutdown, as the shutdown policy's
+    // gate: once the units marked FSD (all units when none is) have no
+    // client logged in any more, or after hostSync seconds, calls `proceed`.
+    void holdShutdown(std::function<void()> proceed);
 
 private:
     void accept(QTcpServer* listener);
     void checkSecondaries();
+    void release();
 
     UnitDirectory* m_directory;
     NutServerConfig m_config;
@@ -81,6 +81,7 @@ private:
     QList<QTcpServer*> m_listeners;
     QSet<QObject*> m_clients;
     QStringList m_shutdownUnits;
+    std::function<void()> m_proceed;
     QTimer m_syncPoll;
     QTimer m_syncDeadline;
 };

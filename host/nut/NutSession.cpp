@@ -156,7 +156,7 @@ QMap<QString, QString> NutSession::variables(const UnitStatus& status) const
     for (auto it = status.values.constBegin(); it != status.values.constEnd(); ++it) {
         const NutSetting* setting = NutSettings::find(it.key());
         if (setting)
-            vars.insert(it.key(), setting->text(it->toInt()));
+            vars.insert(it.key(), setting->format(it.value()));
         else if (it->type() == QVariant::Double || it->type() == QVariant::Int)
             vars.insert(it.key(), numberText(it->toDouble()));
         else

@@ -86,6 +86,12 @@ QString NutSetting::text(int raw) const
     return QString::number(raw);
 }
 
+QString NutSetting::format(const QVariant& published) const
+{
+    return published.type() == QVariant::String ? published.toString()
+                                                : QString::number(published.toDouble(), 'f', decimals(ratio));
+}
+
 bool NutSetting::parse(const QString& text, int* raw) const
 {
     if (isEnum()) {
@@ -131,7 +137,12 @@ void NutSettings::publish(const QMap<int, QVariant>& data, QMap<QString, QVarian
 {
     for (const NutSetting& s : all()) {
         const auto it = data.constFind(s.point);
-        if (it != data.constEnd())
-            values->insert(s.name, it->toInt());
+        if (it == data.constEnd())
+            continue;
+        // The data map holds a setting as the unit means it (its raw value
+        // times the ratio), as the settings table shows it.
+        const double value = it->toDouble();
+        values->insert(s.name, s.isEnum() ? QVariant(s.text(int(std::lround(value / s.ratio))))
+                                          : QVariant(value));
     }
 }

@@ -32,6 +32,8 @@ struct NutSetting
     bool hasRange() const { return minRaw != 0 || maxRaw != 0; }
     // The value as NUT shows it: the option text, or the scaled number.
     QString text(int raw) const;
+    // A published value (see NutSettings::publish) as NUT shows it.
+    QString format(const QVariant& published) const;
     // The raw value of a text a client sent; false when the text is no
     // option, no number, or outside the range.
     bool parse(const QString& text, int* raw) const;
@@ -48,8 +50,9 @@ public:
     // Every writable variable, in catalogue order.
     static const QList<NutSetting>& all();
     static const NutSetting* find(const QString& name);
-    // Adds the settings found in a data map to `values`, raw, under their
-    // variable names: how a unit's snapshot carries its settings.
+    // Adds the settings found in a data map to `values` under their variable
+    // names: option texts, and numbers in the unit's own scale. That is how
+    // a unit's snapshot carries its settings.
     static void publish(const QMap<int, QVariant>& data, QMap<QString, QVariant>* values);
 };
 

@@ -26,7 +26,7 @@ public:
         s.dataAgeSeconds = 1;
         s.flags = QStringList{"OL", "CHRG"};
         s.values = {{"battery.charge", 87.5}, {"ups.load", 45.0}, {"device.model", "VEK5 \"X\""},
-                    {"vek5.battery.numbers", 40}, {"vek5.charge.current.limit", 100},
+                    {"vek5.battery.numbers", 40}, {"vek5.charge.current.limit", "1.0"},
                     {"input.voltage.nominal", 230}};
         s.alarms = {{325, "Rectifier_Fan failure"}};
         return s;
