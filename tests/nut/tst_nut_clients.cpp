@@ -109,7 +109,8 @@ void tst_nut_clients::initTestCase()
 
     m_port = freeLoopbackPort();
     QVERIFY(m_port > 0);
-    QVERIFY(write(db + "param.ini", "[host]\nunits=UPS1\n[nut]\nlisten=127.0.0.1:1\nusers=upsd.users\nhostSync=10\n"));
+    QVERIFY(write(db + "param.ini", "[host]\nunits=UPS1\n[nut]\nlisten=127.0.0.1:1\nusers=upsd.users\nhostSync=30\n"
+                                    "[policy]\nshutdownCmd=touch " + m_dir.filePath("host.marker").toUtf8() + "\n"));
     QVERIFY(write(db + "dev.ini", "[UPS1]\ncommType=1\nipAddr=127.0.0.1\nport=" + simPort.toUtf8()
                                       + "\naddr=1\ninterval=1\nretries=3\n"));
     QVERIFY(write(db + "upsd.users", kUsers, QFile::ReadOwner | QFile::WriteOwner));
@@ -235,6 +236,11 @@ void tst_nut_clients::mainsFailure()
     QFile log(m_dir.filePath("upsmon.log"));
     QVERIFY(log.open(QIODevice::ReadOnly));
     QVERIFY2(log.readAll().contains("forced shutdown in progress"), "upsmon did not see FSD");
+    // The host's own shutdown waits for the secondary to log out.
+    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(m_dir.filePath("host.marker")), 30000);
+    QVERIFY(QFileInfo(m_dir.filePath("host.marker")).lastModified()
+            >= QFileInfo(m_dir.filePath("shutdown.marker")).lastModified());
+    QVERIFY(run("upsc", {"-c", ups()}).out.trimmed().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_nut_clients)
