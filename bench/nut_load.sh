@@ -105,13 +105,14 @@ async def client(n):
     writer.close()
 
 async def main():
-    await asyncio.gather(*(client(n) for n in range(clients)))
+    await asyncio.gather(asyncio.sleep(seconds), *(client(n) for n in range(clients)))
 
 asyncio.run(main())
 times.sort()
 print("requests %d, errors %d" % (len(times), len(errors)))
-print("LIST VAR reply: median %.1f ms, p99 %.1f ms, longest %.1f ms" % (
-    statistics.median(times) * 1e3, times[int(len(times) * 0.99)] * 1e3, times[-1] * 1e3))
+if times:
+    print("LIST VAR reply: median %.1f ms, p99 %.1f ms, longest %.1f ms" % (
+        statistics.median(times) * 1e3, times[int(len(times) * 0.99)] * 1e3, times[-1] * 1e3))
 PY
 
 cpu_after=$(cpu)

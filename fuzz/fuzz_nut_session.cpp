@@ -11,6 +11,7 @@
 
 namespace {
 
+// UPS1 communicates, LOST does not.
 class Units : public UnitDirectory
 {
 public:
@@ -18,14 +19,9 @@ public:
     QString description(const QString& unit) const override { return unit; }
     UnitStatus status(const QString& unit) const override
     {
-        UnitStatus s;
-        s.unit = unit;
-        s.comm = unit == "UPS1" ? UnitStatus::Comm::Ok : UnitStatus::Comm::Lost;
-        s.dataAgeSeconds = 1;
-        s.flags = QStringList{"OB", "LB"};
-        s.values = {{"battery.charge", 12.5}, {"device.model", "M\"1\\"}, {"vek5.battery.numbers", 40}};
-        s.alarms = {{23, "Monitor_Low battery (EOD)"}};
-        return s;
+        return {unit, unit == "UPS1" ? UnitStatus::Comm::Ok : UnitStatus::Comm::Lost, false, 1, {"OB", "LB"},
+                {{"battery.charge", 12.5}, {"device.model", "M\"1\\"}, {"vek5.battery.numbers", 40}},
+                {{23, "Monitor_Low battery (EOD)"}}};
     }
     bool sendCommand(const QString&, const QString&, const QString&, QString*) override { return true; }
     bool writeSetting(const QString&, int, int, QString*) override { return true; }
@@ -48,16 +44,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     QStringList problems;
     users.parse(input, &problems);
     users.parse("[a]\npassword=p\nactions=SET FSD\ninstcmds=ALL\nupsmon primary\n", &problems);
-
     Units units;
     NutServerState state;
     {
         NutSession session(&units, &users, &state, "peer");
         // The second byte picks the read size and whether the client starts logged in.
-        if (data[1] & 0x80) {
-            for (const char* line : {"USERNAME a", "PASSWORD p", "LOGIN UPS1"})
-                FUZZ_CHECK(session.handle(line) == "OK\n");
-        }
+        for (const char* line : {"USERNAME a", "PASSWORD p", "LOGIN UPS1"})
+            FUZZ_CHECK(!(data[1] & 0x80) || session.handle(line) == "OK\n");
         NutLineParser parser(64 + data[0]);
         const int chunk = 1 + (data[1] & 0x3f);
         for (int at = 0; at < input.size() && !session.finished(); at += chunk) {
@@ -67,11 +60,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                 FUZZ_CHECK(line.size() <= 64 + data[0] && !line.contains('\n'));
                 const QByteArray reply = session.handle(line);
                 QStringList words;
-                // Every request that has words gets whole lines back, and a list is closed.
-                FUZZ_CHECK(NutLineParser::split(line, &words) && words.isEmpty() ? reply.isEmpty()
-                                                                                 : reply.endsWith('\n'));
-                if (reply.startsWith("BEGIN LIST "))
-                    FUZZ_CHECK(reply.contains("\nEND LIST "));
+                // A request with words gets whole lines back, and a list is closed.
+                FUZZ_CHECK(NutLineParser::split(line, &words) && words.isEmpty() ? reply.isEmpty() : reply.endsWith('\n'));
+                FUZZ_CHECK(!reply.startsWith("BEGIN LIST ") || reply.contains("\nEND LIST "));
             }
         }
     }
