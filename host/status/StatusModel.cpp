@@ -65,20 +65,20 @@ const FlagRule kFlags[] = {
      [](const FlagInputs& in) { return in.forced; }},
 };
 
-struct EventText { const char* name; const char* text; };
+struct EventText { const char* name; const char* text; const char* when; };
 const EventText kMessages[] = {
-    {"ONLINE", "%1 is on line power"},
-    {"ONBATT", "%1 is on battery"},
-    {"LOWBATT", "%1 battery is low"},
-    {"ONBYPASS", "%1 is on bypass: the load is not protected"},
-    {"OFF", "%1 output is off: the load has no power"},
-    {"OVERLOAD", "%1 output is overloaded"},
-    {"COMMOK", "communication with %1 established"},
-    {"COMMBAD", "communication with %1 lost"},
-    {"NOCOMM", "%1 is unavailable: it has not answered since the start"},
-    {"STALE", "no data from %1 for %2 s: its collector is blocked"},
-    {"FSD", "%1: forced shutdown in progress"},
-    {"SHUTDOWN", "shutting down because of %1"},
+    {"ONLINE", "%1 is on line power", "OL appears (not on the first report)"},
+    {"ONBATT", "%1 is on battery", "OB appears"},
+    {"LOWBATT", "%1 battery is low", "LB appears"},
+    {"ONBYPASS", "%1 is on bypass: the load is not protected", "BYPASS appears"},
+    {"OFF", "%1 output is off: the load has no power", "OFF appears"},
+    {"OVERLOAD", "%1 output is overloaded", "OVER appears"},
+    {"COMMOK", "communication with %1 established", "the unit answers again after a loss (1040 after 1041)"},
+    {"COMMBAD", "communication with %1 lost", "the unit stops answering after it had answered (1041)"},
+    {"NOCOMM", "%1 is unavailable: it has not answered since the start", "the first communication state is lost"},
+    {"STALE", "no data from %1 for %2 s: its collector is blocked", "no data report (2007) for [host] maxAge seconds (default 15)"},
+    {"FSD", "%1: forced shutdown in progress", "FSD appears: the host's shutdown policy fired for the unit"},
+    {"SHUTDOWN", "shutting down because of %1", "the host runs [policy] shutdownCmd (once per episode)"},
 };
 
 DerivedEvent makeEvent(const QString& unit, const QString& name, int maxAge)
@@ -102,6 +102,14 @@ StatusModel::StatusModel(const QString& unit, const QStringList& alarmTexts, con
 DerivedEvent StatusModel::event(const QString& name) const
 {
     return makeEvent(m_status.unit, name, m_limits.maxAgeSeconds);
+}
+
+QList<QPair<QString, QString>> StatusModel::eventRules()
+{
+    QList<QPair<QString, QString>> rules;
+    for (const EventText& t : kMessages)
+        rules += qMakePair(QString::fromLatin1(t.name), QString::fromLatin1(t.when));
+    return rules;
 }
 
 QList<QPair<QString, QString>> StatusModel::flagRules()

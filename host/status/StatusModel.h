@@ -43,6 +43,8 @@ public:
 
     // The flag rules in words, in flag order, for the documentation.
     static QList<QPair<QString, QString>> flagRules();
+    // The derived events and when they are raised, for the documentation.
+    static QList<QPair<QString, QString>> eventRules();
 
 private:
     QList<DerivedEvent> changedFlags(const QStringList& before, bool first);
