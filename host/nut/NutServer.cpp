@@ -154,13 +154,13 @@ bool NutServer::start(const NutServerConfig& config, QString* error)
         qWarning().noquote() << config.usersPath << p;
     for (const auto& address : config.listen) {
         auto* listener = new QTcpServer(this);
+        // A busy port (a NUT upsd on the same machine) costs the clients
+        // this address, not the monitoring of the units.
         if (!listener->listen(address.first, address.second)) {
-            *error = QStringLiteral("NUT server cannot listen on %1:%2: %3")
-                         .arg(address.first.toString()).arg(address.second).arg(listener->errorString());
-            qDeleteAll(m_listeners);
-            m_listeners.clear();
+            qWarning().noquote() << QStringLiteral("NUT server cannot listen on %1:%2: %3")
+                                        .arg(address.first.toString()).arg(address.second).arg(listener->errorString());
             delete listener;
-            return false;
+            continue;
         }
         connect(listener, &QTcpServer::newConnection, this, [this, listener] { accept(listener); });
         m_listeners += listener;

@@ -59,7 +59,9 @@ public:
     explicit NutServer(UnitDirectory* directory, QObject* parent = nullptr);
     ~NutServer() override;
 
-    // Loads the users and listens. False with a reason; nothing listens then.
+    // Loads the users and listens on every address it can (a busy address
+    // is reported and skipped). False with a reason when the users file is
+    // refused; nothing listens then.
     bool start(const NutServerConfig& config, QString* error);
     QList<quint16> ports() const;
     int clientCount() const { return m_clients.size(); }
