@@ -69,6 +69,7 @@ private:
     bool loadPlugin(QString* error);
     void onStatus(const UnitStatus& status);
     void onDerived(const DerivedEvent& event);
+    void applyPolicy();
     void tick();
     void emitLine(const QString& unit, const QString& kind, const QString& text);
 
