@@ -262,6 +262,7 @@ void tst_host_headless::runAll()
     QVERIFY(host.waitForFinished(10000));
     m_stopMs = t.elapsed();
     m_err = QString::fromUtf8(host.readAllStandardError());
+    QVERIFY2(!m_err.contains("Sanitizer"), qPrintable(m_err));
     for (const QByteArray& line : host.readAllStandardOutput().split('\n'))
         m_events += QJsonDocument::fromJson(line).object();
 }
