@@ -7,6 +7,7 @@
 
 #include "CollectThread.h"
 #include "HistoryCodeMap.h"
+#include "NutSettings.h"
 #include "PortManage.h"
 #include "UnitSession.h"
 
@@ -159,6 +160,13 @@ bool HostMonitor::start(bool withViews, QString* error)
     if (!m_options.dataLogPath.isEmpty() && !m_dataLog.open(m_options.dataLogPath, headings, error))
         return false;
 
+    NutServerConfig nut;
+    nut.maxAge = m_config.maxAge();
+    if (!nut.load(m_config.dir() + QStringLiteral("/param.ini"), m_config.dir(), m_options.nutListen, error)
+        || !m_nut.start(nut, error))
+        return false;
+    m_runner.setShutdownGate([this](std::function<void()> proceed) { m_nut.holdShutdown(std::move(proceed)); });
+
     m_portManage = PortManage::instance();
     const int answerTimeout = m_options.answerTimeout > 0 ? m_options.answerTimeout
                                                           : m_config.answerTimeout();
@@ -215,7 +223,12 @@ void HostMonitor::writeDataLog()
 
 void HostMonitor::onStatus(const UnitStatus& status)
 {
-    m_directory.publish(status);
+    // The NUT server's writable variables ride on the snapshot.
+    UnitStatus withSettings = status;
+    for (const UnitSession* s : qAsConst(m_sessions))
+        if (s->settings().name == status.unit)
+            NutSettings::publish(s->lastData(), &withSettings.values);
+    m_directory.publish(withSettings);
 }
 
 void HostMonitor::onDerived(const DerivedEvent& event)

@@ -23,6 +23,7 @@
 #include "HostConfig.h"
 #include "HostEvent.h"
 #include "HostOptions.h"
+#include "NutServer.h"
 
 class CollectThread;
 class PortManage;
@@ -89,6 +90,7 @@ private:
     HostDirectory m_directory{&m_router};
     Policy m_policy{PolicySettings()};
     PolicyRunner m_runner;
+    NutServer m_nut{&m_directory};
 };
 
 #endif // HOSTMONITOR_H

@@ -2,6 +2,8 @@
 
 #include <QCommandLineParser>
 
+#include "NutServer.h"
+
 #include "CommandTable.h"
 
 namespace {
@@ -64,6 +66,9 @@ struct Options
         QStringLiteral("seconds")};
     QCommandLineOption level{QStringLiteral("level"),
         QStringLiteral("Initial user level 0, 1 or 2 (window mode)."), QStringLiteral("level")};
+    QCommandLineOption nutListen{QStringLiteral("nut-listen"),
+        QStringLiteral("NUT server addresses, overriding param.ini [nut] listen (\"off\": no server)."),
+        QStringLiteral("addr:port[,...]")};
     QCommandLineOption command{QStringLiteral("command"),
         QStringLiteral("Send command NAME (a name below or a control id) to UNIT once it answers; "
                        "repeatable."), QStringLiteral("unit:name[:value]")};
@@ -71,7 +76,7 @@ struct Options
     void addTo(QCommandLineParser* p) const
     {
         p->addOptions({help, version, config, checkConfig, plugin, driver, headless, json, showData,
-                       verbose, dryRun, datalog, duration, logInterval, answerTimeout, level, command});
+                       verbose, dryRun, datalog, duration, logInterval, answerTimeout, level, nutListen, command});
     }
 };
 
@@ -126,6 +131,12 @@ bool HostOptions::parse(const QStringList& args, bool hasDisplay, HostOptions* o
     o.json = p.isSet(opt.json);
     o.showData = p.isSet(opt.showData);
     o.dataLogPath = p.value(opt.datalog);
+    o.nutListen = p.value(opt.nutListen);
+    QList<QPair<QHostAddress, quint16>> nutAddresses;
+    if (!NutServerConfig::parseListen(o.nutListen, &nutAddresses, error)) {
+        error->replace(QStringLiteral("[nut] listen"), QStringLiteral("--nut-listen"));
+        return false;
+    }
     const struct { const QCommandLineOption& option; int min; int max; int* value; } numbers[] = {
         {opt.duration, 1, 86400 * 365, &o.duration},
         {opt.logInterval, 1, 86400, &o.logInterval},

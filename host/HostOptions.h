@@ -33,6 +33,7 @@ struct HostOptions
     bool checkConfig = false;   // check the configuration, print problems, exit
     bool dryRun = false;        // print the policy's commands instead of running them
     bool verbose = false;       // every plugin debug line, repeats included
+    QString nutListen;          // NUT server ADDR:PORT[,...]; empty: param.ini [nut] listen
     bool help = false;
     bool version = false;
 

@@ -1,0 +1,123 @@
+#!/usr/bin/env bash
+# Load on the NUT server: one upsmon-host --headless polling simulated units
+# while many NUT clients stay connected and each lists all variables of a
+# unit once a second.
+#
+#   bench/nut_load.sh [CLIENTS [SECONDS [UNITS [BUILD_DIR]]]]
+#
+# Defaults: 200 clients, 60 s, 8 units, ./build. Prints the host's CPU time
+# and share over the load, its peak memory (VmHWM) before and after, and the
+# reply times of LIST VAR (median, 99th percentile, longest), measured by the
+# clients from the request's first byte to the list's last line.
+set -euo pipefail
+. "$(dirname "$0")/../scripts/simulator.sh"
+
+clients=${1:-200}
+seconds=${2:-60}
+units=${3:-8}
+build=$(readlink -f "${4:-build}")
+bin=$build/bin
+for f in upsmon-host upssim libvek5m_10-30k_Client.so libvek5m_10-30k.so; do
+  [ -e "$bin/$f" ] || { echo "nut_load: $bin/$f is not built" >&2; exit 2; }
+done
+
+work=$(mktemp -d /tmp/nutload.XXXXXX)
+sim_pid=
+host_pid=
+cleanup() {
+  for p in $host_pid $sim_pid; do
+    kill "$p" 2>/dev/null || true
+    wait "$p" 2>/dev/null || true
+  done
+}
+trap cleanup EXIT
+
+app=$work/app
+db=$app/PVMX/drovaPanel/db
+mkdir -p "$db"
+cp "$bin/upsmon-host" "$bin/libvek5m_10-30k_Client.so" "$bin/libvek5m_10-30k.so" "$app/"
+start_simulator "$bin" "$work/sim.log" --units "$units" || exit 1
+
+nut_port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+names=$(seq -f 'U%02g' 1 "$units" | paste -sd, -)
+printf '[host]\nunits=%s\n[nut]\nlisten=127.0.0.1:%s\nmaxClients=%d\n' "$names" "$nut_port" $((clients + 10)) >"$db/param.ini"
+: >"$db/dev.ini"
+for i in $(seq 1 "$units"); do
+  printf '[U%02d]\ncommType=1\nipAddr=127.0.0.1\nport=%s\naddr=%d\ninterval=1\nretries=3\n\n' \
+    "$i" "$port" "$i" >>"$db/dev.ini"
+done
+
+cd "$app"
+./upsmon-host --headless >"$work/host.log" 2>&1 &
+host_pid=$!
+# Until every unit has data to list.
+for _ in $(seq 60); do
+  ready=$(python3 - "$nut_port" "$units" <<'PY' 2>/dev/null || true
+import socket, sys
+port, units = int(sys.argv[1]), int(sys.argv[2])
+ok = 0
+for i in range(1, units + 1):
+    s = socket.create_connection(("127.0.0.1", port), timeout=2)
+    s.sendall(b"GET VAR U%02d ups.status\n" % i)
+    ok += s.recv(4096).startswith(b"VAR ")
+    s.close()
+print(ok)
+PY
+)
+  [ "$ready" = "$units" ] && break
+  sleep 1
+done
+[ "$ready" = "$units" ] || { echo "nut_load: the units did not all report" >&2; cat "$work/host.log" >&2; exit 1; }
+
+cpu() { awk '{print $14 + $15}' "/proc/$host_pid/stat"; }
+hwm() { awk '/^VmHWM/ {print $2}' "/proc/$host_pid/status"; }
+ticks=$(getconf CLK_TCK)
+hwm_before=$(hwm)
+cpu_before=$(cpu)
+t_before=$(date +%s.%N)
+
+python3 - "$nut_port" "$units" "$clients" "$seconds" <<'PY'
+import asyncio, statistics, sys, time
+port, units, clients, seconds = (int(a) for a in sys.argv[1:5])
+times, errors = [], []
+
+async def client(n):
+    unit = "U%02d" % (n % units + 1)
+    reader, writer = await asyncio.open_connection("127.0.0.1", port)
+    end = ("END LIST VAR %s\n" % unit).encode()
+    stop = time.monotonic() + seconds
+    await asyncio.sleep(n / clients)          # spread the clients over the second
+    while time.monotonic() < stop:
+        started = time.monotonic()
+        writer.write(("LIST VAR %s\n" % unit).encode())
+        await writer.drain()
+        while True:
+            line = await reader.readline()
+            if not line or line.startswith(b"ERR"):
+                errors.append(line)
+                break
+            if line == end:
+                break
+        times.append(time.monotonic() - started)
+        await asyncio.sleep(max(0, 1 - (time.monotonic() - started)))
+    writer.write(b"LOGOUT\n")
+    await writer.drain()
+    writer.close()
+
+async def main():
+    await asyncio.gather(asyncio.sleep(seconds), *(client(n) for n in range(clients)))
+
+asyncio.run(main())
+times.sort()
+print("requests %d, errors %d" % (len(times), len(errors)))
+if times:
+    print("LIST VAR reply: median %.1f ms, p99 %.1f ms, longest %.1f ms" % (
+        statistics.median(times) * 1e3, times[int(len(times) * 0.99)] * 1e3, times[-1] * 1e3))
+PY
+
+cpu_after=$(cpu)
+t_after=$(date +%s.%N)
+awk -v c0="$cpu_before" -v c1="$cpu_after" -v t0="$t_before" -v t1="$t_after" -v hz="$ticks" \
+  'BEGIN { s = (c1 - c0) / hz; printf "host CPU %.2f s in %.1f s (%.1f %% of one core)\n", s, t1 - t0, 100 * s / (t1 - t0) }'
+echo "host peak memory (VmHWM): $hwm_before KiB before the clients, $(hwm) KiB after"
+echo "units: $units polled every 1 s; clients: $clients; log: $work"

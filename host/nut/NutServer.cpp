@@ -1,0 +1,231 @@
+#include "NutServer.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QSettings>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <memory>
+
+#include "NutLineParser.h"
+#include "UnitDirectory.h"
+
+namespace {
+
+const char* const kDefaultListen = "127.0.0.1:3493";
+const qint64 kMaxUnsentBytes = 1 << 20;   // a client that stops reading is dropped
+const qint64 kReadBufferBytes = 64 * 1024;
+
+// One connected client: its socket, line buffer, session and idle timer.
+class NutClient : public QObject
+{
+public:
+    NutClient(QTcpSocket* socket, UnitDirectory* directory, const NutUsers* users,
+              NutServerState* state, const NutServerConfig& config, QObject* parent)
+        : QObject(parent), m_socket(socket), m_parser(config.maxLineLength),
+          m_session(directory, users, state, socket->peerAddress().toString())
+    {
+        socket->setParent(this);
+        socket->setReadBufferSize(kReadBufferBytes);
+        m_idle.setSingleShot(true);
+        m_idle.setInterval(config.idleTimeout * 1000);
+        QObject::connect(&m_idle, &QTimer::timeout, socket, &QTcpSocket::abort);
+        QObject::connect(socket, &QTcpSocket::readyRead, this, [this] { read(); });
+        m_idle.start();
+    }
+
+private:
+    void read()
+    {
+        m_parser.append(m_socket->readAll());
+        QByteArray line;
+        while (m_socket->state() == QAbstractSocket::ConnectedState && m_parser.takeLine(&line)) {
+            m_idle.start();
+            m_socket->write(m_session.handle(line));
+            if (m_session.finished() || m_socket->bytesToWrite() > kMaxUnsentBytes) {
+                m_socket->disconnectFromHost();
+                return;
+            }
+        }
+        if (m_parser.overflowed()) {
+            m_socket->write("ERR TOO-LONG\n");
+            m_socket->disconnectFromHost();
+        }
+    }
+
+    QTcpSocket* m_socket;
+    NutLineParser m_parser;
+    NutSession m_session;
+    QTimer m_idle;
+};
+
+} // namespace
+
+bool NutServerConfig::parseListen(const QString& text, QList<QPair<QHostAddress, quint16>>* out,
+                                  QString* error)
+{
+    out->clear();
+    const QString trimmed = text.trimmed();
+    if (trimmed.isEmpty() || trimmed.compare(QLatin1String("off"), Qt::CaseInsensitive) == 0)
+        return true;
+    for (const QString& item : trimmed.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        const QString entry = item.trimmed();
+        const int colon = entry.lastIndexOf(QLatin1Char(':'));
+        QString host = entry.left(colon);
+        if (host.startsWith(QLatin1Char('[')) && host.endsWith(QLatin1Char(']')))
+            host = host.mid(1, host.size() - 2);
+        bool ok = false;
+        const uint port = entry.mid(colon + 1).toUInt(&ok);
+        QHostAddress address;
+        if (colon < 0 || !ok || port > 65535 || !address.setAddress(host)) {
+            *error = QStringLiteral("[nut] listen: \"%1\" is not ADDR:PORT").arg(entry);
+            return false;
+        }
+        *out += qMakePair(address, quint16(port));
+    }
+    return true;
+}
+
+bool NutServerConfig::load(const QString& paramIni, const QString& configDir,
+                           const QString& listenOverride, QString* error)
+{
+    QSettings ini(paramIni, QSettings::IniFormat);
+    ini.beginGroup(QStringLiteral("nut"));
+    const QString listenText = listenOverride.isEmpty()
+        ? ini.value(QStringLiteral("listen"), QLatin1String(kDefaultListen)).toString() : listenOverride;
+    if (!parseListen(listenText, &listen, error))
+        return false;
+    usersPath = QDir(configDir).absoluteFilePath(
+        ini.value(QStringLiteral("users"), QStringLiteral("upsd.users")).toString());
+    const struct { const char* key; int min; int max; int* target; } numbers[] = {
+        {"maxClients", 1, 10000, &maxClients},
+        {"idleTimeout", 1, 86400, &idleTimeout},
+        {"hostSync", 0, 3600, &hostSync},
+    };
+    for (const auto& n : numbers) {
+        const QVariant v = ini.value(QLatin1String(n.key));
+        bool ok = true;
+        const int value = v.isValid() ? v.toString().toInt(&ok) : *n.target;
+        if (!ok || value < n.min || value > n.max) {
+            *error = QStringLiteral("[nut] %1 must be %2-%3, got \"%4\"")
+                         .arg(QLatin1String(n.key)).arg(n.min).arg(n.max).arg(v.toString());
+            return false;
+        }
+        *n.target = value;
+    }
+    bool ok = true;
+    maxAge = ini.value(QStringLiteral("maxAge"), maxAge).toString().toDouble(&ok);
+    if (!ok || maxAge <= 0) {
+        *error = QStringLiteral("[nut] maxAge must be a positive number of seconds");
+        return false;
+    }
+    return true;
+}
+
+NutServer::NutServer(UnitDirectory* directory, QObject* parent)
+    : QObject(parent), m_directory(directory)
+{
+    m_syncPoll.setInterval(200);
+    m_syncDeadline.setSingleShot(true);
+    connect(&m_syncPoll, &QTimer::timeout, this, &NutServer::checkSecondaries);
+    connect(&m_syncDeadline, &QTimer::timeout, this, [this] {
+        qWarning().noquote() << QStringLiteral("NUT clients still logged in to %1 after %2 s; shutting down")
+                                    .arg(m_shutdownUnits.join(QStringLiteral(", "))).arg(m_config.hostSync);
+        release();
+    });
+}
+
+NutServer::~NutServer()
+{
+    // Sessions refer to the shared state: they go before it does.
+    for (QObject* client : qAsConst(m_clients))
+        delete client;
+}
+
+bool NutServer::start(const NutServerConfig& config, QString* error)
+{
+    m_config = config;
+    m_state.maxAge = config.maxAge;
+    QStringList problems;
+    if (!m_users.load(config.usersPath, error, &problems))
+        return false;
+    for (const QString& p : qAsConst(problems))
+        qWarning().noquote() << config.usersPath << p;
+    for (const auto& address : config.listen) {
+        auto* listener = new QTcpServer(this);
+        // A busy port (a NUT upsd on the same machine) costs the clients
+        // this address, not the monitoring of the units.
+        if (!listener->listen(address.first, address.second)) {
+            qWarning().noquote() << QStringLiteral("NUT server cannot listen on %1:%2: %3")
+                                        .arg(address.first.toString()).arg(address.second).arg(listener->errorString());
+            delete listener;
+            continue;
+        }
+        connect(listener, &QTcpServer::newConnection, this, [this, listener] { accept(listener); });
+        m_listeners += listener;
+        qInfo().noquote() << QStringLiteral("NUT server listening on %1:%2 (%3 users)")
+                                 .arg(address.first.toString()).arg(listener->serverPort()).arg(m_users.count());
+    }
+    return true;
+}
+
+QList<quint16> NutServer::ports() const
+{
+    QList<quint16> ports;
+    for (const QTcpServer* l : m_listeners)
+        ports += l->serverPort();
+    return ports;
+}
+
+void NutServer::accept(QTcpServer* listener)
+{
+    while (QTcpSocket* socket = listener->nextPendingConnection()) {
+        if (m_clients.size() >= m_config.maxClients) {
+            socket->abort();
+            socket->deleteLater();
+            continue;
+        }
+        auto* client = new NutClient(socket, m_directory, &m_users, &m_state, m_config, this);
+        m_clients.insert(client);
+        connect(socket, &QTcpSocket::disconnected, this, [this, client] {
+            if (m_clients.remove(client))
+                client->deleteLater();
+        });
+    }
+}
+
+void NutServer::holdShutdown(std::function<void()> proceed)
+{
+    m_shutdownUnits.clear();
+    const QStringList units = m_directory->units();
+    for (const QString& unit : units)
+        if (m_state.forcedShutdown.contains(unit) || m_directory->status(unit).hasFlag(QStringLiteral("FSD")))
+            m_shutdownUnits += unit;
+    if (m_shutdownUnits.isEmpty())
+        m_shutdownUnits = units;
+    m_proceed = std::move(proceed);
+    m_syncDeadline.start(m_config.hostSync * 1000);
+    m_syncPoll.start();
+    checkSecondaries();
+}
+
+void NutServer::checkSecondaries()
+{
+    for (const QString& unit : qAsConst(m_shutdownUnits))
+        if (!m_state.logins.value(unit).isEmpty())
+            return;
+    release();
+}
+
+void NutServer::release()
+{
+    m_syncPoll.stop();
+    m_syncDeadline.stop();
+    m_shutdownUnits.clear();
+    if (m_proceed) {
+        const std::function<void()> proceed = std::move(m_proceed);
+        m_proceed = nullptr;
+        proceed();
+    }
+}

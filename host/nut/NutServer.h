@@ -1,0 +1,91 @@
+#ifndef NUTSERVER_H
+#define NUTSERVER_H
+
+// The NUT network protocol server of upsmon-host: listens on the configured
+// addresses, runs one NutSession per client on the main thread and keeps
+// every client within its limits (line length, number of clients, idle
+// time, unread replies). It reads units only through the UnitDirectory and
+// never waits on one.
+//
+// param.ini:
+//   [nut]
+//   listen=127.0.0.1:3493     comma-separated ADDR:PORT list ("" or "off": no server)
+//   users=upsd.users          NUT upsd.users format; relative to the configuration directory
+//   maxClients=64             further connections are closed at once
+//   maxAge=15                 seconds of data age after which variables read DATA-STALE
+//   idleTimeout=300           seconds without a complete request before a client is dropped
+//   hostSync=15               seconds the forced shutdown waits for secondaries to log out
+
+#include <QHostAddress>
+#include <QList>
+#include <QObject>
+#include <QPair>
+#include <QPointer>
+#include <QSet>
+#include <QString>
+#include <QTimer>
+
+#include <functional>
+
+#include "NutSession.h"
+#include "NutUsers.h"
+
+class QTcpServer;
+class UnitDirectory;
+
+struct NutServerConfig
+{
+    QList<QPair<QHostAddress, quint16>> listen;
+    QString usersPath;
+    int maxClients = 64;
+    double maxAge = 15;
+    int idleTimeout = 300;
+    int hostSync = 15;
+    int maxLineLength = 512;
+
+    // Reads [nut] of `paramIni`; `listenOverride` (the --nut-listen option)
+    // replaces listen= when not empty. False with a reason for bad values.
+    bool load(const QString& paramIni, const QString& configDir, const QString& listenOverride,
+              QString* error);
+    // "ADDR:PORT[,ADDR:PORT...]"; "[v6]:PORT" for IPv6 addresses.
+    static bool parseListen(const QString& text, QList<QPair<QHostAddress, quint16>>* out,
+                            QString* error);
+};
+
+class NutServer : public QObject
+{
+    Q_OBJECT
+public:
+    explicit NutServer(UnitDirectory* directory, QObject* parent = nullptr);
+    ~NutServer() override;
+
+    // Loads the users and listens on every address it can (a busy address
+    // is reported and skipped). False with a reason when the users file is
+    // refused; nothing listens then.
+    bool start(const NutServerConfig& config, QString* error);
+    QList<quint16> ports() const;
+    int clientCount() const { return m_clients.size(); }
+
+    // The primary's side of a forced shutdown, as the shutdown policy's
+    // gate: once the units marked FSD (all units when none is) have no
+    // client logged in any more, or after hostSync seconds, calls `proceed`.
+    void holdShutdown(std::function<void()> proceed);
+
+private:
+    void accept(QTcpServer* listener);
+    void checkSecondaries();
+    void release();
+
+    UnitDirectory* m_directory;
+    NutServerConfig m_config;
+    NutUsers m_users;
+    NutServerState m_state;
+    QList<QTcpServer*> m_listeners;
+    QSet<QObject*> m_clients;
+    QStringList m_shutdownUnits;
+    std::function<void()> m_proceed;
+    QTimer m_syncPoll;
+    QTimer m_syncDeadline;
+};
+
+#endif // NUTSERVER_H

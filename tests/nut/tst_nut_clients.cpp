@@ -1,0 +1,206 @@
+// upsmon-host's NUT server as NUT's own programs see it: the real host,
+// headless, polls the simulator through a mains failure down to low battery
+// while upsc, upscmd, upsrw and upsmon (secondary) talk to it.
+
+#include <QDir>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTcpServer>
+#include <QtTest>
+
+#include <unistd.h>
+
+namespace {
+
+const char* const kPieces[] = {"upsmon-host", "libvek5m_10-30k_Client.so", "libvek5m_10-30k.so", "upssim"};
+// Mains off at 30 s with the battery just above its low-battery mark at full load.
+const char* const kScenario = "at 0 load 100\nat 0 battery 27\nat 30 mains off\n";
+const char* const kUsers = "[admin]\n password = adminpw\n actions = SET\n instcmds = ALL\n"
+                           "[beeper]\n password = beeperpw\n instcmds = beeper.enable\n"
+                           "[monsec]\n password = secpw\n upsmon secondary\n";
+
+QString binDir() { return qEnvironmentVariable("VEK5_BIN_DIR"); }
+
+// The program's output, stdout and stderr; `exitCode` -1 when it did not finish.
+QString run(const QString& program, const QStringList& args, int* exitCode = nullptr)
+{
+    QProcess p;
+    p.setProcessChannelMode(QProcess::MergedChannels);
+    p.start(program, args);
+    const bool finished = p.waitForFinished(20000) && p.exitStatus() == QProcess::NormalExit;
+    if (exitCode)
+        *exitCode = finished ? p.exitCode() : -1;
+    p.kill();
+    // The client library's greeting is no part of the answer.
+    return QString::fromUtf8(p.readAll()).remove("Init SSL without certificate database\n");
+}
+
+} // namespace
+
+class tst_nut_clients : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void clients_data();
+    void clients();
+    void mainsFailure();
+    void cleanupTestCase();
+
+private:
+    QString ups() const { return QStringLiteral("UPS1@127.0.0.1:%1").arg(m_port); }
+    QString var(const QString& name) { return run("upsc", {ups(), name}).trimmed(); }
+
+    QDir m_dir;
+    int m_port = 0;
+    const QString m_upsmon = "/lib/nut/upsmon";
+    QProcess m_sim, m_host, m_monitor;
+    QTimer m_watch;             // records ups.status all along
+    QStringList m_seen;         // its OL / OB / LB flags, each change once
+    bool m_sawFsd = false;
+};
+
+void tst_nut_clients::initTestCase()
+{
+    for (const char* piece : kPieces)
+        if (!QFileInfo::exists(binDir() + '/' + piece))
+            QSKIP("host, plugin, driver or simulator not built");
+    // Debian's upsmon itself, without the wrapper that reads /etc/nut/nut.conf.
+    if (QStandardPaths::findExecutable("upsc").isEmpty() || !QFileInfo(m_upsmon).isExecutable())
+        QSKIP("NUT's client programs (nut-client) are not installed");
+
+    m_dir = QDir(QDir::current().absoluteFilePath("nut"));
+    m_dir.removeRecursively();
+    const QString db = m_dir.filePath("PVMX/drovaPanel/db/");
+    QVERIFY(QDir().mkpath(db) && QDir().mkpath(m_dir.filePath("upsmon")));
+    for (const char* piece : kPieces)
+        QVERIFY(QFile::copy(binDir() + '/' + piece, m_dir.filePath(piece)));
+    auto write = [](const QString& path, const QByteArray& text, QFile::Permissions perms = {}) {
+        QFile f(path);
+        return f.open(QIODevice::WriteOnly) && f.write(text) == text.size()
+            && (!perms || f.setPermissions(perms));
+    };
+
+    QVERIFY(write(m_dir.filePath("scenario.scn"), kScenario));
+    m_sim.setProcessChannelMode(QProcess::MergedChannels);
+    m_sim.start(m_dir.filePath("upssim"), {"--tcp", "127.0.0.1:0", "--scenario", m_dir.filePath("scenario.scn")});
+    QByteArray simOut;
+    static const QRegularExpression listening("listening on 127\\.0\\.0\\.1:(\\d+)");
+    QTRY_VERIFY_WITH_TIMEOUT((simOut += m_sim.readAll(), listening.match(simOut).hasMatch()), 10000);
+    const QString simPort = listening.match(simOut).captured(1);
+
+    QTcpServer probe;   // a free port for the NUT server
+    QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
+    m_port = probe.serverPort();
+    probe.close();
+    QVERIFY(write(db + "param.ini", "[host]\nunits=UPS1\n[nut]\nlisten=127.0.0.1:1\nusers=upsd.users\nhostSync=30\n"
+                                    "[policy]\nshutdownCmd=touch " + m_dir.filePath("host.marker").toUtf8() + "\n"));
+    QVERIFY(write(db + "dev.ini", "[UPS1]\ncommType=1\nipAddr=127.0.0.1\nport=" + simPort.toUtf8()
+                                      + "\naddr=1\ninterval=1\nretries=3\n"));
+    QVERIFY(write(db + "upsd.users", kUsers, QFile::ReadOwner | QFile::WriteOwner));
+    m_host.setWorkingDirectory(m_dir.path());
+    m_host.setProcessChannelMode(QProcess::MergedChannels);
+    m_host.setStandardOutputFile(m_dir.filePath("host.log"));
+    m_host.start(m_dir.filePath("upsmon-host"), {"--headless", "--nut-listen", QString("127.0.0.1:%1").arg(m_port)});
+    QTRY_VERIFY_WITH_TIMEOUT(var("ups.status").startsWith("OL"), 30000);
+
+    // upsmon as a secondary: its shutdown command leaves a marker.
+    QVERIFY(write(m_dir.filePath("upsmon/upsmon.conf"),
+                  QString("MONITOR %1 1 monsec secpw secondary\nMINSUPPLIES 1\nSHUTDOWNCMD \"/bin/touch %2\"\n"
+                          "POLLFREQ 1\nPOLLFREQALERT 1\nHOSTSYNC 5\nFINALDELAY 0\nDEADTIME 15\n")
+                      .arg(ups(), m_dir.filePath("shutdown.marker")).toUtf8(),
+                  QFile::ReadOwner | QFile::WriteOwner));
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("NUT_CONFPATH", m_dir.filePath("upsmon"));
+    env.insert("NUT_STATEPATH", m_dir.filePath("upsmon"));
+    m_monitor.setProcessEnvironment(env);
+    m_monitor.setProcessChannelMode(QProcess::MergedChannels);
+    m_monitor.setStandardOutputFile(m_dir.filePath("upsmon.log"));
+    m_monitor.start(m_upsmon, geteuid() == 0 ? QStringList{"-D", "-p"} : QStringList{"-D"});
+    QTRY_VERIFY_WITH_TIMEOUT(run("upsc", {"-c", ups()}).contains("127.0.0.1"), 15000);
+
+    connect(&m_watch, &QTimer::timeout, this, [this] {
+        const QStringList flags = var("ups.status").split(' ');
+        m_sawFsd = m_sawFsd || flags.contains("FSD");
+        const QString power = flags.filter(QRegularExpression("^(OL|OB|LB)$")).join(' ');
+        if (!power.isEmpty() && (m_seen.isEmpty() || m_seen.last() != power))
+            m_seen += power;
+    });
+    m_watch.start(250);
+}
+
+void tst_nut_clients::cleanupTestCase()
+{
+    for (QProcess* p : {&m_monitor, &m_host, &m_sim}) {
+        p->terminate();
+        if (!p->waitForFinished(10000))
+            p->kill();
+    }
+}
+
+void tst_nut_clients::clients_data()
+{
+    QTest::addColumn<QStringList>("command");    // program and arguments; "UPS" stands for the unit's address
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("output");         // regular expression
+    QTest::addColumn<QString>("then");           // VARIABLE=REGEX that upsc must come to show
+    const QStringList admin{"-u", "admin", "-p", "adminpw"}, beeper{"-u", "beeper", "-p", "beeperpw"};
+    QTest::newRow("upsc lists the variables") << QStringList{"upsc", "UPS"} << 0
+        << "battery\\.charge: \\d+\n(.*\n)*input\\.L1-N\\.voltage: 2\\d\\d(\\.\\d+)?\n(.*\n)*ups\\.status: OL" << "";
+    QTest::newRow("upscmd lists commands") << QStringList{"upscmd", "-l", "UPS"} << 0 << "beeper.disable - Disable the UPS beeper\n" << "";
+    QTest::newRow("beeper off") << QStringList{"upscmd"} + admin + QStringList{"UPS", "beeper.disable"} << 0 << "OK" << "ups.beeper.status=^disabled$";
+    QTest::newRow("beeper on, allowed by name") << QStringList{"upscmd"} + beeper + QStringList{"UPS", "beeper.enable"} << 0 << "OK"
+                                                << "ups.beeper.status=^enabled$";
+    QTest::newRow("command not allowed") << QStringList{"upscmd"} + beeper + QStringList{"UPS", "load.off"} << 1 << "ACCESS-DENIED" << "";
+    QTest::newRow("upsrw shows a setting") << QStringList{"upsrw", "UPS"} << 0
+                                           << "\\[vek5\\.battery\\.numbers\\]\nBattery numbers\nType: RANGE NUMBER\n" << "";
+    QTest::newRow("setting in range") << QStringList{"upsrw"} + admin + QStringList{"-s", "vek5.battery.numbers=36", "UPS"} << 0 << "OK"
+                                      << "vek5.battery.numbers=^36$";
+    QTest::newRow("setting out of range") << QStringList{"upsrw"} + admin + QStringList{"-s", "vek5.battery.numbers=181", "UPS"} << 1
+                                          << "INVALID-VALUE" << "vek5.battery.numbers=^36$";
+    QTest::newRow("scaled setting") << QStringList{"upsrw"} + admin + QStringList{"-s", "vek5.cell.float.voltage=2.25", "UPS"} << 0 << "OK"
+                                    << "vek5.cell.float.voltage=^2\\.25$";
+    QTest::newRow("option setting") << QStringList{"upsrw"} + admin + QStringList{"-s", "vek5.lcd.display.cap=Disable", "UPS"} << 0 << "OK"
+                                    << "vek5.lcd.display.cap=^Disable$";
+}
+
+void tst_nut_clients::clients()
+{
+    QFETCH(QStringList, command);
+    QFETCH(int, exitCode);
+    QFETCH(QString, output);
+    QFETCH(QString, then);
+    command.replaceInStrings(QRegularExpression("^UPS$"), ups());
+    int exit = -1;
+    const QString out = run(command.takeFirst(), command, &exit);
+    QVERIFY2(exit == exitCode, qPrintable(out));
+    QVERIFY2(QRegularExpression(output).match(out).hasMatch(), qPrintable(out));
+    const QString variable = then.section('=', 0, 0);
+    if (!then.isEmpty())
+        QTRY_VERIFY2_WITH_TIMEOUT(QRegularExpression(then.section('=', 1)).match(var(variable)).hasMatch(),
+                                  qPrintable(variable + ": " + var(variable)), 20000);
+}
+
+void tst_nut_clients::mainsFailure()
+{
+    // The secondary shuts down once the host, as primary, sets FSD at low battery.
+    QTRY_VERIFY2_WITH_TIMEOUT(QFileInfo::exists(m_dir.filePath("shutdown.marker")), qPrintable(m_seen.join(" -> ")),
+                              120000);
+    QTRY_VERIFY_WITH_TIMEOUT(m_seen.contains("OB LB"), 10000);
+    m_watch.stop();
+    qInfo("ups.status: %s", qPrintable(m_seen.join(" -> ")));
+    const int ol = m_seen.indexOf("OL"), ob = m_seen.indexOf("OB"), lb = m_seen.indexOf("OB LB");
+    QVERIFY2(ol >= 0 && ob > ol && lb > ob, qPrintable(m_seen.join(" -> ")));
+    QVERIFY(m_sawFsd);
+    QFile log(m_dir.filePath("upsmon.log"));
+    QVERIFY(log.open(QIODevice::ReadOnly));
+    QVERIFY2(log.readAll().contains("forced shutdown in progress"), "upsmon did not see FSD");
+    // The host's own shutdown waits for the secondary to log out.
+    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(m_dir.filePath("host.marker")), 30000);
+    QVERIFY(QFileInfo(m_dir.filePath("host.marker")).lastModified()
+            >= QFileInfo(m_dir.filePath("shutdown.marker")).lastModified());
+    QVERIFY(run("upsc", {"-c", ups()}).trimmed().isEmpty());
+}
+
+QTEST_GUILESS_MAIN(tst_nut_clients)
+#include "tst_nut_clients.moc"
