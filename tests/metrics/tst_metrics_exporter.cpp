@@ -3,6 +3,7 @@
 // counts, process series, promtool's verdict on the exposition, and the
 // listen addresses it accepts.
 
+#include <QHostAddress>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTcpSocket>
