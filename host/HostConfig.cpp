@@ -55,6 +55,7 @@ bool HostConfig::load(const QString& dir, QString* error)
         return false;
     m_logInterval = qMax(1, param.value(QStringLiteral("host/logInterval"), 60).toInt());
     m_answerTimeout = qMax(1, param.value(QStringLiteral("host/answerTimeout"), 30).toInt());
+    m_metricsListen = param.value(QStringLiteral("metrics/listen")).toString().trimmed();
     QStringList names;
     for (const QString& n : param.value(QStringLiteral("host/units")).toStringList()) {
         const QString name = n.trimmed();

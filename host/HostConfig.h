@@ -11,6 +11,9 @@
 //   answerTimeout=30     seconds a unit may take to answer before the host
 //                        reports it as not answering
 //
+//   [metrics]
+//   listen=127.0.0.1:9100   serve Prometheus metrics there; absent: off
+//
 // The per-unit keys are the plugin's (portName, addr, commType, ipAddr, port,
 // interval, retries); the host reads them only to show where a unit is.
 
@@ -47,12 +50,14 @@ public:
     const QList<UnitSettings>& unitSettings() const { return m_units; }
     int logInterval() const { return m_logInterval; }
     int answerTimeout() const { return m_answerTimeout; }
+    QString metricsListen() const { return m_metricsListen; }
 
 private:
     QString m_dir;
     QList<UnitSettings> m_units;
     int m_logInterval = 60;
     int m_answerTimeout = 30;
+    QString m_metricsListen;
 };
 
 #endif // HOSTCONFIG_H

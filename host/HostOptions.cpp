@@ -57,8 +57,12 @@ bool HostOptions::parse(const QStringList& args, bool hasDisplay, HostOptions* o
     const QCommandLineOption command(QStringLiteral("command"),
         QStringLiteral("Send command ID (with VALUE) to every unit once it answers; repeatable."),
         QStringLiteral("id[:value]"));
+    const QCommandLineOption metricsListen(QStringLiteral("metrics-listen"),
+        QStringLiteral("Serve Prometheus metrics at http://ADDR:PORT/metrics (default: param.ini "
+                       "[metrics] listen; off when neither is set)."),
+        QStringLiteral("addr:port"));
     p.addOptions({help, plugin, driver, headless, json, showData, datalog, duration, logInterval,
-                  answerTimeout, level, command});
+                  answerTimeout, level, command, metricsListen});
 
     if (!p.parse(args)) {
         *error = p.errorText();
@@ -80,6 +84,7 @@ bool HostOptions::parse(const QStringList& args, bool hasDisplay, HostOptions* o
     o.json = p.isSet(json);
     o.showData = p.isSet(showData);
     o.dataLogPath = p.value(datalog);
+    o.metricsListen = p.value(metricsListen);
     if (p.isSet(duration) && !positiveInt(p.value(duration), 1, 86400 * 365, &o.duration)) {
         *error = QStringLiteral("--duration needs a number of seconds, got \"%1\"").arg(p.value(duration));
         return false;

@@ -23,6 +23,7 @@ struct HostOptions
     int answerTimeout = 0;      // seconds; 0 takes param.ini [host] answerTimeout
     int userLevel = 2;          // initial user level of the window
     QList<QPair<int, QString>> commands;   // sent to each unit after its first answer
+    QString metricsListen;      // ADDR:PORT of /metrics; empty takes param.ini [metrics] listen
 
     // Parses argv (program name first). `hasDisplay` picks the mode when
     // --headless is not given. False with a message for bad arguments;
