@@ -47,6 +47,7 @@ bool MetricsExporter::start(const QString& listen, QString* error)
         *error = QStringLiteral("cannot serve metrics on %1: %2").arg(listen, QString::fromLocal8Bit(e.what()));
         return false;
     }
+    m_host = QString::fromStdString(address.substr(0, address.rfind(':')));
     m_exposer->RegisterCollectable(m_units);
     m_exposer->RegisterCollectable(m_process);
     return true;
@@ -58,6 +59,11 @@ int MetricsExporter::port() const
         return 0;
     const std::vector<int> ports = m_exposer->GetListeningPorts();
     return ports.empty() ? 0 : ports.front();
+}
+
+QString MetricsExporter::url() const
+{
+    return m_exposer ? QStringLiteral("http://%1:%2/metrics").arg(m_host).arg(port()) : QString();
 }
 
 void MetricsExporter::recordCommand(const QString& unit, const QString& name, const QString& outcome)

@@ -37,6 +37,9 @@ public:
     bool start(const QString& listen, QString* error);
     // The port listened on; 0 before a successful start.
     int port() const;
+    // "http://ADDR:PORT/metrics" with the port listened on; empty before a
+    // successful start.
+    QString url() const;
 
 public slots:
     void recordCommand(const QString& unit, const QString& name, const QString& outcome);
@@ -44,6 +47,7 @@ public slots:
 private:
     std::shared_ptr<StatusCollector> m_units;
     std::shared_ptr<ProcessCollector> m_process;
+    QString m_host;     // as given, or the loopback address for a bare port
     std::unique_ptr<prometheus::Exposer> m_exposer;   // last: stops serving before the collectors go
 };
 
