@@ -83,7 +83,7 @@ void tst_metrics_exporter::scrapes_data()
                        R"(ups_status{unit="U",flag="TRIM"}=1)", R"(ups_comm_state{unit="U",state="ok"}=1)",
                        R"(ups_comm_state{unit="U",state="lost"}=0)", R"(ups_data_age_seconds{unit="U"}=1.5)",
                        R"(ups_data_stale{unit="U"}=0)", R"(ups_alarms_active{unit="U"}=0)"}
-        << QStringList{R"(ups_input_volts{unit="U",phase="L1-N"})", "ups_alarm_active{", "ups_info"};
+        << QStringList{R"(ups_input_volts{unit="U",phase="L1-N"})", "ups_alarm_active{", "ups_output_active_power_watts"};
 
     UnitStatus lost;
     lost.comm = UnitStatus::Comm::Lost;
