@@ -51,22 +51,16 @@ double openFds()
     return n - 1;   // the directory stream's own descriptor
 }
 
-} // namespace
-
-ProcessCollector::ProcessCollector()
+struct Stat
 {
-    std::istringstream in(readFile("/proc/stat"));
-    std::string key;
-    while (in >> key) {
-        if (key == "btime") {
-            in >> m_bootTime;
-            break;
-        }
-        in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
-    }
-}
+    double cpuSeconds = 0;       // user + system
+    double startSinceBoot = 0;   // seconds after boot
+    double virtualBytes = 0;
+    double residentBytes = 0;
+    double threads = 0;
+};
 
-bool ProcessCollector::parseStat(const std::string& text, long ticksPerSecond, long pageSize, Stat* out)
+bool parseStat(const std::string& text, long ticksPerSecond, long pageSize, Stat* out)
 {
     // "pid (comm) state ppid ...": comm may hold spaces and parentheses, so
     // the fields are counted from the last ')'; field 3 (state) comes first.
@@ -84,6 +78,21 @@ bool ProcessCollector::parseStat(const std::string& text, long ticksPerSecond, l
     out->virtualBytes = field(23);
     out->residentBytes = field(24) * double(pageSize);
     return true;
+}
+
+} // namespace
+
+ProcessCollector::ProcessCollector()
+{
+    std::istringstream in(readFile("/proc/stat"));
+    std::string key;
+    while (in >> key) {
+        if (key == "btime") {
+            in >> m_bootTime;
+            break;
+        }
+        in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+    }
 }
 
 std::vector<MetricFamily> ProcessCollector::Collect() const
