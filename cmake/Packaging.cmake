@@ -9,6 +9,8 @@
 #   <sysconfdir>/vek5m/                          param.ini, dev.ini,
 #                                                serial.ini, historycodemap.csv
 #   <datadir>/vek5m/scenarios/                   the simulator's scenarios
+#   <prefix>/lib/systemd/system/upsmon-host.service   the service
+#   <docdir>/examples/60-vek5m-rs485.rules       example udev rule
 #
 # With prefix /usr the configuration goes to /etc/vek5m. Stage with DESTDIR
 # rather than --prefix: the configuration directory is fixed at configure time.
@@ -28,6 +30,7 @@ file(RELATIVE_PATH vek5_db_link ${CMAKE_INSTALL_PREFIX}/${VEK5_PKGLIBDIR}/PVMX/d
 set(vek5_stage ${PROJECT_BINARY_DIR}/packaging)
 configure_file(host/install/upsmon-host.in ${vek5_stage}/upsmon-host @ONLY)
 configure_file(host/install/upssim.in ${vek5_stage}/upssim @ONLY)
+configure_file(host/install/upsmon-host.service.in ${vek5_stage}/upsmon-host.service @ONLY)
 file(MAKE_DIRECTORY ${vek5_stage}/PVMX/drovaPanel)
 file(CREATE_LINK ${vek5_db_link} ${vek5_stage}/PVMX/drovaPanel/db SYMBOLIC)
 
@@ -43,8 +46,10 @@ set(vek5_conffiles
     host/install/param.ini host/install/dev.ini host/install/serial.ini
     ${PROJECT_BINARY_DIR}/host/historycodemap.csv)
 install(FILES ${vek5_conffiles} DESTINATION ${VEK5_CONFDIR})
-install(FILES host/README.md docs/register-map.md
+install(FILES host/README.md docs/register-map.md docs/status-model.md
         DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES ${vek5_stage}/upsmon-host.service DESTINATION lib/systemd/system)
+install(FILES host/install/60-vek5m-rs485.rules DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
 # Debian package: cpack -G DEB in the build directory.
 set(CPACK_PACKAGE_NAME "vek5m-10-30k")

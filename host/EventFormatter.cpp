@@ -43,12 +43,32 @@ bool EventFormatter::isControlRequest(int type, const QMap<QString, QVariant>& r
     return !isCollectorEvent(type) && record.contains(QStringLiteral("controlId"));
 }
 
-QString EventFormatter::alarmText(int code) const
+QString EventFormatter::alarmText(int index) const
 {
-    if (code < 0 || code >= m_eventTexts.size())
-        return QStringLiteral("unknown event %1").arg(code);
-    const QString& text = m_eventTexts.at(code);
-    return text.isEmpty() ? QStringLiteral("reserved event %1").arg(code) : text;
+    if (index < 0 || index >= m_eventTexts.size() / 2)
+        return QStringLiteral("(not in the catalogue)");
+    const QString& text = m_eventTexts.at(index);
+    return text.isEmpty() ? QStringLiteral("(reserved)") : text;
+}
+
+QString EventFormatter::alarmChange(int alarmId, int* index) const
+{
+    const int half = m_eventTexts.size() / 2;
+    const bool cleared = half > 0 && alarmId >= half;
+    *index = cleared ? alarmId - half : alarmId;
+    return QStringLiteral("alarm %1 %2: %3")
+        .arg(*index).arg(cleared ? QStringLiteral("cleared") : QStringLiteral("raised"), alarmText(*index));
+}
+
+HostEvent EventFormatter::describe(const DerivedEvent& event)
+{
+    HostEvent e;
+    e.time = QDateTime::currentDateTime().toString(QLatin1String(kTimeFormat));
+    e.unit = event.unit;
+    e.kind = QStringLiteral("notify");
+    e.notify = event.name;
+    e.text = event.message;
+    return e;
 }
 
 HostEvent EventFormatter::describe(int type, const QMap<QString, QVariant>& record,
@@ -98,17 +118,15 @@ HostEvent EventFormatter::describe(int type, const QMap<QString, QVariant>& reco
         // that closes a report with new alarms carries "dis_alarm".
         e.kind = record.contains(QStringLiteral("dis_alarm")) ? QStringLiteral("notice")
                                                               : QStringLiteral("repeat");
-        e.code = recordInt(record, "alarmId");
         e.state = recordInt(record, "state");
-        e.text = QStringLiteral("new alarm present, last: %1").arg(alarmText(e.code));
+        e.text = QStringLiteral("new alarms in this report; last change: %1")
+                     .arg(alarmChange(recordInt(record, "alarmId"), &e.code));
         break;
-    case AlarmChange: {
+    case AlarmChange:
         e.kind = QStringLiteral("alarm");
-        e.code = recordInt(record, "alarmId");
         e.state = recordInt(record, "alarmState");
-        e.text = alarmText(e.code);
+        e.text = alarmChange(recordInt(record, "alarmId"), &e.code);
         break;
-    }
     case DataReport:
         e.kind = QStringLiteral("data");
         e.state = record.value(QStringLiteral("data")).value<QMap<int, QVariant>>().size();
@@ -117,9 +135,11 @@ HostEvent EventFormatter::describe(int type, const QMap<QString, QVariant>& reco
     case StatusPoint2368:
     case StatusPoint2022:
         e.kind = QStringLiteral("status");
-        e.code = type == StatusPoint2368 ? 2368 : 2022;
+        e.code = type == StatusPoint2368 ? 368 : 22;
         e.state = recordInt(record, "alarmState");
-        e.text = QStringLiteral("status point %1 is now %2").arg(e.code).arg(e.state);
+        e.text = QStringLiteral("status alarm %1 %2: %3")
+                     .arg(e.code).arg(e.state == 1 ? QStringLiteral("raised") : QStringLiteral("cleared"),
+                                      alarmText(e.code));
         break;
     default:
         e.kind = QStringLiteral("other");
@@ -131,6 +151,10 @@ HostEvent EventFormatter::describe(int type, const QMap<QString, QVariant>& reco
 
 QString EventFormatter::toText(const HostEvent& e)
 {
+    if (!e.notify.isEmpty())
+        return QStringLiteral("%1 %2 %3 %4: %5").arg(e.time, e.unit, e.kind, e.notify, e.text);
+    if (e.type == 0)
+        return QStringLiteral("%1 %2 %3: %4").arg(e.time, e.unit, e.kind, e.text);
     return QStringLiteral("%1 %2 %3 %4: %5").arg(e.time, e.unit, e.kind).arg(e.type).arg(e.text);
 }
 
@@ -141,6 +165,8 @@ QString EventFormatter::toJson(const HostEvent& e)
     o.insert(QStringLiteral("unit"), e.unit);
     o.insert(QStringLiteral("type"), e.type);
     o.insert(QStringLiteral("kind"), e.kind);
+    if (!e.notify.isEmpty())
+        o.insert(QStringLiteral("notify"), e.notify);
     if (e.code >= 0)
         o.insert(QStringLiteral("code"), e.code);
     if (e.state >= 0)

@@ -9,6 +9,7 @@
 #include <QStringList>
 #include <QVariant>
 
+#include "DerivedEvent.h"
 #include "HostEvent.h"
 
 class EventFormatter
@@ -29,6 +30,7 @@ public:
     };
 
     void setEventTexts(const QStringList& texts) { m_eventTexts = texts; }
+    const QStringList& eventTexts() const { return m_eventTexts; }
 
     // A view's or dialog's request: a record naming a command under a type
     // that is not one of the collector's own. The command runner's 1042
@@ -42,9 +44,14 @@ public:
     HostEvent describe(int type, const QMap<QString, QVariant>& record,
                        const QString& fallbackUnit) const;
 
-    // Alarm text for an event code: the catalogue entry, or a stand-in for
-    // reserved (empty) and unknown codes.
-    QString alarmText(int code) const;
+    // Alarm text for an alarm index: the catalogue entry, or a stand-in for
+    // reserved (empty) and unknown indexes.
+    QString alarmText(int index) const;
+    // An alarm id of a record (index i when raised, N + i when cleared, N
+    // being half the catalogue) in words: "alarm 21 raised: <text>".
+    QString alarmChange(int alarmId, int* index) const;
+    // A derived event as a line of the log.
+    static HostEvent describe(const DerivedEvent& event);
 
     static QString toText(const HostEvent& e);
     static QString toJson(const HostEvent& e);

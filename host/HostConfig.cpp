@@ -3,6 +3,8 @@
 #include <QFileInfo>
 #include <QSettings>
 
+#include "IniReader.h"
+
 namespace {
 
 bool checkReadable(const QString& path, QString* error)
@@ -22,6 +24,18 @@ bool settingsOk(const QSettings& s, QString* error)
         return true;
     if (error)
         *error = QStringLiteral("configuration file %1 cannot be parsed").arg(s.fileName());
+    return false;
+}
+
+bool pollMode(IniReader& ini, const QString& key, UnitSettings::PollMode fallback,
+              UnitSettings::PollMode* out)
+{
+    const QString text = ini.text(key, fallback == UnitSettings::PollTimer ? "timer" : "interval");
+    if (text == QLatin1String("interval") || text == QLatin1String("timer")) {
+        *out = text == QLatin1String("timer") ? UnitSettings::PollTimer : UnitSettings::PollInterval;
+        return true;
+    }
+    ini.problem(key, QStringLiteral("must be interval or timer, not \"%1\"").arg(text));
     return false;
 }
 
@@ -45,6 +59,7 @@ bool HostConfig::load(const QString& dir, QString* error)
 {
     m_dir = dir;
     m_units.clear();
+    m_globalProblems.clear();
     const QString paramPath = dir + QStringLiteral("/param.ini");
     const QString devPath = dir + QStringLiteral("/dev.ini");
     if (!checkReadable(paramPath, error) || !checkReadable(devPath, error))
@@ -53,9 +68,18 @@ bool HostConfig::load(const QString& dir, QString* error)
     QSettings param(paramPath, QSettings::IniFormat);
     if (!settingsOk(param, error))
         return false;
-    m_logInterval = qMax(1, param.value(QStringLiteral("host/logInterval"), 60).toInt());
-    m_answerTimeout = qMax(1, param.value(QStringLiteral("host/answerTimeout"), 30).toInt());
+    IniReader host(&param, QStringLiteral("param.ini [host]"), QStringLiteral("host/"));
+    m_logInterval = host.integer("logInterval", 60, 1, 86400);
+    m_answerTimeout = host.integer("answerTimeout", 30, 1, 86400);
+    m_maxAge = host.integer("maxAge", 15, 2, 3600);
+    UnitSettings::PollMode hostMode = UnitSettings::PollInterval;
+    pollMode(host, QStringLiteral("pollMode"), UnitSettings::PollInterval, &hostMode);
+    m_globalProblems = host.problems();
+    IniReader policy(&param, QStringLiteral("param.ini [policy]"), QStringLiteral("policy/"));
+    m_policy = PolicySettings::read(policy);
+    m_globalProblems += policy.problems();
     m_metricsListen = param.value(QStringLiteral("metrics/listen")).toString().trimmed();
+
     QStringList names;
     for (const QString& n : param.value(QStringLiteral("host/units")).toStringList()) {
         const QString name = n.trimmed();
@@ -72,17 +96,35 @@ bool HostConfig::load(const QString& dir, QString* error)
     QSettings dev(devPath, QSettings::IniFormat);
     if (!settingsOk(dev, error))
         return false;
+    const QStringList groups = dev.childGroups();
     for (const QString& name : names) {
         UnitSettings u;
         u.name = name;
-        const QString p = name + QLatin1Char('/');
-        u.portName = dev.value(p + QStringLiteral("portName"), QStringLiteral("COM1")).toString();
-        u.addr = dev.value(p + QStringLiteral("addr"), 1).toInt();
-        u.retries = dev.value(p + QStringLiteral("retries"), 5).toInt();
-        u.interval = dev.value(p + QStringLiteral("interval"), 5).toInt();
-        u.commType = dev.value(p + QStringLiteral("commType"), 0).toInt();
-        u.ipAddr = dev.value(p + QStringLiteral("ipAddr")).toString();
-        u.tcpPort = dev.value(p + QStringLiteral("port"), 502).toInt();
+        IniReader ini(&dev, QStringLiteral("dev.ini [%1]").arg(name), name + QLatin1Char('/'));
+        if (!groups.contains(name)) {
+            u.problems += QStringLiteral("dev.ini has no group [%1] for unit %1").arg(name);
+            m_units += u;
+            continue;
+        }
+        u.commType = ini.integer("commType", 0, 0, 1);
+        u.addr = ini.integer("addr", 1, 1, 247);
+        u.interval = ini.integer("interval", 5, 1, 86400);
+        u.retries = ini.integer("retries", 5, 1, 1000);
+        pollMode(ini, QStringLiteral("pollMode"), hostMode, &u.pollMode);
+        u.tcpPort = ini.integer("port", 502, 1, 65535);
+        if (u.commType == 1) {
+            u.ipAddr = ini.text("ipAddr", "");
+            if (u.ipAddr.isEmpty())
+                ini.problem(QStringLiteral("ipAddr"), QStringLiteral("is missing (commType=1 is Modbus TCP)"));
+        } else {
+            u.portName = ini.text("portName", "");
+            if (u.portName.isEmpty())
+                ini.problem(QStringLiteral("portName"), QStringLiteral("is missing (commType=0 is a serial line)"));
+            else if (!QFileInfo::exists(u.portName))
+                ini.problem(QStringLiteral("portName"),
+                            QStringLiteral("serial device %1 does not exist").arg(u.portName));
+        }
+        u.problems = ini.problems();
         m_units += u;
     }
     return true;
@@ -94,4 +136,12 @@ QStringList HostConfig::units() const
     for (const UnitSettings& u : m_units)
         names += u.name;
     return names;
+}
+
+QStringList HostConfig::problems() const
+{
+    QStringList all = m_globalProblems;
+    for (const UnitSettings& u : m_units)
+        all += u.problems;
+    return all;
 }

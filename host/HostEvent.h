@@ -13,10 +13,12 @@ struct HostEvent
     QString time;       // "yyyy-MM-dd hh:mm:ss"
     QString unit;       // device name
     int type = 0;       // event type of the record
-    QString kind;       // "comm", "alarm", "status", "command", "request", "notice", "data", "error"
+    QString kind;       // "comm", "alarm", "status", "command", "request", "notice", "data", "error",
+                        // "notify", "policy"
     int code = -1;      // alarm event code, command id or status point; -1 when none
     int state = -1;     // alarm / communication / status state; -1 when none
     QString text;       // readable description
+    QString notify;     // derived event name (ONBATT, ...); empty for a raw record
 };
 
 Q_DECLARE_METATYPE(HostEvent)

@@ -28,6 +28,26 @@ HostMonitor::HostMonitor(const HostOptions& options, QObject* parent)
     : QObject(parent), m_options(options)
 {
     connect(&m_dataLogTimer, &QTimer::timeout, this, &HostMonitor::writeDataLog);
+    connect(&m_tickTimer, &QTimer::timeout, this, &HostMonitor::tick);
+    connect(&m_router, &CommandRouter::commandOutcome, this,
+            [this](const QString& unit, const QString& command, const QString& outcome,
+                   const QString& detail) {
+                emitLine(unit, QStringLiteral("command"),
+                         QStringLiteral("%1 %2: %3").arg(command, outcome, detail));
+            });
+    connect(&m_runner, &PolicyRunner::report, this, [this](const QString& unit, const QString& text) {
+        emitLine(unit, QStringLiteral("policy"), text);
+    });
+}
+
+void HostMonitor::emitLine(const QString& unit, const QString& kind, const QString& text)
+{
+    HostEvent e;
+    e.time = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+    e.unit = unit;
+    e.kind = kind;
+    e.text = text;
+    emit hostEvent(e);
 }
 
 HostMonitor::~HostMonitor()
@@ -79,8 +99,37 @@ bool HostMonitor::loadPlugin(QString* error)
 
 bool HostMonitor::start(bool withViews, QString* error)
 {
-    if (!m_config.load(HostConfig::dbDir(QCoreApplication::applicationDirPath()), error))
+    const QString configDir = m_options.configDir.isEmpty()
+        ? HostConfig::dbDir(QCoreApplication::applicationDirPath()) : m_options.configDir;
+    if (!m_config.load(configDir, error))
         return false;
+    // The collectors read their own keys from the program's directory.
+    const QString pluginDir = HostConfig::dbDir(QCoreApplication::applicationDirPath());
+    if (QFileInfo(configDir).canonicalFilePath() != QFileInfo(pluginDir).canonicalFilePath()) {
+        *error = QStringLiteral("--config %1: the plugin reads its units from %2; make that a link "
+                                "to %1 (the package links it to /etc/vek5m)").arg(configDir, pluginDir);
+        return false;
+    }
+    QList<UnitSettings> runnable;
+    for (const UnitSettings& u : m_config.unitSettings()) {
+        for (const QString& p : u.problems)
+            emitLine(u.name, QStringLiteral("error"), QStringLiteral("not started: %1").arg(p));
+        if (u.problems.isEmpty())
+            runnable += u;
+    }
+    if (runnable.isEmpty()) {
+        *error = QStringLiteral("no unit has a usable configuration (see upsmon-host --check-config)");
+        return false;
+    }
+    for (const UnitCommand& c : m_options.commands) {
+        if (!m_config.units().contains(c.unit)) {
+            *error = QStringLiteral("--command %1:%2: unknown unit \"%1\" (units: %3)")
+                         .arg(c.unit, c.name, m_config.units().join(QStringLiteral(", ")));
+            return false;
+        }
+    }
+    m_policy = Policy(m_config.policy());
+    m_runner.configure(m_config.policy(), m_options.dryRun);
     if (!loadPlugin(error))
         return false;
 
@@ -107,19 +156,36 @@ bool HostMonitor::start(bool withViews, QString* error)
     m_portManage = PortManage::instance();
     const int answerTimeout = m_options.answerTimeout > 0 ? m_options.answerTimeout
                                                           : m_config.answerTimeout();
-    for (const UnitSettings& unit : m_config.unitSettings()) {
+    StatusModel::Limits limits;
+    limits.chargeLow = m_config.policy().chargeLow > 0 ? m_config.policy().chargeLow : -1;
+    limits.runtimeLow = m_config.policy().runtimeLow > 0 ? m_config.policy().runtimeLow : -1;
+    limits.maxAgeSeconds = m_config.maxAge();
+    QList<QPair<QString, QString>> directoryUnits;
+    for (const UnitSettings& unit : qAsConst(runnable)) {
         CollectThread* collector = m_factory->create(m_portManage);
         if (!collector) {
             *error = QStringLiteral("the plugin made no collector for unit %1").arg(unit.name);
             shutdown();
             return false;
         }
-        auto* session = new UnitSession(unit, collector, &m_formatter, this);
+        auto* session = new UnitSession(unit, collector, &m_formatter, limits, this);
         connect(session, &UnitSession::hostEvent, this, &HostMonitor::hostEvent);
         connect(session, &UnitSession::commStateChanged, this, &HostMonitor::commStateChanged);
+        connect(session, &UnitSession::statusChanged, this, &HostMonitor::onStatus);
+        connect(session, &UnitSession::derivedEvent, this, &HostMonitor::onDerived);
         m_sessions += session;
-        session->start(withViews, answerTimeout, m_options.commands);
+        m_router.addSession(session);
+        directoryUnits += qMakePair(unit.name, unit.target());
     }
+    m_directory.setUnits(directoryUnits);
+    for (const UnitCommand& c : m_options.commands) {
+        QString commandError;
+        if (!m_router.sendWhenAnswered(c.unit, c.name, c.value, &commandError))
+            emitLine(c.unit, QStringLiteral("error"), commandError);
+    }
+    for (UnitSession* s : qAsConst(m_sessions))
+        s->start(withViews, answerTimeout);
+    m_tickTimer.start(1000);
 
     const int logInterval = m_options.logInterval > 0 ? m_options.logInterval
                                                       : m_config.logInterval();
@@ -140,20 +206,73 @@ void HostMonitor::writeDataLog()
     }
 }
 
-void HostMonitor::shutdown()
+void HostMonitor::onStatus(const UnitStatus& status)
+{
+    m_directory.publish(status);
+}
+
+void HostMonitor::onDerived(const DerivedEvent& event)
+{
+    emit hostEvent(EventFormatter::describe(event));
+    m_directory.announce(event);
+    m_runner.notify(event);
+    if (event.name == QLatin1String("FSD") || event.name == QLatin1String("SHUTDOWN"))
+        return;
+    // Decide on the snapshots as they are now.
+    QList<UnitStatus> all;
+    for (const UnitSession* s : qAsConst(m_sessions))
+        all += s->status();
+    const Policy::Decision d = m_policy.evaluate(all, QDateTime::currentMSecsSinceEpoch());
+    for (UnitSession* s : qAsConst(m_sessions)) {
+        if (d.forceOn.contains(s->settings().name))
+            s->setForcedShutdown(true);
+        if (d.forceOff.contains(s->settings().name))
+            s->setForcedShutdown(false);
+    }
+    if (d.runShutdown) {
+        for (UnitSession* s : qAsConst(m_sessions)) {
+            if (s->settings().name != d.unit)
+                continue;
+            DerivedEvent shutdown = StatusModel::shutdownEvent(d.unit);
+            shutdown.message += QStringLiteral(": ") + d.reason;
+            emit hostEvent(EventFormatter::describe(shutdown));
+            m_directory.announce(shutdown);
+            m_runner.notify(shutdown);
+            m_runner.shutdown(shutdown);
+        }
+    }
+}
+
+void HostMonitor::tick()
+{
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    for (UnitSession* s : qAsConst(m_sessions))
+        s->tick(now);
+}
+
+QStringList HostMonitor::shutdown()
 {
     m_dataLogTimer.stop();
-    // Join every thread first, then delete: a collector deleted while
-    // another still runs would be fine too, but joining in parallel is faster.
+    m_tickTimer.stop();
+    m_router.clear();
+    // Ask every thread to leave first, then join them against one deadline,
+    // so that the whole stop stays within it however many units there are.
     for (UnitSession* s : qAsConst(m_sessions))
-        if (s->collector())
-            s->collector()->quit();
+        s->requestStop();
+    const QDeadlineTimer deadline(UnitSession::kJoinTimeoutMs);
+    QStringList abandoned;
+    for (UnitSession* s : qAsConst(m_sessions))
+        if (!s->stop(deadline))
+            abandoned += s->settings().name;
     qDeleteAll(m_sessions);
     m_sessions.clear();
     m_dataLog.close();
     // The plugin's own instance holds a driver library of its own.
-    delete m_factoryObject.data();
+    // The plugin instance and driver stay when a collector still runs in them.
+    if (abandoned.isEmpty())
+        delete m_factoryObject.data();
     m_factory = nullptr;
+    return abandoned;
 }
 
 QStringList HostMonitor::silentUnits() const

@@ -2,8 +2,9 @@
 #define HOSTMONITOR_H
 
 // The host's core, shared by window and console mode: loads the model driver
-// and the plugin, makes one collector per configured unit, keeps the data log
-// and hands every event on as a HostEvent.
+// and the plugin, makes one collector per configured unit, keeps the data log,
+// the units' status board (directory()), the shutdown policy and the command
+// router, and hands every event on as a HostEvent.
 
 #include <QLibrary>
 #include <QList>
@@ -13,7 +14,11 @@
 #include <QStringList>
 #include <QTimer>
 
+#include "CommandRouter.h"
 #include "DataLog.h"
+#include "HostDirectory.h"
+#include "Policy.h"
+#include "PolicyRunner.h"
 #include "EventFormatter.h"
 #include "HostConfig.h"
 #include "HostEvent.h"
@@ -34,11 +39,16 @@ public:
     // readable reason; nothing is left running then.
     bool start(bool withViews, QString* error);
     // Stops and deletes every collector (and with it its panel). Must run
-    // before any widget that holds a panel is destroyed.
-    void shutdown();
+    // before any widget that holds a panel is destroyed. Collectors still
+    // blocked in a cycle after 2.5 s are abandoned; their units are returned.
+    QStringList shutdown();
 
     const QList<UnitSession*>& sessions() const { return m_sessions; }
     const HostConfig& config() const { return m_config; }
+    // The units' snapshots and the command path, for the network outlets.
+    HostDirectory* directory() { return &m_directory; }
+    CommandRouter* commandRouter() { return &m_router; }
+    PolicyRunner* policyRunner() { return &m_runner; }
     // Units that have not answered once since the start.
     QStringList silentUnits() const;
 
@@ -56,6 +66,10 @@ signals:
 
 private:
     bool loadPlugin(QString* error);
+    void onStatus(const UnitStatus& status);
+    void onDerived(const DerivedEvent& event);
+    void tick();
+    void emitLine(const QString& unit, const QString& kind, const QString& text);
 
     HostOptions m_options;
     HostConfig m_config;
@@ -68,6 +82,11 @@ private:
     PortManage* m_portManage = nullptr;
     QList<UnitSession*> m_sessions;
     QTimer m_dataLogTimer;
+    QTimer m_tickTimer;
+    CommandRouter m_router;
+    HostDirectory m_directory{&m_router};
+    Policy m_policy{PolicySettings()};
+    PolicyRunner m_runner;
 };
 
 #endif // HOSTMONITOR_H

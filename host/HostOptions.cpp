@@ -2,6 +2,8 @@
 
 #include <QCommandLineParser>
 
+#include "CommandTable.h"
+
 namespace {
 
 bool positiveInt(const QString& text, int min, int max, int* out)
@@ -22,54 +24,95 @@ bool HostOptions::displayAvailable()
         || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
 }
 
-bool HostOptions::parse(const QStringList& args, bool hasDisplay, HostOptions* out,
-                        QString* error, QString* helpText)
+namespace {
+
+struct Options
+{
+    QCommandLineOption help{QStringList{QStringLiteral("h"), QStringLiteral("help")},
+                            QStringLiteral("Show this help.")};
+    QCommandLineOption version{QStringList{QStringLiteral("v"), QStringLiteral("version")},
+                               QStringLiteral("Show the version.")};
+    QCommandLineOption config{QStringLiteral("config"),
+        QStringLiteral("Configuration directory with param.ini and dev.ini (default: "
+                       "PVMX/drovaPanel/db under the program's directory)."), QStringLiteral("dir")};
+    QCommandLineOption checkConfig{QStringLiteral("check-config"),
+        QStringLiteral("Check the configuration, print one line per problem; exit 1 if there are any.")};
+    QCommandLineOption plugin{QStringLiteral("plugin"),
+        QStringLiteral("Plugin file (default: libvek5m_10-30k_Client.so next to the program)."),
+        QStringLiteral("path")};
+    QCommandLineOption driver{QStringLiteral("driver"),
+        QStringLiteral("Model driver library (default: libvek5m_10-30k.so next to the plugin, else "
+                       "found by the dynamic loader)."), QStringLiteral("path")};
+    QCommandLineOption headless{QStringLiteral("headless"),
+        QStringLiteral("No window: one line per event on stdout (default without a display).")};
+    QCommandLineOption json{QStringLiteral("json"), QStringLiteral("Events as JSON lines.")};
+    QCommandLineOption showData{QStringLiteral("show-data"),
+        QStringLiteral("Also print a line for every data report.")};
+    QCommandLineOption verbose{QStringLiteral("verbose"),
+        QStringLiteral("Show every debug line of the plugin, repeats included.")};
+    QCommandLineOption dryRun{QStringLiteral("dry-run"),
+        QStringLiteral("Print the policy's shutdownCmd / notifyCmd instead of running them.")};
+    QCommandLineOption datalog{QStringLiteral("datalog"),
+        QStringLiteral("Append the periodic data log to this CSV file."), QStringLiteral("file")};
+    QCommandLineOption duration{QStringLiteral("duration"),
+        QStringLiteral("Exit cleanly after this many seconds."), QStringLiteral("seconds")};
+    QCommandLineOption logInterval{QStringLiteral("log-interval"),
+        QStringLiteral("Seconds between data-log rows (default: param.ini [host] logInterval)."),
+        QStringLiteral("seconds")};
+    QCommandLineOption answerTimeout{QStringLiteral("answer-timeout"),
+        QStringLiteral("Seconds before a silent unit is reported (default: param.ini [host] answerTimeout)."),
+        QStringLiteral("seconds")};
+    QCommandLineOption level{QStringLiteral("level"),
+        QStringLiteral("Initial user level 0, 1 or 2 (window mode)."), QStringLiteral("level")};
+    QCommandLineOption command{QStringLiteral("command"),
+        QStringLiteral("Send command NAME (a name below or a control id) to UNIT once it answers; "
+                       "repeatable."), QStringLiteral("unit:name[:value]")};
+    QCommandLineOption metricsListen{QStringLiteral("metrics-listen"),
+        QStringLiteral("Serve Prometheus metrics at http://ADDR:PORT/metrics (default: param.ini "
+                       "[metrics] listen; off when neither is set)."), QStringLiteral("addr:port")};
+
+    void addTo(QCommandLineParser* p) const
+    {
+        p->addOptions({help, version, config, checkConfig, plugin, driver, headless, json, showData,
+                       verbose, dryRun, datalog, duration, logInterval, answerTimeout, level, command,
+                       metricsListen});
+    }
+};
+
+QString description()
+{
+    QString text = QStringLiteral(
+        "Monitors the UPS units listed in param.ini [host] units through the plugin.\n\nCommands:");
+    for (const CommandName* c = commandTable(); c->name; ++c)
+        text += QStringLiteral("\n  %1 (%2)  %3").arg(QLatin1String(c->name)).arg(c->id)
+                    .arg(QLatin1String(c->description));
+    return text;
+}
+
+} // namespace
+
+QString HostOptions::helpText()
 {
     QCommandLineParser p;
-    p.setApplicationDescription(QStringLiteral(
-        "Monitors the UPS units listed in param.ini [host] units through the plugin."));
-    const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Show this help."));
-    const QCommandLineOption plugin(QStringLiteral("plugin"),
-        QStringLiteral("Plugin file (default: libvek5m_10-30k_Client.so next to the program)."),
-        QStringLiteral("path"));
-    const QCommandLineOption driver(QStringLiteral("driver"),
-        QStringLiteral("Model driver library (default: libvek5m_10-30k.so next to the plugin, else "
-                       "found by the dynamic loader)."),
-        QStringLiteral("path"));
-    const QCommandLineOption headless(QStringLiteral("headless"),
-        QStringLiteral("No window: one line per event on stdout (default without a display)."));
-    const QCommandLineOption json(QStringLiteral("json"), QStringLiteral("Events as JSON lines."));
-    const QCommandLineOption showData(QStringLiteral("show-data"),
-        QStringLiteral("Also print a line for every data report."));
-    const QCommandLineOption datalog(QStringLiteral("datalog"),
-        QStringLiteral("Append the periodic data log to this CSV file."), QStringLiteral("file"));
-    const QCommandLineOption duration(QStringLiteral("duration"),
-        QStringLiteral("Exit cleanly after this many seconds."), QStringLiteral("seconds"));
-    const QCommandLineOption logInterval(QStringLiteral("log-interval"),
-        QStringLiteral("Seconds between data-log rows (default: param.ini [host] logInterval)."),
-        QStringLiteral("seconds"));
-    const QCommandLineOption answerTimeout(QStringLiteral("answer-timeout"),
-        QStringLiteral("Seconds before a silent unit is reported (default: param.ini [host] answerTimeout)."),
-        QStringLiteral("seconds"));
-    const QCommandLineOption level(QStringLiteral("level"),
-        QStringLiteral("Initial user level 0, 1 or 2 (window mode)."), QStringLiteral("level"));
-    const QCommandLineOption command(QStringLiteral("command"),
-        QStringLiteral("Send command ID (with VALUE) to every unit once it answers; repeatable."),
-        QStringLiteral("id[:value]"));
-    const QCommandLineOption metricsListen(QStringLiteral("metrics-listen"),
-        QStringLiteral("Serve Prometheus metrics at http://ADDR:PORT/metrics (default: param.ini "
-                       "[metrics] listen; off when neither is set)."),
-        QStringLiteral("addr:port"));
-    p.addOptions({help, plugin, driver, headless, json, showData, datalog, duration, logInterval,
-                  answerTimeout, level, command, metricsListen});
+    p.setApplicationDescription(description());
+    Options().addTo(&p);
+    return p.helpText();
+}
 
+bool HostOptions::parse(const QStringList& args, bool hasDisplay, HostOptions* out, QString* error)
+{
+    QCommandLineParser p;
+    const Options opt;
+    opt.addTo(&p);
     if (!p.parse(args)) {
         *error = p.errorText();
         return false;
     }
-    if (p.isSet(help)) {
-        *helpText = p.helpText();
+    HostOptions o;
+    o.help = p.isSet(opt.help);
+    o.version = p.isSet(opt.version);
+    if (o.help || o.version) {
+        *out = o;
         return true;
     }
     if (!p.positionalArguments().isEmpty()) {
@@ -77,38 +120,48 @@ bool HostOptions::parse(const QStringList& args, bool hasDisplay, HostOptions* o
         return false;
     }
 
-    HostOptions o;
-    o.pluginPath = p.value(plugin);
-    o.driverPath = p.value(driver);
-    o.headless = p.isSet(headless) || !hasDisplay;
-    o.json = p.isSet(json);
-    o.showData = p.isSet(showData);
-    o.dataLogPath = p.value(datalog);
-    o.metricsListen = p.value(metricsListen);
-    if (p.isSet(duration) && !positiveInt(p.value(duration), 1, 86400 * 365, &o.duration)) {
-        *error = QStringLiteral("--duration needs a number of seconds, got \"%1\"").arg(p.value(duration));
-        return false;
-    }
-    if (p.isSet(logInterval) && !positiveInt(p.value(logInterval), 1, 86400, &o.logInterval)) {
-        *error = QStringLiteral("--log-interval needs a number of seconds, got \"%1\"").arg(p.value(logInterval));
-        return false;
-    }
-    if (p.isSet(answerTimeout) && !positiveInt(p.value(answerTimeout), 1, 86400, &o.answerTimeout)) {
-        *error = QStringLiteral("--answer-timeout needs a number of seconds, got \"%1\"").arg(p.value(answerTimeout));
-        return false;
-    }
-    if (p.isSet(level) && !positiveInt(p.value(level), 0, 2, &o.userLevel)) {
-        *error = QStringLiteral("--level must be 0, 1 or 2, got \"%1\"").arg(p.value(level));
-        return false;
-    }
-    for (const QString& c : p.values(command)) {
-        const int colon = c.indexOf(QLatin1Char(':'));
-        int id = 0;
-        if (!positiveInt(colon < 0 ? c : c.left(colon), 1, 65535, &id)) {
-            *error = QStringLiteral("--command needs ID[:VALUE], got \"%1\"").arg(c);
+    o.pluginPath = p.value(opt.plugin);
+    o.driverPath = p.value(opt.driver);
+    o.configDir = p.value(opt.config);
+    o.checkConfig = p.isSet(opt.checkConfig);
+    o.dryRun = p.isSet(opt.dryRun);
+    o.verbose = p.isSet(opt.verbose);
+    o.headless = p.isSet(opt.headless) || !hasDisplay || o.checkConfig;
+    o.json = p.isSet(opt.json);
+    o.showData = p.isSet(opt.showData);
+    o.dataLogPath = p.value(opt.datalog);
+    o.metricsListen = p.value(opt.metricsListen);
+    const struct { const QCommandLineOption& option; int min; int max; int* value; } numbers[] = {
+        {opt.duration, 1, 86400 * 365, &o.duration},
+        {opt.logInterval, 1, 86400, &o.logInterval},
+        {opt.answerTimeout, 1, 86400, &o.answerTimeout},
+        {opt.level, 0, 2, &o.userLevel},
+    };
+    for (const auto& n : numbers) {
+        if (p.isSet(n.option) && !positiveInt(p.value(n.option), n.min, n.max, n.value)) {
+            *error = QStringLiteral("--%1 needs a whole number %2-%3, got \"%4\"")
+                         .arg(n.option.names().constLast()).arg(n.min).arg(n.max).arg(p.value(n.option));
             return false;
         }
-        o.commands += qMakePair(id, colon < 0 ? QString() : c.mid(colon + 1));
+    }
+    for (const QString& c : p.values(opt.command)) {
+        const QStringList parts = c.split(QLatin1Char(':'));
+        if (parts.size() < 2 || parts.at(0).isEmpty() || parts.at(1).isEmpty()) {
+            *error = QStringLiteral("--command needs UNIT:NAME[:VALUE], got \"%1\"").arg(c);
+            return false;
+        }
+        UnitCommand uc{parts.at(0), parts.at(1), parts.mid(2).join(QLatin1Char(':'))};
+        const CommandName* known = findCommand(uc.name);
+        QString sent;
+        if (!known) {
+            *error = QStringLiteral("--command %1: unknown command \"%2\" (see --help)").arg(c, uc.name);
+            return false;
+        }
+        if (!commandValue(*known, uc.value, &sent, error)) {
+            *error = QStringLiteral("--command %1: %2").arg(c, *error);
+            return false;
+        }
+        o.commands += uc;
     }
     *out = o;
     return true;

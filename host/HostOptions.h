@@ -6,9 +6,15 @@
 // that default to the application directory are filled in later.
 
 #include <QList>
-#include <QPair>
 #include <QString>
 #include <QStringList>
+
+struct UnitCommand
+{
+    QString unit;
+    QString name;       // command name or id, as given
+    QString value;
+};
 
 struct HostOptions
 {
@@ -22,14 +28,20 @@ struct HostOptions
     int logInterval = 0;        // seconds; 0 takes param.ini [host] logInterval
     int answerTimeout = 0;      // seconds; 0 takes param.ini [host] answerTimeout
     int userLevel = 2;          // initial user level of the window
-    QList<QPair<int, QString>> commands;   // sent to each unit after its first answer
+    QList<UnitCommand> commands;   // each sent to its unit after the unit's first answer
+    QString configDir;          // empty: <program dir>/PVMX/drovaPanel/db
+    bool checkConfig = false;   // check the configuration, print problems, exit
+    bool dryRun = false;        // print the policy's commands instead of running them
+    bool verbose = false;       // every plugin debug line, repeats included
+    bool help = false;
+    bool version = false;
     QString metricsListen;      // ADDR:PORT of /metrics; empty takes param.ini [metrics] listen
 
     // Parses argv (program name first). `hasDisplay` picks the mode when
-    // --headless is not given. False with a message for bad arguments;
-    // `helpText` is set instead when --help was asked for.
-    static bool parse(const QStringList& args, bool hasDisplay, HostOptions* out,
-                      QString* error, QString* helpText);
+    // --headless is not given. False with a message for bad arguments.
+    static bool parse(const QStringList& args, bool hasDisplay, HostOptions* out, QString* error);
+    // The --help text; needs the application object (for the program name).
+    static QString helpText();
 
     // True when a window system is reachable from the environment.
     static bool displayAvailable();

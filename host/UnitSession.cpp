@@ -6,18 +6,17 @@
 #include "CollectThread.h"
 #include "CollectView.h"
 #include "EventFormatter.h"
-
-namespace {
-// A collector's cycle is bounded by its driver's timeouts; give it this long
-// to leave its event loop before the host gives up on joining it.
-const unsigned long kJoinTimeoutMs = 15000;
-}
+#include "UnitPoller.h"
 
 UnitSession::UnitSession(const UnitSettings& settings, CollectThread* collector,
-                         const EventFormatter* formatter, QObject* parent)
-    : QObject(parent), m_settings(settings), m_collector(collector), m_formatter(formatter)
+                         const EventFormatter* formatter, const StatusModel::Limits& limits,
+                         QObject* parent)
+    : QObject(parent), m_settings(settings), m_collector(collector), m_formatter(formatter),
+      m_model(settings.name, formatter->eventTexts(), limits, QDateTime::currentMSecsSinceEpoch())
 {
     qRegisterMetaType<HostEvent>();
+    qRegisterMetaType<UnitStatus>();
+    qRegisterMetaType<DerivedEvent>();
     m_answerTimer.setSingleShot(true);
     connect(&m_answerTimer, &QTimer::timeout, this, &UnitSession::notAnswered);
 }
@@ -27,10 +26,8 @@ UnitSession::~UnitSession()
     stop();
 }
 
-void UnitSession::start(bool withView, int answerTimeoutSec,
-                        const QList<QPair<int, QString>>& commands)
+void UnitSession::start(bool withView, int answerTimeoutSec)
 {
-    m_pendingCommands = commands;
     m_collector->m_devName = m_settings.name;
     connect(m_collector, &CollectThread::postDEvent, this, &UnitSession::onRecord);
     m_collector->loadConfig();
@@ -40,25 +37,45 @@ void UnitSession::start(bool withView, int answerTimeoutSec,
             qDebug() << "unit" << m_settings.name << "has no panel";
     }
     m_answerTimer.start(answerTimeoutSec * 1000);
-    m_collector->start();
+    if (m_settings.pollMode == UnitSettings::PollTimer) {
+        m_collector->start();
+    } else {
+        m_poller = new UnitPoller(m_collector);
+        m_poller->start();
+    }
 }
 
-void UnitSession::stop()
+void UnitSession::requestStop()
 {
     m_answerTimer.stop();
+    if (m_poller)
+        m_poller->quit();
+    else if (m_collector)
+        m_collector->quit();
+}
+
+bool UnitSession::stop(QDeadlineTimer deadline)
+{
+    requestStop();
     if (!m_collector)
-        return;
-    m_collector->quit();
-    if (!m_collector->wait(kJoinTimeoutMs)) {
-        // Deleting a running QThread aborts the process; leak it instead.
-        qWarning() << "collector of" << m_settings.name << "did not stop; left running";
+        return true;
+    QThread* thread = m_poller ? static_cast<QThread*>(m_poller) : m_collector;
+    if (!thread->wait(deadline)) {
+        // Deleting a running QThread aborts the process; leave it to the exit.
+        qWarning().noquote() << QStringLiteral("collector of %1 (%2) is blocked in a cycle; abandoned")
+                                    .arg(m_settings.name, m_settings.target());
+        disconnect(m_collector, nullptr, this, nullptr);
         m_collector = nullptr;
+        m_poller = nullptr;
         m_view = nullptr;
-        return;
+        return false;
     }
+    delete m_poller;
+    m_poller = nullptr;
     delete m_collector;
     m_collector = nullptr;
     m_view = nullptr;
+    return true;
 }
 
 void UnitSession::sendCommand(int id, const QString& value)
@@ -67,8 +84,27 @@ void UnitSession::sendCommand(int id, const QString& value)
         m_collector->control(id, value);
 }
 
+void UnitSession::publish(const QList<DerivedEvent>& events)
+{
+    emit statusChanged(m_model.status());
+    for (const DerivedEvent& e : events)
+        emit derivedEvent(e);
+}
+
+void UnitSession::tick(qint64 nowMs)
+{
+    const QList<DerivedEvent> events = m_model.tick(nowMs);
+    publish(events);
+}
+
+void UnitSession::setForcedShutdown(bool on)
+{
+    publish(m_model.setForcedShutdown(on));
+}
+
 void UnitSession::onRecord(int type, QMap<QString, QVariant> record)
 {
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
     if (EventFormatter::isControlRequest(type, record)) {
         sendCommand(record.value(QStringLiteral("controlId")).toInt(),
                     record.value(QStringLiteral("controlValue")).toString());
@@ -77,19 +113,25 @@ void UnitSession::onRecord(int type, QMap<QString, QVariant> record)
         if (state == Communicating && !m_answered) {
             m_answered = true;
             m_answerTimer.stop();
-            const auto commands = m_pendingCommands;
-            m_pendingCommands.clear();
-            for (const auto& c : commands)
-                sendCommand(c.first, c.second);
+            emit answered(m_settings.name);
         }
         if (state != m_commState) {
             m_commState = state;
             emit commStateChanged(m_settings.name, state);
         }
+        const HostEvent e = m_formatter->describe(type, record, m_settings.name);
+        emit hostEvent(e);
+        publish(m_model.updateComm(state == Lost ? UnitStatus::Comm::Lost : UnitStatus::Comm::Ok, now));
+        return;
     } else if (type == EventFormatter::DataReport) {
         m_lastData = record.value(QStringLiteral("data")).value<QMap<int, QVariant>>();
         if (m_view)
             m_view->flushData(m_lastData);
+        const HostEvent e = m_formatter->describe(type, record, m_settings.name);
+        emit hostEvent(e);
+        publish(m_model.updateData(m_lastData, now));
+        emit dataReported(m_settings.name);
+        return;
     }
 
     const HostEvent e = m_formatter->describe(type, record, m_settings.name);

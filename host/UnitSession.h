@@ -1,25 +1,27 @@
 #ifndef UNITSESSION_H
 #define UNITSESSION_H
 
-// One monitored unit: its collector (made by the plugin's create()), its
-// panel if the plugin gives one, the last data it reported and its
-// communication state. Every record of the collector arrives here on the
-// host's thread (auto connection: queued from the collector's thread,
+// One monitored unit: its collector (made by the plugin's create()), the
+// thread that drives it, its panel if the plugin gives one, the last data it
+// reported and its status model. Every record of the collector arrives here
+// on the host's thread (auto connection: queued from the polling thread,
 // direct from the panel on the GUI thread).
 
+#include <QDeadlineTimer>
 #include <QList>
 #include <QMap>
 #include <QObject>
-#include <QPair>
 #include <QTimer>
 #include <QVariant>
 
 #include "HostConfig.h"
 #include "HostEvent.h"
+#include "StatusModel.h"
 
 class CollectThread;
 class CollectView;
 class EventFormatter;
+class UnitPoller;
 
 class UnitSession : public QObject
 {
@@ -28,15 +30,19 @@ public:
     enum CommState { Unknown = -1, Communicating = 0, Lost = 1 };
 
     UnitSession(const UnitSettings& settings, CollectThread* collector,
-                const EventFormatter* formatter, QObject* parent = nullptr);
+                const EventFormatter* formatter, const StatusModel::Limits& limits,
+                QObject* parent = nullptr);
     ~UnitSession() override;
 
-    // Configures and starts the collector. With `withView` the panel is
-    // built (a null panel is accepted as a unit without one).
-    void start(bool withView, int answerTimeoutSec, const QList<QPair<int, QString>>& commands);
-    // Quits and joins the collector's thread, then deletes the collector
-    // (which deletes its panel). Safe to call twice.
-    void stop();
+    // Configures the collector and starts polling it. With `withView` the
+    // panel is built (a null panel is accepted as a unit without one).
+    void start(bool withView, int answerTimeoutSec);
+    // Asks the polling thread to leave; stop() then joins it.
+    void requestStop();
+    // Joins the polling thread until `deadline` and deletes the collector.
+    // A thread still inside a cycle then (blocked in a connect) is abandoned
+    // with the collector: false.
+    bool stop(QDeadlineTimer deadline = QDeadlineTimer(kJoinTimeoutMs));
 
     const UnitSettings& settings() const { return m_settings; }
     CollectThread* collector() const { return m_collector; }
@@ -45,11 +51,18 @@ public:
     bool hasAnswered() const { return m_answered; }
     bool hasData() const { return !m_lastData.isEmpty(); }
     QMap<int, QVariant> lastData() const { return m_lastData; }
+    const UnitStatus& status() const { return m_model.status(); }
 
     // Queues a command on the collector. control() only appends to the
     // collector's locked command queue, so a direct call from this thread is
     // safe; the command runs on the collector's next cycle.
     void sendCommand(int id, const QString& value);
+    // Ages the data (STALE).
+    void tick(qint64 nowMs);
+    // The host's shutdown policy fired (true) or its episode ended (false).
+    void setForcedShutdown(bool on);
+
+    static const int kJoinTimeoutMs = 2500;
 
 public slots:
     void onRecord(int type, QMap<QString, QVariant> record);
@@ -57,18 +70,24 @@ public slots:
 signals:
     void hostEvent(const HostEvent& event);
     void commStateChanged(const QString& unit, int state);
+    void answered(const QString& unit);
+    void dataReported(const QString& unit);
+    void statusChanged(const UnitStatus& status);
+    void derivedEvent(const DerivedEvent& event);
 
 private:
     void notAnswered();
+    void publish(const QList<DerivedEvent>& events);
 
     UnitSettings m_settings;
     CollectThread* m_collector;
+    UnitPoller* m_poller = nullptr;
     CollectView* m_view = nullptr;
     const EventFormatter* m_formatter;
+    StatusModel m_model;
     int m_commState = Unknown;
     bool m_answered = false;
     QMap<int, QVariant> m_lastData;
-    QList<QPair<int, QString>> m_pendingCommands;
     QTimer m_answerTimer;
 };
 

@@ -1,7 +1,8 @@
 // upsmon-host: loads the UPS plugin and monitors the units listed in
 // param.ini, in a window or, without a display or with --headless, on the
-// console. Exit status: 0 clean stop, 1 start-up failure, 2 bad arguments,
-// 3 a unit never answered during the run.
+// console. Exit status: 0 clean stop, 1 start-up failure or configuration
+// problems (--check-config), 2 bad arguments, 3 a unit never answered during
+// the run.
 
 #include <QApplication>
 #include <QFile>
@@ -9,10 +10,12 @@
 
 #include <cstdio>
 #include <memory>
+#include <unistd.h>
 
 #include "ConsoleOutput.h"
 #include "HostMonitor.h"
 #include "HostOptions.h"
+#include "LogFilter.h"
 #include "MainWindow.h"
 #include "SignalWatcher.h"
 
@@ -31,14 +34,36 @@ int main(int argc, char* argv[])
     for (int i = 0; i < argc; ++i)
         args += QString::fromLocal8Bit(argv[i]);
     HostOptions options;
-    QString error, help;
-    if (!HostOptions::parse(args, HostOptions::displayAvailable(), &options, &error, &help)) {
+    QString error;
+    if (!HostOptions::parse(args, HostOptions::displayAvailable(), &options, &error)) {
         printErr(error);
         return 2;
     }
-    if (!help.isEmpty()) {
-        std::fputs(qPrintable(help), stdout);
+    if (options.help || options.version) {
+        QCoreApplication app(argc, argv);
+        QCoreApplication::setApplicationName(QStringLiteral("upsmon-host"));
+        if (options.help)
+            std::fputs(qPrintable(HostOptions::helpText()), stdout);
+        else
+            std::printf("upsmon-host %s\n", VEK5_VERSION);
         return 0;
+    }
+    LogFilter::install(options.verbose);
+    if (options.checkConfig) {
+        QCoreApplication app(argc, argv);
+        HostConfig config;
+        const QString dir = options.configDir.isEmpty()
+            ? HostConfig::dbDir(QCoreApplication::applicationDirPath()) : options.configDir;
+        if (!config.load(dir, &error)) {
+            std::printf("%s\n", qPrintable(error));
+            return 1;
+        }
+        const QStringList problems = config.problems();
+        for (const QString& p : problems)
+            std::printf("%s\n", qPrintable(p));
+        if (problems.isEmpty())
+            std::printf("%s: %d units, no problems\n", qPrintable(dir), int(config.units().size()));
+        return problems.isEmpty() ? 0 : 1;
     }
 
     std::unique_ptr<QCoreApplication> app(options.headless ? new QCoreApplication(argc, argv)
@@ -78,7 +103,15 @@ int main(int argc, char* argv[])
     const QStringList silent = monitor.silentUnits();
     // Collectors own their panels: stop them while the window still holds
     // the panels, then let the window go.
-    monitor.shutdown();
+    const QStringList abandoned = monitor.shutdown();
+    if (!abandoned.isEmpty()) {
+        // A collector blocked in a connect cannot be stopped or deleted; the
+        // process leaves without running destructors that would meet it.
+        printErr(QStringLiteral("abandoned the collectors of %1").arg(abandoned.join(QStringLiteral(", "))));
+        std::fflush(stdout);
+        std::fflush(stderr);
+        _exit(silent.isEmpty() ? 0 : 3);
+    }
     window.reset();
     if (!silent.isEmpty()) {
         printErr(QStringLiteral("never answered: %1").arg(silent.join(QStringLiteral(", "))));

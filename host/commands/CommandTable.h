@@ -10,6 +10,12 @@
 
 struct CommandName
 {
+    enum Argument {
+        NoArgument,     // a VALUE is refused; `fixedValue` is sent
+        Minutes,        // VALUE: a whole number of minutes, 1-65535
+        FileName        // VALUE: the file to write
+    };
+
     const char* name;        // "beeper.disable"
     int id;                  // control id of the collector (1001-1045)
     const char* description; // one line for NUT's CMDDESC and --help
@@ -17,6 +23,8 @@ struct CommandName
     // the unit has carried the command out; point 0 when nothing shows it.
     int confirmPoint;
     int confirmValue;
+    Argument argument;
+    const char* fixedValue;  // the value text sent with a NoArgument command
 };
 
 // The whole table, terminated by a row with a null name.
@@ -24,5 +32,7 @@ const CommandName* commandTable();
 // The row named `name`, or the row of the control id `name` ("1010");
 // null when there is none.
 const CommandName* findCommand(const QString& name);
+// The value text to send for `value`, or false with a reason.
+bool commandValue(const CommandName& command, const QString& value, QString* sent, QString* error);
 
 #endif // COMMANDTABLE_H

@@ -1,0 +1,188 @@
+#include "CommandRouter.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include "CommandTable.h"
+#include "EventFormatter.h"
+#include "UnitSession.h"
+
+namespace {
+
+const int kSettingCommand = 2016;
+const int kHistoryDownload = 1045;
+
+// The unit carries a command out within a cycle or two; a history download
+// reads up to 200 records.
+qint64 confirmTimeoutMs(const UnitSettings& unit)
+{
+    return (3LL * unit.interval + 15) * 1000;
+}
+
+} // namespace
+
+CommandRouter::CommandRouter(QObject* parent) : QObject(parent)
+{
+    m_expiry.setInterval(1000);
+    connect(&m_expiry, &QTimer::timeout, this, &CommandRouter::expire);
+}
+
+void CommandRouter::addSession(UnitSession* s)
+{
+    m_sessions.insert(s->settings().name, s);
+    connect(s, &UnitSession::dataReported, this, &CommandRouter::onData);
+    connect(s, &UnitSession::answered, this, &CommandRouter::onAnswered);
+    connect(s, &UnitSession::hostEvent, this, [this](const HostEvent& e) {
+        if (e.type == EventFormatter::CommandResult && e.code == kHistoryDownload)
+            onHistoryWritten(e.unit);
+    });
+}
+
+void CommandRouter::clear()
+{
+    m_sessions.clear();
+    m_pending.clear();
+    m_deferred.clear();
+    m_expiry.stop();
+}
+
+UnitSession* CommandRouter::session(const QString& unit, QString* error) const
+{
+    UnitSession* s = m_sessions.value(unit);
+    if (!s && error)
+        *error = QStringLiteral("unknown unit \"%1\" (units: %2)")
+                     .arg(unit, QStringList(m_sessions.keys()).join(QStringLiteral(", ")));
+    return s;
+}
+
+bool CommandRouter::check(const QString& unit, const QString& name, const QString& value,
+                          const CommandName** command, QString* sent, QString* error) const
+{
+    if (!session(unit, error))
+        return false;
+    *command = findCommand(name);
+    if (!*command) {
+        *error = QStringLiteral("unknown command \"%1\"; see upsmon-host --help").arg(name);
+        return false;
+    }
+    return commandValue(**command, value, sent, error);
+}
+
+bool CommandRouter::send(const QString& unit, const QString& name, const QString& value, QString* error)
+{
+    const CommandName* c = nullptr;
+    QString sent;
+    if (!check(unit, name, value, &c, &sent, error))
+        return false;
+    UnitSession* s = m_sessions.value(unit);
+    s->sendCommand(c->id, sent);
+    emit commandOutcome(unit, QLatin1String(c->name), QStringLiteral("queued"),
+                        QStringLiteral("command %1 (%2) queued").arg(c->id).arg(QLatin1String(c->description)));
+    if (c->confirmPoint > 0 || c->id == kHistoryDownload) {
+        m_pending += Pending{unit, c, sent, QDateTime::currentDateTime(),
+                             QDateTime::currentMSecsSinceEpoch() + confirmTimeoutMs(s->settings())};
+        m_expiry.start();
+    }
+    return true;
+}
+
+bool CommandRouter::writeSetting(const QString& unit, int point, int rawValue, QString* error)
+{
+    UnitSession* s = session(unit, error);
+    if (!s)
+        return false;
+    if (point < 3000 || point > 3163 || rawValue < -32768 || rawValue > 65535) {
+        *error = QStringLiteral("setting %1 = %2 is out of range (points 3000-3163, raw -32768-65535)")
+                     .arg(point).arg(rawValue);
+        return false;
+    }
+    s->sendCommand(kSettingCommand, QStringLiteral("%1,%2").arg(point).arg(rawValue));
+    emit commandOutcome(unit, QStringLiteral("setting %1").arg(point), QStringLiteral("queued"),
+                        QStringLiteral("setting %1 = %2 queued").arg(point).arg(rawValue));
+    return true;
+}
+
+bool CommandRouter::sendWhenAnswered(const QString& unit, const QString& name, const QString& value,
+                                     QString* error)
+{
+    const CommandName* c = nullptr;
+    QString sent;
+    if (!check(unit, name, value, &c, &sent, error))
+        return false;
+    if (m_sessions.value(unit)->hasAnswered())
+        return send(unit, name, value, error);
+    m_deferred += Deferred{unit, name, value};
+    return true;
+}
+
+void CommandRouter::onAnswered(const QString& unit)
+{
+    for (int i = 0; i < m_deferred.size();) {
+        if (m_deferred.at(i).unit != unit) {
+            ++i;
+            continue;
+        }
+        const Deferred d = m_deferred.takeAt(i);
+        QString error;
+        send(d.unit, d.name, d.value, &error);
+    }
+}
+
+void CommandRouter::settle(int index, bool confirmed, const QString& detail)
+{
+    const Pending p = m_pending.takeAt(index);
+    emit commandOutcome(p.unit, QLatin1String(p.command->name),
+                        confirmed ? QStringLiteral("confirmed") : QStringLiteral("not confirmed"), detail);
+    if (m_pending.isEmpty())
+        m_expiry.stop();
+}
+
+void CommandRouter::onData(const QString& unit)
+{
+    const UnitSession* s = m_sessions.value(unit);
+    for (int i = m_pending.size() - 1; i >= 0; --i) {
+        const Pending& p = m_pending.at(i);
+        if (p.unit != unit || p.command->confirmPoint == 0)
+            continue;
+        const QVariant v = s->lastData().value(p.command->confirmPoint);
+        if (v.isValid() && v.toInt() == p.command->confirmValue)
+            settle(i, true, QStringLiteral("point %1 is now %2")
+                                .arg(p.command->confirmPoint).arg(p.command->confirmValue));
+    }
+}
+
+void CommandRouter::onHistoryWritten(const QString& unit)
+{
+    for (int i = m_pending.size() - 1; i >= 0; --i) {
+        const Pending& p = m_pending.at(i);
+        if (p.unit != unit || p.command->id != kHistoryDownload)
+            continue;
+        const QFileInfo file(p.value);
+        // Whole seconds: a file system may keep no finer time.
+        const bool written = file.isFile() && file.size() > 0
+            && file.lastModified().toSecsSinceEpoch() >= p.sent.toSecsSinceEpoch();
+        int lines = 0;
+        QFile f(p.value);
+        if (written && f.open(QIODevice::ReadOnly))
+            lines = f.readAll().count('\n');
+        settle(i, written, written ? QStringLiteral("history written to %1 (%2 lines)")
+                                         .arg(file.absoluteFilePath()).arg(lines)
+                                   : QStringLiteral("history export failed: %1 was not written")
+                                         .arg(file.absoluteFilePath()));
+    }
+}
+
+void CommandRouter::expire()
+{
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    for (int i = m_pending.size() - 1; i >= 0; --i) {
+        const Pending& p = m_pending.at(i);
+        if (now < p.deadlineMs)
+            continue;
+        settle(i, false, p.command->confirmPoint
+                   ? QStringLiteral("point %1 did not become %2 within %3 s")
+                         .arg(p.command->confirmPoint).arg(p.command->confirmValue)
+                         .arg((p.deadlineMs - p.sent.toMSecsSinceEpoch()) / 1000)
+                   : QStringLiteral("the unit reported no history download"));
+    }
+}

@@ -1,0 +1,69 @@
+#ifndef COMMANDROUTER_H
+#define COMMANDROUTER_H
+
+// Every command a user gives (--command, a NUT client's INSTCMD or SET VAR)
+// goes through here: unit and name are checked, the command is queued on
+// that unit's collector, and its outcome is followed. The outcome is
+// "queued", then, where the data shows the effect, "confirmed" or
+// "not confirmed" once the unit has had time to carry it out; a history
+// download is confirmed by the file it must write.
+
+#include <QDateTime>
+#include <QList>
+#include <QMap>
+#include <QObject>
+#include <QTimer>
+
+struct CommandName;
+class UnitSession;
+
+class CommandRouter : public QObject
+{
+    Q_OBJECT
+public:
+    explicit CommandRouter(QObject* parent = nullptr);
+
+    void addSession(UnitSession* session);
+    void clear();
+
+    // Queues a command on a unit. False with a reason for an unknown unit or
+    // command or a value the command does not take.
+    bool send(const QString& unit, const QString& name, const QString& value, QString* error);
+    // Queues a setting write: control(2016, "<point>,<raw value>").
+    bool writeSetting(const QString& unit, int point, int rawValue, QString* error);
+    // Queues the command once the unit has answered for the first time.
+    bool sendWhenAnswered(const QString& unit, const QString& name, const QString& value,
+                          QString* error);
+
+signals:
+    // outcome: "queued", "confirmed", "not confirmed"; detail in words.
+    void commandOutcome(const QString& unit, const QString& command, const QString& outcome,
+                        const QString& detail);
+
+private:
+    struct Pending
+    {
+        QString unit;
+        const CommandName* command;
+        QString value;
+        QDateTime sent;
+        qint64 deadlineMs;
+    };
+    struct Deferred { QString unit; QString name; QString value; };
+
+    UnitSession* session(const QString& unit, QString* error) const;
+    bool check(const QString& unit, const QString& name, const QString& value,
+               const CommandName** command, QString* sent, QString* error) const;
+    void onData(const QString& unit);
+    void onAnswered(const QString& unit);
+    void onHistoryWritten(const QString& unit);
+    void expire();
+    void settle(int index, bool confirmed, const QString& detail);
+
+    QMap<QString, UnitSession*> m_sessions;
+    QList<Pending> m_pending;
+    QList<Deferred> m_deferred;
+    QTimer m_expiry;
+};
+
+#endif // COMMANDROUTER_H

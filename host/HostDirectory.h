@@ -1,0 +1,49 @@
+#ifndef HOSTDIRECTORY_H
+#define HOSTDIRECTORY_H
+
+// The host's UnitDirectory: a board of the units' latest snapshots, written
+// on the main thread as the status models change and read from any thread
+// under a lock. Commands go to the command router (main thread only).
+
+#include <QMap>
+#include <QMutex>
+#include <QObject>
+
+#include "DerivedEvent.h"
+#include "UnitDirectory.h"
+
+class CommandRouter;
+
+class HostDirectory : public QObject, public UnitDirectory
+{
+    Q_OBJECT
+public:
+    explicit HostDirectory(CommandRouter* router, QObject* parent = nullptr);
+
+    // Main thread: the units and their descriptions ("tcp 127.0.0.1:502 addr 1").
+    void setUnits(const QList<QPair<QString, QString>>& units);
+    void publish(const UnitStatus& status);
+    void announce(const DerivedEvent& event) { emit derivedEvent(event); }
+
+    QStringList units() const override;
+    QString description(const QString& unit) const override;
+    UnitStatus status(const QString& unit) const override;
+    bool sendCommand(const QString& unit, const QString& name, const QString& value,
+                     QString* error) override;
+    bool writeSetting(const QString& unit, int point, int rawValue, QString* error) override;
+
+signals:
+    // A unit's snapshot changed (each data report, comm change, ageing).
+    void statusChanged(const QString& unit);
+    // ONBATT, LOWBATT, COMMBAD, ... as the status models derive them.
+    void derivedEvent(const DerivedEvent& event);
+
+private:
+    CommandRouter* m_router;
+    mutable QMutex m_lock;
+    QStringList m_units;
+    QMap<QString, QString> m_descriptions;
+    QMap<QString, UnitStatus> m_board;
+};
+
+#endif // HOSTDIRECTORY_H

@@ -1,0 +1,209 @@
+#include "StatusModel.h"
+
+#include "StatusPointTable.h"
+
+namespace {
+
+const int kFirstAlarmPoint = 2000;
+const int kAlarmCount = 512;
+// Alarm indexes (point - 2000) that flags read.
+const int kLowBatteryDod = 22;
+const int kLowBatteryEod = 23;
+const int kOutputOverload = 141;
+
+struct FlagInputs
+{
+    const QMap<int, QVariant>& data;
+    const UnitStatus& status;
+    const StatusModel::Limits& limits;
+    bool forced;
+
+    bool is(int point, int value) const { return data.contains(point) && data.value(point).toInt() == value; }
+    bool alarm(int index) const { return is(kFirstAlarmPoint + index, 1); }
+    bool onBattery() const { return is(4101, 4); }
+    bool below(const char* name, double limit) const
+    {
+        const QVariant v = status.values.value(QLatin1String(name));
+        return limit >= 0 && v.isValid() && v.toDouble() < limit;
+    }
+};
+
+struct FlagRule
+{
+    const char* flag;
+    const char* event;      // raised when the flag appears; null for none
+    const char* rule;
+    bool (*test)(const FlagInputs&);
+};
+
+// In NUT's order of ups.status.
+const FlagRule kFlags[] = {
+    {"ALARM", nullptr, "an alarm point 2000-2511 is 1",
+     [](const FlagInputs& in) { return !in.status.alarms.isEmpty(); }},
+    {"OL", "ONLINE", "4223 (output supplied) = 1 and not OB",
+     [](const FlagInputs& in) { return in.is(4223, 1) && !in.onBattery(); }},
+    {"OB", "ONBATT", "4101 (battery status) = 4 (discharging)",
+     [](const FlagInputs& in) { return in.onBattery(); }},
+    {"LB", "LOWBATT",
+     "alarm 22 or 23 (low battery DOD / EOD), or on battery with battery.charge below "
+     "[policy] chargeLow or battery.runtime below [policy] runtimeLow",
+     [](const FlagInputs& in) {
+         return in.alarm(kLowBatteryDod) || in.alarm(kLowBatteryEod)
+             || (in.onBattery() && (in.below("battery.charge", in.limits.chargeLow)
+                                    || in.below("battery.runtime", in.limits.runtimeLow)));
+     }},
+    {"CHRG", nullptr, "4101 = 2 (charging)", [](const FlagInputs& in) { return in.is(4101, 2); }},
+    {"DISCHRG", nullptr, "4101 = 4 (discharging)", [](const FlagInputs& in) { return in.onBattery(); }},
+    {"BYPASS", "ONBYPASS", "4218 (load on bypass) = 1", [](const FlagInputs& in) { return in.is(4218, 1); }},
+    {"TEST", nullptr, "4259 (battery test status) not 0",
+     [](const FlagInputs& in) { return in.data.contains(4259) && !in.is(4259, 0); }},
+    {"OFF", "OFF", "4223 (output supplied) = 0: the load has no power",
+     [](const FlagInputs& in) { return in.is(4223, 0); }},
+    {"OVER", "OVERLOAD", "alarm 141 (output overload alarm)",
+     [](const FlagInputs& in) { return in.alarm(kOutputOverload); }},
+    {"FSD", "FSD", "the host's shutdown policy fired for the unit",
+     [](const FlagInputs& in) { return in.forced; }},
+};
+
+struct EventText { const char* name; const char* text; const char* when; };
+const EventText kMessages[] = {
+    {"ONLINE", "%1 is on line power", "OL appears (not on the first report)"},
+    {"ONBATT", "%1 is on battery", "OB appears"},
+    {"LOWBATT", "%1 battery is low", "LB appears"},
+    {"ONBYPASS", "%1 is on bypass: the load is not protected", "BYPASS appears"},
+    {"OFF", "%1 output is off: the load has no power", "OFF appears"},
+    {"OVERLOAD", "%1 output is overloaded", "OVER appears"},
+    {"COMMOK", "communication with %1 established", "the unit answers again after a loss (1040 after 1041)"},
+    {"COMMBAD", "communication with %1 lost", "the unit stops answering after it had answered (1041)"},
+    {"NOCOMM", "%1 is unavailable: it has not answered since the start", "the first communication state is lost"},
+    {"STALE", "no data from %1 for %2 s: its collector is blocked", "no data report (2007) for [host] maxAge seconds (default 15)"},
+    {"FSD", "%1: forced shutdown in progress", "FSD appears: the host's shutdown policy fired for the unit"},
+    {"SHUTDOWN", "shutting down because of %1", "the host runs [policy] shutdownCmd (once per episode)"},
+};
+
+DerivedEvent makeEvent(const QString& unit, const QString& name, int maxAge)
+{
+    DerivedEvent e{unit, name, QString()};
+    for (const EventText& t : kMessages)
+        if (name == QLatin1String(t.name))
+            e.message = QString::fromLatin1(t.text).arg(unit).arg(maxAge);
+    return e;
+}
+
+} // namespace
+
+StatusModel::StatusModel(const QString& unit, const QStringList& alarmTexts, const Limits& limits,
+                         qint64 nowMs)
+    : m_alarmTexts(alarmTexts), m_limits(limits), m_lastDataMs(nowMs)
+{
+    m_status.unit = unit;
+}
+
+DerivedEvent StatusModel::event(const QString& name) const
+{
+    return makeEvent(m_status.unit, name, m_limits.maxAgeSeconds);
+}
+
+QList<QPair<QString, QString>> StatusModel::eventRules()
+{
+    QList<QPair<QString, QString>> rules;
+    for (const EventText& t : kMessages)
+        rules += qMakePair(QString::fromLatin1(t.name), QString::fromLatin1(t.when));
+    return rules;
+}
+
+QList<QPair<QString, QString>> StatusModel::flagRules()
+{
+    QList<QPair<QString, QString>> rules;
+    for (const FlagRule& f : kFlags)
+        rules += qMakePair(QString::fromLatin1(f.flag), QString::fromLatin1(f.rule));
+    return rules;
+}
+
+QList<DerivedEvent> StatusModel::changedFlags(const QStringList& before, bool first)
+{
+    const FlagInputs in{m_data, m_status, m_limits, m_forced};
+    m_status.flags.clear();
+    for (const FlagRule& f : kFlags)
+        if (f.test(in))
+            m_status.flags += QLatin1String(f.flag);
+
+    QList<DerivedEvent> events;
+    for (const FlagRule& f : kFlags) {
+        const QString flag = QLatin1String(f.flag);
+        // A unit first seen on line power is no news; on battery it is.
+        if (f.event && m_status.flags.contains(flag) && !before.contains(flag)
+            && !(first && flag == QLatin1String("OL")))
+            events += event(QLatin1String(f.event));
+    }
+    return events;
+}
+
+QList<DerivedEvent> StatusModel::updateData(const QMap<int, QVariant>& data, qint64 nowMs)
+{
+    const bool first = !m_hasData;
+    m_data = data;
+    m_hasData = true;
+    m_lastDataMs = nowMs;
+    m_status.stale = false;
+    m_status.dataAgeSeconds = 0;
+
+    m_status.values.clear();
+    m_status.values.insert(QStringLiteral("device.type"), QStringLiteral("ups"));
+    for (const StatusPoint* p = statusPointTable(); p->name; ++p) {
+        const QVariant v = statusPointValue(*p, data);
+        if (v.isValid())
+            m_status.values.insert(QLatin1String(p->name), v);
+    }
+
+    m_status.alarms.clear();
+    const int named = m_alarmTexts.size() / 2;
+    for (auto it = data.lowerBound(kFirstAlarmPoint);
+         it != data.end() && it.key() < kFirstAlarmPoint + kAlarmCount; ++it) {
+        if (it.value().toInt() != 1)
+            continue;
+        const int index = it.key() - kFirstAlarmPoint;
+        m_status.alarms += ActiveAlarm{index, index < named ? m_alarmTexts.at(index) : QString()};
+    }
+    const QStringList before = m_status.flags;
+    return changedFlags(before, first);
+}
+
+QList<DerivedEvent> StatusModel::updateComm(UnitStatus::Comm comm, qint64 nowMs)
+{
+    Q_UNUSED(nowMs)
+    const UnitStatus::Comm before = m_status.comm;
+    m_status.comm = comm;
+    if (comm == before)
+        return {};
+    if (comm == UnitStatus::Comm::Lost)
+        return {event(before == UnitStatus::Comm::Ok ? QStringLiteral("COMMBAD") : QStringLiteral("NOCOMM"))};
+    if (comm == UnitStatus::Comm::Ok && before == UnitStatus::Comm::Lost)
+        return {event(QStringLiteral("COMMOK"))};
+    return {};
+}
+
+QList<DerivedEvent> StatusModel::tick(qint64 nowMs)
+{
+    const double age = (nowMs - m_lastDataMs) / 1000.0;
+    if (m_hasData)
+        m_status.dataAgeSeconds = age;
+    if (m_status.stale || age < m_limits.maxAgeSeconds)
+        return {};
+    m_status.stale = true;
+    return {event(QStringLiteral("STALE"))};
+}
+
+QList<DerivedEvent> StatusModel::setForcedShutdown(bool on)
+{
+    if (m_forced == on)
+        return {};
+    m_forced = on;
+    const QStringList before = m_status.flags;
+    return changedFlags(before, false);
+}
+
+DerivedEvent StatusModel::shutdownEvent(const QString& unit)
+{
+    return makeEvent(unit, QStringLiteral("SHUTDOWN"), 0);
+}

@@ -1,0 +1,62 @@
+#ifndef STATUSMODEL_H
+#define STATUSMODEL_H
+
+// One unit's status, derived from what its collector reports: the data map
+// (measurements, states and alarm points 2000-2511), the communication state
+// and the time. No I/O and no clock of its own: the caller passes the time
+// in milliseconds, so tables can drive it.
+
+#include <QList>
+#include <QMap>
+#include <QStringList>
+#include <QVariant>
+
+#include "DerivedEvent.h"
+#include "UnitStatus.h"
+
+class StatusModel
+{
+public:
+    struct Limits
+    {
+        double chargeLow = -1;      // %: LB below this on battery; < 0 off
+        double runtimeLow = -1;     // s: LB below this on battery; < 0 off
+        int maxAgeSeconds = 15;     // STALE after this long without a data report
+    };
+
+    // `alarmTexts`: the event catalogue (appearances first, then as many
+    // disappearances); only the first half names alarms.
+    StatusModel(const QString& unit, const QStringList& alarmTexts, const Limits& limits,
+                qint64 nowMs);
+
+    QList<DerivedEvent> updateData(const QMap<int, QVariant>& data, qint64 nowMs);
+    QList<DerivedEvent> updateComm(UnitStatus::Comm comm, qint64 nowMs);
+    // Ages the data; STALE once it is older than maxAge.
+    QList<DerivedEvent> tick(qint64 nowMs);
+    // The host's shutdown policy has fired for this unit (FSD flag and
+    // event), or its episode has ended.
+    QList<DerivedEvent> setForcedShutdown(bool on);
+    // The host runs its shutdown command because of `unit`.
+    static DerivedEvent shutdownEvent(const QString& unit);
+
+    const UnitStatus& status() const { return m_status; }
+
+    // The flag rules in words, in flag order, for the documentation.
+    static QList<QPair<QString, QString>> flagRules();
+    // The derived events and when they are raised, for the documentation.
+    static QList<QPair<QString, QString>> eventRules();
+
+private:
+    QList<DerivedEvent> changedFlags(const QStringList& before, bool first);
+    DerivedEvent event(const QString& name) const;
+
+    UnitStatus m_status;
+    QStringList m_alarmTexts;
+    Limits m_limits;
+    qint64 m_lastDataMs;
+    bool m_hasData = false;
+    bool m_forced = false;
+    QMap<int, QVariant> m_data;
+};
+
+#endif // STATUSMODEL_H
