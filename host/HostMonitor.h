@@ -14,6 +14,8 @@
 #include <QStringList>
 #include <QTimer>
 
+#include <memory>
+
 #include "CommandRouter.h"
 #include "DataLog.h"
 #include "HostDirectory.h"
@@ -25,6 +27,7 @@
 #include "HostOptions.h"
 
 class CollectThread;
+class MetricsExporter;
 class PortManage;
 class UnitSession;
 
@@ -66,6 +69,8 @@ signals:
 
 private:
     bool loadPlugin(QString* error);
+    // The /metrics endpoint when --metrics-listen or [metrics] listen asks for it.
+    bool startMetrics(QString* error);
     void onStatus(const UnitStatus& status);
     void onDerived(const DerivedEvent& event);
     void tick();
@@ -87,6 +92,7 @@ private:
     HostDirectory m_directory{&m_router};
     Policy m_policy{PolicySettings()};
     PolicyRunner m_runner;
+    std::unique_ptr<MetricsExporter> m_metrics;   // after the directory it reads: goes first
 };
 
 #endif // HOSTMONITOR_H

@@ -62,17 +62,9 @@ const MetricSource kTable[] = {
     {nullptr, nullptr, nullptr, 0, nullptr},
 };
 
-const char* const kFlags[] = {"OL", "OB", "LB", "CHRG", "DISCHRG", "BYPASS", "OFF", "OVER", "ALARM",
-                              "FSD", nullptr};
-
 } // namespace
 
 const MetricSource* metricTable()
 {
     return kTable;
-}
-
-const char* const* knownStatusFlags()
-{
-    return kFlags;
 }

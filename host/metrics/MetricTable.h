@@ -18,9 +18,4 @@ struct MetricSource
 // metric are adjacent.
 const MetricSource* metricTable();
 
-// The status flags that each get a 0/1 series (ups_status{flag}) even when
-// clear, so that an alert can tell "clear" from "not reported". Terminated
-// by a null entry; flags outside the list are exported while they are set.
-const char* const* knownStatusFlags();
-
 #endif // METRICTABLE_H

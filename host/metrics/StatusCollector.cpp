@@ -1,6 +1,7 @@
 #include "StatusCollector.h"
 
 #include "MetricTable.h"
+#include "StatusModel.h"
 #include "UnitDirectory.h"
 
 using prometheus::ClientMetric;
@@ -110,6 +111,11 @@ std::vector<MetricFamily> StatusCollector::Collect() const
     for (const MetricSource* row = metricTable(); row->nutName;)
         row = collectTableFamily(row, units, &out);
 
+    // Every flag the status model knows has a series, 0 while clear, so
+    // that an alert can tell "clear" from "not reported".
+    QStringList knownFlags;
+    for (const auto& rule : StatusModel::flagRules())
+        knownFlags += rule.first;
     MetricFamily flags = family("ups_status", "1 while the unit shows the NUT status flag, else 0.");
     MetricFamily comm = family("ups_comm_state", "1 for the unit's present communication state.");
     MetricFamily stale = family("ups_data_stale", "1 while the unit's data is older than the host's maximum age.");
@@ -118,15 +124,11 @@ std::vector<MetricFamily> StatusCollector::Collect() const
     MetricFamily alarms = family("ups_alarm_active", "1 for each active alarm, by alarm index and text.");
     for (const UnitStatus& s : units) {
         const std::string unit = s.unit.toStdString();
-        for (const char* const* flag = knownStatusFlags(); *flag; ++flag)
-            addGauge(&flags, {{"unit", unit}, {"flag", *flag}}, s.hasFlag(QLatin1String(*flag)) ? 1 : 0);
-        for (const QString& flag : s.flags) {
-            bool known = false;
-            for (const char* const* k = knownStatusFlags(); *k && !known; ++k)
-                known = flag == QLatin1String(*k);
-            if (!known)
+        for (const QString& flag : knownFlags)
+            addGauge(&flags, {{"unit", unit}, {"flag", flag.toStdString()}}, s.hasFlag(flag) ? 1 : 0);
+        for (const QString& flag : s.flags)
+            if (!knownFlags.contains(flag))
                 addGauge(&flags, {{"unit", unit}, {"flag", flag.toStdString()}}, 1);
-        }
         for (UnitStatus::Comm c : {UnitStatus::Comm::Unknown, UnitStatus::Comm::Ok, UnitStatus::Comm::Lost})
             addGauge(&comm, {{"unit", unit}, {"state", commName(c)}}, s.comm == c ? 1 : 0);
         addGauge(&stale, {{"unit", unit}}, s.stale ? 1 : 0);
