@@ -173,6 +173,8 @@ void tst_host_headless::startupErrors_data()
     QTest::newRow("not a plugin") << param << dev
         << QStringList{"--plugin", "PVMX/drovaPanel/db/param.ini", "--driver", QString("./") + kDriver}
         << true << 1 << "is not a Qt plugin";
+    QTest::newRow("metrics address") << param << dev << QStringList{"--metrics-listen", "localhost:9100"}
+                                     << true << 1 << "metrics listen address needs ADDR:PORT";
 }
 
 void tst_host_headless::startupErrors()
