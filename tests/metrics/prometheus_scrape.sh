@@ -11,7 +11,7 @@ command -v prometheus >/dev/null && command -v promtool >/dev/null || { echo "no
 
 work=$(mktemp -d /tmp/metrics-prometheus.XXXXXX)
 pids=()
-trap 'set +e; for p in "${pids[@]}"; do kill "$p" 2>/dev/null; wait "$p" 2>/dev/null; done; rm -rf "$work"' EXIT
+trap 'set +e; for p in "${pids[@]}" ${sim_pid:-}; do kill "$p" 2>/dev/null; wait "$p" 2>/dev/null; done; rm -rf "$work"' EXIT
 trap 'echo "FAIL: line $LINENO: $BASH_COMMAND"' ERR
 fail() { echo "FAIL: $*"; for f in "$work"/*.log; do echo "== $f"; tail -n 20 "$f"; done; exit 1; }
 wait_for() {   # SECONDS COMMAND...: polls until the command succeeds
@@ -22,7 +22,6 @@ wait_for() {   # SECONDS COMMAND...: polls until the command succeeds
 app=$work/app db=$work/app/PVMX/drovaPanel/db && mkdir -p "$db"
 cp "$bin/upsmon-host" "$bin/libvek5m_10-30k_Client.so" "$bin/libvek5m_10-30k.so" "$app/"
 start_simulator "$bin" "$work/sim.log" --scenario "$src/simulator/scenarios/mains-failure.scn" || fail "no simulator"
-pids+=("$sim_pid")
 printf '[host]\nunits=UPS1\n\n[metrics]\nlisten=127.0.0.1:0\n' >"$db/param.ini"
 printf '[UPS1]\ncommType=1\nipAddr=127.0.0.1\nport=%s\naddr=1\ninterval=1\nretries=3\n' "$port" >"$db/dev.ini"
 (cd "$app" && exec ./upsmon-host --headless --command UPS1:beeper.disable) >"$work/host.log" 2>&1 &
