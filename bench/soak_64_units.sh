@@ -2,9 +2,9 @@
 # Soak: one upsmon-host --headless monitoring many simulated units over
 # loopback Modbus TCP, for a bounded time.
 #
-#   bench/soak_64_units.sh [DURATION_SECONDS [UNITS [BUILD_DIR]]]
+#   [POLL_MODE=interval|timer] [INTERVAL=S] bench/soak_64_units.sh [DURATION_SECONDS [UNITS [BUILD_DIR]]]
 #
-# Defaults: 180 s, 64 units, ./build. The units are served by one upssim on a
+# Defaults: 180 s, 64 units, ./build, pollMode=interval, interval 1 s. The units are served by one upssim on a
 # free port of 127.0.0.1 (addresses 1..UNITS). Measured every 5 s from
 # /proc/<host pid>: CPU (utime+stime) and memory (VmRSS, VmHWM). From the
 # host's JSON event lines: data reports (type 2007) per second in all and per
@@ -13,6 +13,8 @@
 set -euo pipefail
 . "$(dirname "$0")/../scripts/simulator.sh"
 
+poll_mode=${POLL_MODE:-interval}
+interval=${INTERVAL:-1}
 duration=${1:-180}
 units=${2:-64}
 build=$(readlink -f "${3:-build}")
@@ -46,11 +48,12 @@ cp "$bin/upsmon-host" "$bin/libvek5m_10-30k_Client.so" "$bin/libvek5m_10-30k.so"
 start_simulator "$bin" "$work/sim.log" --units "$units" || exit 1
 
 names=$(seq -f 'U%02g' 1 "$units" | paste -sd, -)
-printf 'Language=0\n\n[host]\nunits=%s\nlogInterval=60\nanswerTimeout=30\n' "$names" >"$db/param.ini"
+printf 'Language=0\n\n[host]\nunits=%s\nlogInterval=60\nanswerTimeout=30\npollMode=%s\nmaxAge=%d\n' \
+  "$names" "$poll_mode" $((3 * interval + 15)) >"$db/param.ini"
 : >"$db/dev.ini"
 for i in $(seq 1 "$units"); do
-  printf '[U%02d]\ncommType=1\nipAddr=127.0.0.1\nport=%s\naddr=%d\ninterval=1\nretries=3\n\n' \
-    "$i" "$port" "$i" >>"$db/dev.ini"
+  printf '[U%02d]\ncommType=1\nipAddr=127.0.0.1\nport=%s\naddr=%d\ninterval=%d\nretries=3\n\n' \
+    "$i" "$port" "$i" "$interval" >>"$db/dev.ini"
 done
 
 cd "$app"
@@ -80,7 +83,7 @@ status=$?
 set -e
 host_pid=
 
-echo "soak: $units units, ${duration} s, host exit status $status, work dir $work"
+echo "soak: $units units, ${duration} s, pollMode=$poll_mode, interval $interval s, host exit status $status, work dir $work"
 awk -v ticks="$ticks" -v dur="$duration" '
   NR == 1 { t0 = $1; c0 = $2; rss0 = $3 }
   { t1 = $1; c1 = $2; rss = $3; hwm = $4; thr = $5; if ($3 > peak) peak = $3 }
@@ -89,9 +92,9 @@ awk -v ticks="$ticks" -v dur="$duration" '
     printf "cpu: %.1f s over %.1f s wall = %.1f %% of one core\n", (c1 - c0) / ticks, t1 - t0, 100 * (c1 - c0) / ticks / (t1 - t0)
     printf "memory: VmRSS after 5 s %d kB, at end %d kB, VmHWM %d kB, threads %d\n", rss5, rss, hwm, thr
   }' "$work/samples.txt"
-python3 - "$work/events.jsonl" "$units" <<'PY'
+python3 - "$work/events.jsonl" "$units" "$interval" <<'PY'
 import json, sys, datetime, collections
-path, units = sys.argv[1], int(sys.argv[2])
+path, units, interval = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
 data = collections.defaultdict(list)
 lost = collections.Counter()
 restored = collections.Counter()
@@ -102,11 +105,11 @@ for line in open(path, encoding="utf-8"):
     except ValueError:
         continue
     t = datetime.datetime.strptime(e["time"], "%Y-%m-%d %H:%M:%S").timestamp()
-    if e["type"] == 2007:
+    if e.get("type") == 2007:
         data[e["unit"]].append(t)
-    elif e["type"] == 1041:
+    elif e.get("type") == 1041:
         lost[e["unit"]] += 1
-    elif e["type"] == 1040:
+    elif e.get("type") == 1040:
         restored[e["unit"]] += 1
     else:
         other += 1
@@ -120,7 +123,7 @@ print(f"data reports (2007): {len(allt)}, {inner / span:.1f}/s in all, {inner / 
 gaps = {u: max((b - a for a, b in zip(ts, ts[1:])), default=0) for u, ts in data.items()}
 first = {u: ts[0] - allt[0] for u, ts in data.items()}
 worst = max(gaps, key=gaps.get)
-late = sum(1 for ts in data.values() for a, b in zip(ts, ts[1:]) if b - a > 2)
-print(f"longest gap between two reports of one unit: {gaps[worst]:.0f} s ({worst}); gaps over 2 s: {late}")
+late = sum(1 for ts in data.values() for a, b in zip(ts, ts[1:]) if b - a > interval + 1)
+print(f"longest gap between two reports of one unit: {gaps[worst]:.0f} s ({worst}); gaps over {interval + 1} s: {late}")
 print(f"first report after the first unit's: up to {max(first.values()):.0f} s; other events: {other}")
 PY

@@ -111,7 +111,9 @@ HostEvent EventFormatter::describe(int type, const QMap<QString, QVariant>& reco
         e.kind = QStringLiteral("command");
         e.code = recordInt(record, "controlId");
         e.state = recordInt(record, "result");
-        e.text = desc.isEmpty() ? QStringLiteral("command %1 executed").arg(e.code) : desc;
+        // The collector reports 1045 as successful whatever happened; the
+        // command router checks the file and reports the outcome.
+        e.text = QStringLiteral("command %1 ran on the unit's line").arg(e.code);
         break;
     case AlarmNotice:
         // The same record follows every 1040/1041 as a repeat; only the one

@@ -221,8 +221,12 @@ void HostMonitor::onDerived(const DerivedEvent& event)
     emit hostEvent(EventFormatter::describe(event));
     m_directory.announce(event);
     m_runner.notify(event);
-    if (event.name == QLatin1String("FSD") || event.name == QLatin1String("SHUTDOWN"))
-        return;
+    if (event.name != QLatin1String("FSD"))
+        applyPolicy();
+}
+
+void HostMonitor::applyPolicy()
+{
     // Decide on the snapshots as they are now.
     QList<UnitStatus> all;
     for (const UnitSession* s : qAsConst(m_sessions))
@@ -253,6 +257,8 @@ void HostMonitor::tick()
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     for (UnitSession* s : qAsConst(m_sessions))
         s->tick(now);
+    // The delays of the policy run out without any event.
+    applyPolicy();
 }
 
 bool HostMonitor::startMetrics(QString* error)

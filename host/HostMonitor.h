@@ -73,6 +73,7 @@ private:
     bool startMetrics(QString* error);
     void onStatus(const UnitStatus& status);
     void onDerived(const DerivedEvent& event);
+    void applyPolicy();
     void tick();
     void emitLine(const QString& unit, const QString& kind, const QString& text);
 

@@ -86,7 +86,9 @@ DerivedEvent makeEvent(const QString& unit, const QString& name, int maxAge)
     DerivedEvent e{unit, name, QString()};
     for (const EventText& t : kMessages)
         if (name == QLatin1String(t.name))
-            e.message = QString::fromLatin1(t.text).arg(unit).arg(maxAge);
+            e.message = QString::fromLatin1(t.text).arg(unit);
+    if (e.message.contains(QLatin1String("%2")))
+        e.message = e.message.arg(maxAge);
     return e;
 }
 

@@ -1,181 +1,108 @@
-// The host's reading of param.ini / dev.ini and the history code map it installs.
+// What the host makes of its configuration before any unit runs (the checks
+// of param.ini / dev.ini), and the filter of its log.
 
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include "HistoryCodeMap.h"
 #include "HostConfig.h"
+#include "LogFilter.h"
 
 class tst_host_config : public QObject
 {
     Q_OBJECT
 private slots:
-    void dbDir_data();
-    void dbDir();
-    void units_data();
-    void units();
-    void unitSettings();
-    void missingFiles_data();
-    void missingFiles();
-    void codeMapRender_data();
-    void codeMapRender();
-    void codeMapInstallKeepsExisting();
-
-private:
-    static void write(const QString& path, const QByteArray& text)
-    {
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write(text);
-    }
+    void check_data();
+    void check();
+    void logFilter_data();
+    void logFilter();
 };
 
-void tst_host_config::dbDir_data()
-{
-    QTest::addColumn<QString>("appDir");
-    QTest::addColumn<QString>("dir");
-    QTest::newRow("unix") << "/opt/ups/bin" << "/opt/ups/bin/PVMX/drovaPanel/db";
-    QTest::newRow("backslashes") << "C:\\ups\\bin" << "C:/ups/bin/PVMX/drovaPanel/db";
-}
-
-void tst_host_config::dbDir()
-{
-    QFETCH(QString, appDir);
-    QFETCH(QString, dir);
-    QCOMPARE(HostConfig::dbDir(appDir), dir);
-}
-
-void tst_host_config::units_data()
+void tst_host_config::check_data()
 {
     QTest::addColumn<QByteArray>("param");
-    QTest::addColumn<QStringList>("units");
-    QTest::addColumn<int>("logInterval");
-    QTest::addColumn<int>("answerTimeout");
+    QTest::addColumn<QByteArray>("dev");
+    QTest::addColumn<QString>("result");    // load error, or the problems: "where key|where key|..."
+    QTest::addColumn<QString>("units");     // "NAME:target:poll" of the units that may start
 
-    QTest::newRow("two") << QByteArray("[host]\nunits=UPS1,UPS2\n") << QStringList{"UPS1", "UPS2"} << 60 << 30;
-    QTest::newRow("one") << QByteArray("[host]\nunits=UPS1\n") << QStringList{"UPS1"} << 60 << 30;
-    QTest::newRow("blanks and repeats") << QByteArray("[host]\nunits= UPS1 , UPS2,UPS1,\n")
-                                        << QStringList{"UPS1", "UPS2"} << 60 << 30;
-    QTest::newRow("intervals") << QByteArray("Language=0\n[host]\nunits=A\nlogInterval=5\nanswerTimeout=7\n")
-                               << QStringList{"A"} << 5 << 7;
-    QTest::newRow("zero interval clamped") << QByteArray("[host]\nunits=A\nlogInterval=0\n")
-                                           << QStringList{"A"} << 1 << 30;
-    QTest::newRow("none") << QByteArray("Language=0\n") << QStringList{} << 60 << 30;
-    QTest::newRow("empty list") << QByteArray("[host]\nunits=\n") << QStringList{} << 60 << 30;
+    const QByteArray tcp = "[UPS1]\ncommType=1\nipAddr=10.0.0.5\nport=502\naddr=3\ninterval=5\n";
+    QTest::newRow("good") << QByteArray("[host]\nunits=UPS1\n") << tcp << "" << "UPS1:tcp 10.0.0.5:502 addr 3:interval";
+    QTest::newRow("blanks and repeats") << QByteArray("[host]\nunits= UPS1 , UPS1,\npollMode=timer\n") << tcp << ""
+        << "UPS1:tcp 10.0.0.5:502 addr 3:timer";
+    QTest::newRow("unit overrides pollMode") << QByteArray("[host]\nunits=UPS1\npollMode=timer\n")
+        << tcp + "pollMode=interval\n" << "" << "UPS1:tcp 10.0.0.5:502 addr 3:interval";
+    QTest::newRow("serial device present") << QByteArray("[host]\nunits=S\n")
+        << QByteArray("[S]\nportName=/dev/null\naddr=247\n") << "" << "S:serial /dev/null addr 247:interval";
+    QTest::newRow("no units") << QByteArray("[host]\nlogInterval=5\n") << tcp << "error:no unit configured" << "";
+    QTest::newRow("group missing") << QByteArray("[host]\nunits=UPS1,UPSX\n") << tcp << "[UPSX] for unit"
+        << "UPS1:tcp 10.0.0.5:502 addr 3:interval";
+    QTest::newRow("bad values") << QByteArray("[host]\nunits=B\n")
+        << QByteArray("[B]\ncommType=7\nport=abc\naddr=300\ninterval=0\nportName=/dev/nonexistent-tty\n")
+        << "[B] commType|[B] addr|[B] interval|[B] port|[B] portName" << "";
+    QTest::newRow("tcp without address") << QByteArray("[host]\nunits=T\n")
+        << QByteArray("[T]\ncommType=1\nport=0\n") << "[T] port|[T] ipAddr" << "";
+    QTest::newRow("host and policy keys") << QByteArray("[host]\nunits=UPS1\npollMode=fast\nmaxAge=1\n"
+                                                        "[policy]\nchargeLow=abc\nlowBattery=maybe\n")
+        << tcp << "[host] maxAge|[host] pollMode|[policy] chargeLow|[policy] lowBattery"
+        << "UPS1:tcp 10.0.0.5:502 addr 3:interval";
 }
 
-void tst_host_config::units()
+void tst_host_config::check()
 {
     QFETCH(QByteArray, param);
-    QFETCH(QStringList, units);
-    QFETCH(int, logInterval);
-    QFETCH(int, answerTimeout);
+    QFETCH(QByteArray, dev);
+    QFETCH(QString, result);
+    QFETCH(QString, units);
 
     QTemporaryDir dir;
-    write(dir.filePath("param.ini"), param);
-    write(dir.filePath("dev.ini"), "");
+    for (const auto& f : {qMakePair(QString("param.ini"), param), qMakePair(QString("dev.ini"), dev)}) {
+        QFile file(dir.filePath(f.first));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(f.second);
+    }
     HostConfig config;
     QString error;
-    QCOMPARE(config.load(dir.path(), &error), !units.isEmpty());
-    QCOMPARE(config.units(), units);
-    if (units.isEmpty()) {
-        QVERIFY(error.contains("units="));
+    const bool loaded = config.load(dir.path(), &error);
+    if (result.startsWith("error:")) {
+        QVERIFY(!loaded);
+        QVERIFY2(error.contains(result.mid(6)), qPrintable(error));
         return;
     }
-    QCOMPARE(config.logInterval(), logInterval);
-    QCOMPARE(config.answerTimeout(), answerTimeout);
+    QVERIFY2(loaded, qPrintable(error));
+    const QStringList problems = config.problems();
+    const QStringList wanted = result.split('|', Qt::SkipEmptyParts);
+    QCOMPARE(problems.size(), wanted.size());
+    for (int i = 0; i < wanted.size(); ++i)
+        QVERIFY2(problems.at(i).contains(wanted.at(i)), qPrintable(problems.at(i) + " / " + wanted.at(i)));
+    QStringList startable;
+    for (const UnitSettings& u : config.unitSettings())
+        if (u.problems.isEmpty())
+            startable += QStringLiteral("%1:%2:%3").arg(u.name, u.target(),
+                                                        u.pollMode == UnitSettings::PollTimer ? "timer" : "interval");
+    QCOMPARE(startable.join(' '), units);
 }
 
-void tst_host_config::unitSettings()
+void tst_host_config::logFilter_data()
 {
-    QTemporaryDir dir;
-    write(dir.filePath("param.ini"), "[host]\nunits=TCP,SER,BARE\n");
-    write(dir.filePath("dev.ini"),
-          "[TCP]\ncommType=1\nipAddr=127.0.0.1\nport=1502\naddr=3\ninterval=2\nretries=4\n"
-          "[SER]\nportName=/dev/ttyUSB0\naddr=2\n");
-    HostConfig config;
-    QString error;
-    QVERIFY2(config.load(dir.path(), &error), qPrintable(error));
-    const auto& u = config.unitSettings();
-    QCOMPARE(u.size(), 3);
-    QCOMPARE(u[0].target(), QString("tcp 127.0.0.1:1502 addr 3"));
-    QCOMPARE(u[0].interval, 2);
-    QCOMPARE(u[0].retries, 4);
-    QCOMPARE(u[1].target(), QString("serial /dev/ttyUSB0 addr 2"));
-    // The plugin's own defaults for a unit without a group.
-    QCOMPARE(u[2].target(), QString("serial COM1 addr 1"));
-    QCOMPARE(u[2].commType, 0);
-    QCOMPARE(u[2].tcpPort, 502);
-    QCOMPARE(u[2].interval, 5);
-    QCOMPARE(u[2].retries, 5);
+    QTest::addColumn<QString>("lines");     // "SECONDS[w]:text" separated by '|' (w: a warning)
+    QTest::addColumn<QString>("printed");
+
+    QTest::newRow("distinct lines") << "0:a|0:b" << "a|b";
+    QTest::newRow("repeats counted") << "0:a|1:a|2:a|59:a|60:a|61:a|121:a" << "a|a (repeated 4 times)|a (repeated 2 times)";
+    QTest::newRow("warnings always") << "0w:x|0w:x" << "x|x";
 }
 
-void tst_host_config::missingFiles_data()
+void tst_host_config::logFilter()
 {
-    QTest::addColumn<bool>("param");
-    QTest::addColumn<bool>("dev");
-    QTest::addColumn<QString>("missing");
-    QTest::newRow("no param.ini") << false << true << "param.ini";
-    QTest::newRow("no dev.ini") << true << false << "dev.ini";
-    QTest::newRow("neither") << false << false << "param.ini";
-}
+    QFETCH(QString, lines);
+    QFETCH(QString, printed);
 
-void tst_host_config::missingFiles()
-{
-    QFETCH(bool, param);
-    QFETCH(bool, dev);
-    QFETCH(QString, missing);
-
-    QTemporaryDir dir;
-    if (param)
-        write(dir.filePath("param.ini"), "[host]\nunits=UPS1\n");
-    if (dev)
-        write(dir.filePath("dev.ini"), "");
-    HostConfig config;
-    QString error;
-    QVERIFY(!config.load(dir.path(), &error));
-    QVERIFY2(error.contains(dir.filePath(missing)), qPrintable(error));
-    QVERIFY(error.contains("does not exist"));
-}
-
-void tst_host_config::codeMapRender_data()
-{
-    QTest::addColumn<QStringList>("catalogue");
-    QTest::addColumn<QString>("map");
-
-    QTest::newRow("pairs") << QStringList{"A", "", "C", "A disappear", "", "C disappear"}
-                           << "0,A,\n2,C,\n";
-    QTest::newRow("comma and blanks") << QStringList{" x, y ", "x, y disappear"} << "0,x; y,\n";
-    QTest::newRow("all reserved") << QStringList{"", ""} << "";
-    QTest::newRow("empty") << QStringList{} << "";
-}
-
-void tst_host_config::codeMapRender()
-{
-    QFETCH(QStringList, catalogue);
-    QFETCH(QString, map);
-    QCOMPARE(HistoryCodeMap::render(catalogue), map);
-}
-
-void tst_host_config::codeMapInstallKeepsExisting()
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath("db/historycodemap.csv");
-    bool written = false;
-    QString error;
-    QVERIFY(HistoryCodeMap::install(path, {"A", "A disappear"}, &written, &error));
-    QVERIFY(written);
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::ReadOnly));
-    QCOMPARE(f.readAll(), QByteArray("0,A,\n"));
-    f.close();
-
-    // A map already in place (a site's own) is left alone.
-    write(path, "0,own,eigen\n");
-    QVERIFY(HistoryCodeMap::install(path, {"B", "B disappear"}, &written, &error));
-    QVERIFY(!written);
-    QVERIFY(f.open(QIODevice::ReadOnly));
-    QCOMPARE(f.readAll(), QByteArray("0,own,eigen\n"));
+    LogFilter filter;
+    QStringList out;
+    for (const QString& l : lines.split('|')) {
+        const QString head = l.section(':', 0, 0);
+        out += filter.filter(!head.endsWith('w'), l.section(':', 1), QString(head).remove('w').toLongLong() * 1000);
+    }
+    QCOMPARE(out.join('|'), printed);
 }
 
 QTEST_GUILESS_MAIN(tst_host_config)

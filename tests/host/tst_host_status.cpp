@@ -47,11 +47,8 @@ void tst_host_status::script_data()
     QTest::newRow("back on line") << "d base;d 4101=4;d 4101=2" << -1.0 << -1.0 << "OL CHRG" << "ONBATT ONLINE" << "";
     QTest::newRow("low battery alarm") << "d base;d 4101=4;d 2022=1" << -1.0 << -1.0
         << "ALARM OB LB DISCHRG" << "ONBATT LOWBATT" << "alarms=22:catalogue 22";
-    QTest::newRow("end of discharge alarm") << "d base,4101=4,2023=1" << -1.0 << -1.0
-        << "ALARM OB LB DISCHRG" << "ONBATT LOWBATT" << "alarms=23:catalogue 23";
     QTest::newRow("charge below chargeLow") << "d base,4101=4,4111=15" << 20.0 << -1.0
         << "OB LB DISCHRG" << "ONBATT LOWBATT" << "";
-    QTest::newRow("charge above chargeLow") << "d base,4101=4,4111=25" << 20.0 << -1.0 << "OB DISCHRG" << "ONBATT" << "";
     QTest::newRow("runtime below runtimeLow") << "d base,4101=4,4110=1" << -1.0 << 120.0
         << "OB LB DISCHRG" << "ONBATT LOWBATT" << "battery.runtime=60";
     QTest::newRow("low charge on line is no LB") << "d base,4101=2,4111=5" << 20.0 << 600.0 << "OL CHRG" << "" << "";
@@ -65,7 +62,6 @@ void tst_host_status::script_data()
     QTest::newRow("battery test") << "d base,4259=1" << -1.0 << -1.0 << "OL TEST" << "" << "";
     QTest::newRow("comm lost and back") << "c ok;c lost;c lost;c ok" << -1.0 << -1.0 << "" << "COMMBAD COMMOK" << "";
     QTest::newRow("never answered") << "c lost;c ok" << -1.0 << -1.0 << "" << "NOCOMM COMMOK" << "";
-    QTest::newRow("first answer is no news") << "c ok" << -1.0 << -1.0 << "" << "" << "";
     QTest::newRow("stale without any report") << "@14;t;@15;t;@40;t" << -1.0 << -1.0 << "" << "STALE" << "stale=true";
     QTest::newRow("report ends stale") << "@16;t;d base" << -1.0 << -1.0 << "OL" << "STALE" << "stale=false;age=0";
     QTest::newRow("stale again after a report") << "@16;t;d base;@30;t;@31;t" << -1.0 << -1.0 << "OL" << "STALE STALE"
