@@ -11,7 +11,7 @@ HostDirectory::HostDirectory(CommandRouter* router, QObject* parent)
 
 void HostDirectory::setUnits(const QList<QPair<QString, QString>>& units)
 {
-    QMutexLocker locker(&m_lock);
+    const std::lock_guard<std::mutex> locker(m_lock);
     m_units.clear();
     m_descriptions.clear();
     m_board.clear();
@@ -27,7 +27,7 @@ void HostDirectory::setUnits(const QList<QPair<QString, QString>>& units)
 void HostDirectory::publish(const UnitStatus& status)
 {
     {
-        QMutexLocker locker(&m_lock);
+        const std::lock_guard<std::mutex> locker(m_lock);
         if (!m_board.contains(status.unit))
             return;
         m_board.insert(status.unit, status);
@@ -37,19 +37,19 @@ void HostDirectory::publish(const UnitStatus& status)
 
 QStringList HostDirectory::units() const
 {
-    QMutexLocker locker(&m_lock);
+    const std::lock_guard<std::mutex> locker(m_lock);
     return m_units;
 }
 
 QString HostDirectory::description(const QString& unit) const
 {
-    QMutexLocker locker(&m_lock);
+    const std::lock_guard<std::mutex> locker(m_lock);
     return m_descriptions.value(unit);
 }
 
 UnitStatus HostDirectory::status(const QString& unit) const
 {
-    QMutexLocker locker(&m_lock);
+    const std::lock_guard<std::mutex> locker(m_lock);
     return m_board.value(unit);
 }
 

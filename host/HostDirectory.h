@@ -6,8 +6,9 @@
 // under a lock. Commands go to the command router (main thread only).
 
 #include <QMap>
-#include <QMutex>
 #include <QObject>
+
+#include <mutex>
 
 #include "DerivedEvent.h"
 #include "UnitDirectory.h"
@@ -40,7 +41,9 @@ signals:
 
 private:
     CommandRouter* m_router;
-    mutable QMutex m_lock;
+    // A standard mutex, not QMutex: the metrics exporter reads from a
+    // thread of its HTTP server, and ThreadSanitizer sees pthread locks only.
+    mutable std::mutex m_lock;
     QStringList m_units;
     QMap<QString, QString> m_descriptions;
     QMap<QString, UnitStatus> m_board;
