@@ -46,10 +46,10 @@ set(vek5_conffiles
     host/install/param.ini host/install/dev.ini host/install/serial.ini
     ${PROJECT_BINARY_DIR}/host/historycodemap.csv)
 install(FILES ${vek5_conffiles} DESTINATION ${VEK5_CONFDIR})
-install(FILES host/README.md docs/register-map.md docs/status-model.md
+install(FILES host/README.md docs/register-map.md docs/status-model.md docs/metrics.md
         DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${vek5_stage}/upsmon-host.service DESTINATION lib/systemd/system)
-install(FILES host/install/60-vek5m-rs485.rules DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+install(FILES host/install/60-vek5m-rs485.rules docs/alerts.yml DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
 # Debian package: cpack -G DEB in the build directory.
 set(CPACK_PACKAGE_NAME "vek5m-10-30k")

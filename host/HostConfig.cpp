@@ -78,6 +78,7 @@ bool HostConfig::load(const QString& dir, QString* error)
     IniReader policy(&param, QStringLiteral("param.ini [policy]"), QStringLiteral("policy/"));
     m_policy = PolicySettings::read(policy);
     m_globalProblems += policy.problems();
+    m_metricsListen = param.value(QStringLiteral("metrics/listen")).toString().trimmed();
 
     QStringList names;
     for (const QString& n : param.value(QStringLiteral("host/units")).toStringList()) {

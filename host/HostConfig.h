@@ -15,6 +15,9 @@
 //   maxAge=15            seconds without a data report before STALE
 //   [policy]             see PolicySettings
 //
+//   [metrics]
+//   listen=127.0.0.1:9100   serve Prometheus metrics there; absent: off
+//
 // The per-unit keys are the plugin's (portName, addr, commType, ipAddr, port,
 // interval, retries) and pollMode; the host checks them before a unit starts.
 
@@ -62,6 +65,7 @@ public:
     const PolicySettings& policy() const { return m_policy; }
     // One line per problem: "dev.ini [UPS1] port: ...".
     QStringList problems() const;
+    QString metricsListen() const { return m_metricsListen; }
 
 private:
     QString m_dir;
@@ -71,6 +75,7 @@ private:
     int m_answerTimeout = 30;
     int m_maxAge = 15;
     PolicySettings m_policy;
+    QString m_metricsListen;
 };
 
 #endif // HOSTCONFIG_H

@@ -8,6 +8,7 @@
 #include "CollectThread.h"
 #include "HistoryCodeMap.h"
 #include "NutSettings.h"
+#include "MetricsExporter.h"
 #include "PortManage.h"
 #include "UnitSession.h"
 
@@ -192,6 +193,10 @@ bool HostMonitor::start(bool withViews, QString* error)
         directoryUnits += qMakePair(unit.name, unit.target());
     }
     m_directory.setUnits(directoryUnits);
+    if (!startMetrics(error)) {
+        shutdown();
+        return false;
+    }
     for (const UnitCommand& c : m_options.commands) {
         QString commandError;
         if (!m_router.sendWhenAnswered(c.unit, c.name, c.value, &commandError))
@@ -276,8 +281,23 @@ void HostMonitor::tick()
     applyPolicy();
 }
 
+bool HostMonitor::startMetrics(QString* error)
+{
+    const QString listen = m_options.metricsListen.isEmpty() ? m_config.metricsListen()
+                                                             : m_options.metricsListen;
+    if (listen.isEmpty())
+        return true;
+    m_metrics = std::make_unique<MetricsExporter>(m_directory);
+    if (!m_metrics->start(listen, error))
+        return false;
+    connect(&m_router, &CommandRouter::commandOutcome, m_metrics.get(), &MetricsExporter::recordCommand);
+    qInfo().noquote() << "metrics on" << m_metrics->url();
+    return true;
+}
+
 QStringList HostMonitor::shutdown()
 {
+    m_metrics.reset();   // no scrape reads the units while they go
     m_dataLogTimer.stop();
     m_tickTimer.stop();
     m_inboxTimer.stop();

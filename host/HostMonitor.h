@@ -14,6 +14,8 @@
 #include <QStringList>
 #include <QTimer>
 
+#include <memory>
+
 #include "CommandRouter.h"
 #include "DataLog.h"
 #include "HostDirectory.h"
@@ -26,6 +28,7 @@
 #include "NutServer.h"
 
 class CollectThread;
+class MetricsExporter;
 class PortManage;
 class UnitSession;
 
@@ -67,6 +70,8 @@ signals:
 
 private:
     bool loadPlugin(QString* error);
+    // The /metrics endpoint when --metrics-listen or [metrics] listen asks for it.
+    bool startMetrics(QString* error);
     void onStatus(const UnitStatus& status);
     void onDerived(const DerivedEvent& event);
     void applyPolicy();
@@ -91,6 +96,7 @@ private:
     Policy m_policy{PolicySettings()};
     PolicyRunner m_runner;
     NutServer m_nut{&m_directory};
+    std::unique_ptr<MetricsExporter> m_metrics;   // after the directory it reads: goes first
 };
 
 #endif // HOSTMONITOR_H

@@ -72,11 +72,15 @@ struct Options
     QCommandLineOption command{QStringLiteral("command"),
         QStringLiteral("Send command NAME (a name below or a control id) to UNIT once it answers; "
                        "repeatable."), QStringLiteral("unit:name[:value]")};
+    QCommandLineOption metricsListen{QStringLiteral("metrics-listen"),
+        QStringLiteral("Serve Prometheus metrics at http://ADDR:PORT/metrics (default: param.ini "
+                       "[metrics] listen; off when neither is set)."), QStringLiteral("addr:port")};
 
     void addTo(QCommandLineParser* p) const
     {
         p->addOptions({help, version, config, checkConfig, plugin, driver, headless, json, showData,
-                       verbose, dryRun, datalog, duration, logInterval, answerTimeout, level, nutListen, command});
+                       verbose, dryRun, datalog, duration, logInterval, answerTimeout, level, nutListen, command,
+                       metricsListen});
     }
 };
 
@@ -137,6 +141,7 @@ bool HostOptions::parse(const QStringList& args, bool hasDisplay, HostOptions* o
         error->replace(QStringLiteral("[nut] listen"), QStringLiteral("--nut-listen"));
         return false;
     }
+    o.metricsListen = p.value(opt.metricsListen);
     const struct { const QCommandLineOption& option; int min; int max; int* value; } numbers[] = {
         {opt.duration, 1, 86400 * 365, &o.duration},
         {opt.logInterval, 1, 86400, &o.logInterval},

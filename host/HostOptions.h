@@ -36,6 +36,7 @@ struct HostOptions
     QString nutListen;          // NUT server ADDR:PORT[,...]; empty: param.ini [nut] listen
     bool help = false;
     bool version = false;
+    QString metricsListen;      // ADDR:PORT of /metrics; empty takes param.ini [metrics] listen
 
     // Parses argv (program name first). `hasDisplay` picks the mode when
     // --headless is not given. False with a message for bad arguments.

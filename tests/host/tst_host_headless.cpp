@@ -124,6 +124,7 @@ void tst_host_headless::cli_data()
     QTest::newRow("bad level") << QStringList{"--level", "3"} << tcp << 2 << "--level needs a whole number 0-2";
     QTest::newRow("other config dir") << QStringList{"--config", "other"} << tcp << 1 << "the plugin reads";
     QTest::newRow("plugin missing") << QStringList{"--plugin", "/nonexistent/p.so"} << tcp << 1 << "not found";
+    QTest::newRow("metrics address") << QStringList{"--metrics-listen", "localhost:9100"} << tcp << 1 << "ADDR:PORT";
 }
 
 void tst_host_headless::cli()
