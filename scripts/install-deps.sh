@@ -6,7 +6,7 @@ set -euo pipefail
 
 build=(cmake make g++ pkg-config qtbase5-dev qtbase5-dev-tools libhidapi-dev libudev-dev libmodbus-dev prometheus-cpp-dev)
 run=(xauth)
-test=(socat mbpoll xvfb xauth binutils clang libclang-rt-14-dev valgrind libbenchmark-dev nut-client prometheus stress-ng)
+test=(socat mbpoll xvfb xauth binutils clang libclang-rt-14-dev valgrind libbenchmark-dev nut-client prometheus curl stress-ng)
 
 case "${1:-}" in
   run)  wanted=("${build[@]}" "${run[@]}") ;;

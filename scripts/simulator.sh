@@ -10,7 +10,8 @@ start_simulator() {
   "$bin/upssim" --tcp 127.0.0.1:0 "$@" >"$log" 2>&1 &
   sim_pid=$!
   port=
-  for _ in $(seq 50); do
+  # Up to 30 s: on a loaded machine the first start of a sanitizer build is slow.
+  for _ in $(seq 300); do
     port=$(sed -n 's/^upssim: listening on 127\.0\.0\.1:\([0-9]*\),.*/\1/p' "$log")
     [ -n "$port" ] && return 0
     kill -0 "$sim_pid" 2>/dev/null || break
