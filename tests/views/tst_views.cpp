@@ -104,8 +104,6 @@ private slots:
     void flows();
     void panelTexts_data();
     void panelTexts();
-    void clicksOpenPanels_data();
-    void clicksOpenPanels();
     void paintAndAnimate();
     void dialogSends_data();
     void dialogSends();
@@ -118,8 +116,6 @@ private slots:
     void downloadHistory();
     void userLevel_data();
     void userLevel();
-    void doubleClickOpensDialog_data();
-    void doubleClickOpensDialog();
     void msgBoxDrag();
 };
 
@@ -259,43 +255,22 @@ void tst_views::panelTexts()
     QTEST(w.panelText(text), "expected");
 }
 
-void tst_views::clicksOpenPanels_data()
-{
-    QTest::addColumn<QPoint>("offset");   // from the centre
-    QTest::addColumn<QString>("views");
-    QTest::newRow("input") << QPoint(-262, 0) << "100000";
-    QTest::newRow("left of input") << QPoint(-301, 0) << "000000";
-    QTest::newRow("load") << QPoint(262, 0) << "000100";
-}
-
-// A click opens the block's panel, a second closes it; data keeps it open.
-void tst_views::clicksOpenPanels()
-{
-    QFETCH(QPoint, offset);
-    QFETCH(QString, views);
-    Energyline w;
-    w.setFixedSize(1001, 801);   // odd: the centre is the integer half
-    const QPoint centre(500, 400);
-    QTest::mouseClick(&w, Qt::LeftButton, Qt::NoModifier, centre + offset);
-    QCOMPARE(flags(w, true), views);
-    w.flushData(parseMap("4219=1"));
-    QCOMPARE(flags(w, true), views);
-    QTest::mouseClick(&w, Qt::LeftButton, Qt::NoModifier, centre + offset);
-    QCOMPARE(flags(w, true), QString("000000"));
-}
-
+// A click opens its block's panel, a second closes it, data keeps them
+// open; the blocks paint in their colours and the flow dashes move.
 void tst_views::paintAndAnimate()
 {
     Energyline w;
     w.resize(1280, 800);
+    const QPoint centre(640, 400);
+    QTest::mouseClick(&w, Qt::LeftButton, Qt::NoModifier, centre + QPoint(-301, 0));   // left of input
+    QCOMPARE(flags(w, true), QString("000000"));
+    for (const QPoint& p : {QPoint(-262, 0), QPoint(-262, -150), QPoint(262, 0), QPoint(0, 117), QPoint(92, 0)})
+        QTest::mouseClick(&w, Qt::LeftButton, Qt::NoModifier, centre + p);
     DataMap full = parseMap("4218=1,4219=1,4220=1,4221=1,4222=1,4223=1,4224=1,4191=3,4132=3,4162=3,4190=1,4250=1,"
                             "4248=2,4161=2,4101=3,4239=2,4240=2,4241=41.5,4103=240.0,4104=-240.0,4107=25.0,4110=90,4111=100");
     for (int id = 4133; id <= 4200; ++id)
         full.insert(id, 10.0 + id % 11);
     w.flushData(full);
-    const QPoint centre(640, 400);
-    for (const QPoint& p : {QPoint(-262, 0), QPoint(-262, -150), QPoint(262, 0), QPoint(0, 117), QPoint(92, 0)})
-        QTest::mouseClick(&w, Qt::LeftButton, Qt::NoModifier, centre + p);
     QCOMPARE(flags(w, true), QString("111111"));
     QImage img(w.size(), QImage::Format_ARGB32);
     img.fill(Qt::white);
@@ -307,6 +282,8 @@ void tst_views::paintAndAnimate()
     }
     const QRgb battery = img.pixel(centre + QPoint(0, 152));
     QVERIFY(qBlue(battery) > 150 && qRed(battery) < 120);
+    QTest::mouseClick(&w, Qt::LeftButton, Qt::NoModifier, centre + QPoint(-262, 0));
+    QCOMPARE(flags(w, true), QString("011111"));
     // The flow dashes move on the timer and wrap near -1000.
     QVERIFY(QTest::qWaitFor([&w] { return w.flowOffset() < 0.0f; }, 10000));
     float previous = w.flowOffset();
@@ -467,7 +444,6 @@ void tst_views::buttons_data()
     QTest::addColumn<int>("type");
     QTest::addColumn<QString>("value");
     QTest::newRow("buzzer off") << "buzzer_off" << true << 1010 << "";
-    QTest::newRow("battery test") << "battery_test" << true << 1003 << "";
     QTest::newRow("declined") << "power_off" << false << 0 << "";
     QTest::newRow("upgrade, not laid out") << "ups_upgrade" << true << 1018 << "";
     QTest::newRow("unknown name") << "mystery" << true << 2016 << "1,300";
@@ -537,27 +513,6 @@ void tst_views::downloadHistory()
 void tst_views::userLevel_data()
 {
     QTest::addColumn<int>("level");
-    QTest::addColumn<bool>("enabled");
-    QTest::newRow("guest") << 0 << false;
-    QTest::newRow("admin") << 2 << true;
-}
-
-void tst_views::userLevel()
-{
-    QFETCH(int, level);
-    QFETCH(bool, enabled);
-    vek5View view;
-    view.refreshLayout();
-    view.setUserInfo("someone", enabled ? 0 : 2);   // the opposite first
-    view.setUserInfo("someone", level);
-    QCOMPARE(view.findChild<QWidget*>("ControlTable")->isEnabled(), enabled);
-    QCOMPARE(tabs(view)->isTabEnabled(4), enabled);
-    QVERIFY(tabs(view)->isTabEnabled(3));
-}
-
-void tst_views::doubleClickOpensDialog_data()
-{
-    QTest::addColumn<int>("level");
     QTest::addColumn<QString>("table");
     QTest::addColumn<int>("row");
     QTest::addColumn<bool>("prepared");
@@ -568,15 +523,20 @@ void tst_views::doubleClickOpensDialog_data()
     QTest::newRow("level 2, work mode") << 2 << "basicTable" << 0 << true << true;
 }
 
-// Level 1 may open only some settings; a guest gets the dialog prepared, not shown.
-void tst_views::doubleClickOpensDialog()
+// A guest may not control the unit nor maintain it, and a double click on a
+// setting prepares the dialog without showing it; level 1 may open only some.
+void tst_views::userLevel()
 {
     QFETCH(int, level);
     QFETCH(QString, table);
     QFETCH(int, row);
     vek5View view;
     view.refreshLayout();
-    view.setUserInfo(QString(), level);
+    view.setUserInfo("someone", level == 0 ? 2 : 0);   // the opposite first
+    view.setUserInfo("someone", level);
+    QCOMPARE(view.findChild<QWidget*>("ControlTable")->isEnabled(), level != 0);
+    QCOMPARE(tabs(view)->isTabEnabled(4), level != 0);
+    QVERIFY(tabs(view)->isTabEnabled(3));
     auto* widget = view.findChild<QTableWidget*>(table);
     emit widget->cellDoubleClicked(row, 1);
     emit widget->cellDoubleClicked(widget->rowCount(), 1);   // past the end: nothing
