@@ -1,12 +1,10 @@
-// shot_mainview: photographs the unit's panel as a user sees it: upssim on
-// loopback polled by a collector with the real driver, the panel in a window
-// styled by the host's style sheet, every main tab and the overview with all
-// information panels open saved as PNG files:
+// shot_mainview: photographs the unit's panel as a user sees it (upssim
+// polled by a collector with the real driver, styled by the host's style
+// sheet): every main tab, and the overview with all information panels open.
 //
-//   xvfb-run -a -s "-screen 0 1600x1000x24" build/bin/shot_mainview [OUTDIR] [--scenario FILE] [--level 0|1|2]
+//   xvfb-run -a -s "-screen 0 1600x1000x24" build/bin/shot_mainview [OUTDIR]
 //
 // The unit is the group "SHOTS" of dev.ini under the program's directory.
-// Exit status 0 when every picture was saved.
 
 #include "PortManage.h"
 #include "TestRig.h"
@@ -47,14 +45,11 @@ int main(int argc, char* argv[])
     QApplication app(argc, argv);
     const QString binDir = QCoreApplication::applicationDirPath();
     qputenv("VEK5_BIN_DIR", binDir.toLocal8Bit());
-    const QStringList args = app.arguments().mid(1);
-    const int scenarioAt = args.indexOf("--scenario");
-    const int levelAt = args.indexOf("--level");
-    const QString outDir = !args.isEmpty() && !args[0].startsWith("--") ? args[0] : ".";
+    const QString outDir = app.arguments().value(1, ".");
     QDir().mkpath(outDir);
 
     SimProcess sim;
-    if (!sim.start({"--scenario", scenarioAt >= 0 ? args.value(scenarioAt + 1) : SHOT_SCENARIO})) {
+    if (!sim.start({"--scenario", SHOT_SCENARIO})) {
         qWarning("shot_mainview: the simulator did not start: %s", qPrintable(sim.output()));
         return 1;
     }
@@ -91,7 +86,7 @@ int main(int argc, char* argv[])
     auto* layout = new QVBoxLayout(&window);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(view);
-    view->setUserInfo("operator", levelAt >= 0 ? args.value(levelAt + 1).toInt() : 2);
+    view->setUserInfo("operator", 2);
     window.resize(1280, 860);
     window.show();
     collector->start();
@@ -103,8 +98,6 @@ int main(int argc, char* argv[])
     auto* tabs = view->findChild<QTabWidget*>("devStacketTable");
     const char* const files[] = {"overview.png", "alarm.png", "rtdata.png", "control.png", "maintenance.png"};
     for (int t = 0; ok && t < 5; ++t) {
-        if (!tabs->isTabEnabled(t))
-            continue;
         tabs->setCurrentIndex(t);
         QTest::qWait(700);   // let the tab paint before it is photographed
         ok = save(&window, QDir(outDir).filePath(files[t]));
