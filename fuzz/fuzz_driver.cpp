@@ -2,13 +2,12 @@
 // and Control with a port whose read entry serves the fuzz bytes: corrupt,
 // truncated, oversized, interleaved and exception answers.
 //
-// Input: one byte of mode bits (1: Control, else Query; 2: the answers come
-// over Modbus TCP), for Control the command text up to a newline, then the
-// answer stream as pieces. Serial: a length byte (piece length less one) and
-// the bytes; a read returns one piece, cut to the room offered. TCP: two
-// length bytes (high first) and the bytes as the peer sends them; a read is
-// the real TCP entry on a device holding that piece. After the last piece the
-// port fails, so a missing answer costs no timeout.
+// Input: one byte of mode bits (1: Control, else Query; 2: Modbus TCP), for
+// Control the command text up to a newline, then the answer stream as
+// pieces, one per read: serial, a length byte (length less one) and the
+// bytes, cut to the room offered; TCP, two length bytes (high first) and the
+// bytes the peer sends. After the last piece the port fails, so a missing
+// answer costs no timeout.
 
 #include "FuzzSupport.h"
 #include "driverapi.h"
@@ -38,25 +37,18 @@ QueryFunc g_query = nullptr;
 ControlFunc g_control = nullptr;
 constexpr int kAddress = 1;
 
-// What the peer sent in one go, through the TCP entry as the collector
-// hands it to the driver. A short read (under 7 bytes) fails the read.
-int readTcpPiece(char* buffer, int length)
+// The next piece of the answer stream, cut to what is left.
+QByteArray nextPiece()
 {
-    if (g_port.size < 2)
-        return -1;
-    size_t piece = size_t(g_port.data[0]) << 8 | g_port.data[1];
-    g_port.data += 2;
-    g_port.size -= 2;
-    if (piece > g_port.size)
-        piece = g_port.size;
-    QByteArray sent(reinterpret_cast<const char*>(g_port.data), int(piece));
-    g_port.data += piece;
-    g_port.size -= piece;
-    QBuffer socket(&sent);
-    socket.open(QIODevice::ReadOnly);
-    PortHandle tcp = {&socket, TcpCommRead, TcpCommWrite};
-    const int n = TcpCommRead(&tcp, buffer, length);
-    return n == -5 ? -1 : n;
+    const size_t header = g_port.tcp ? 2 : 1;
+    if (g_port.size < header)
+        return {};
+    const size_t length = g_port.tcp ? size_t(g_port.data[0]) << 8 | g_port.data[1] : size_t(g_port.data[0]) + 1;
+    const size_t piece = qMin(length, g_port.size - header);
+    const QByteArray bytes(reinterpret_cast<const char*>(g_port.data + header), int(piece));
+    g_port.data += header + piece;
+    g_port.size -= header + piece;
+    return bytes;
 }
 
 int readPiece(PortHandle*, char* buffer, int length)
@@ -65,19 +57,19 @@ int readPiece(PortHandle*, char* buffer, int length)
     // starts from a quiet line, whatever the one before it left behind.
     if (g_port.writes == 0 || g_port.size == 0 || length <= 0)
         return -1;
-    if (g_port.tcp)
-        return readTcpPiece(buffer, length);
-    size_t piece = size_t(g_port.data[0]) + 1;
-    ++g_port.data;
-    --g_port.size;
-    if (piece > g_port.size)
-        piece = g_port.size;
-    if (piece > size_t(length))
-        piece = size_t(length);
-    std::memcpy(buffer, g_port.data, piece);
-    g_port.data += piece;
-    g_port.size -= piece;
-    return int(piece);
+    QByteArray piece = nextPiece();
+    if (!g_port.tcp) {
+        const int n = qMin(piece.size(), length);
+        std::memcpy(buffer, piece.constData(), size_t(n));
+        return n;
+    }
+    // What the peer sent in one go, through the TCP entry as the collector
+    // hands it to the driver. A short read (under 7 bytes) fails the read.
+    QBuffer socket(&piece);
+    socket.open(QIODevice::ReadOnly);
+    PortHandle tcp = {&socket, TcpCommRead, TcpCommWrite};
+    const int n = TcpCommRead(&tcp, buffer, length);
+    return n == -5 ? -1 : n;
 }
 
 int writeRequest(PortHandle*, char* buffer, int length)
@@ -121,15 +113,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const bool tcp = (data[0] & 2) != 0;
     ++data;
     --size;
-    char command[96] = {};
+    QByteArray command;
     if (!query) {
-        size_t n = 0;
-        while (n < size && n < sizeof(command) - 1 && data[n] != '\n') {
-            command[n] = char(data[n]);
-            ++n;
-        }
-        data += n < size ? n + 1 : n;
-        size -= n < size ? n + 1 : n;
+        const auto* end = static_cast<const uint8_t*>(std::memchr(data, '\n', size));
+        const size_t n = end ? size_t(end - data) : size;
+        command = QByteArray(reinterpret_cast<const char*>(data), int(qMin<size_t>(n, 95)));
+        data += end ? n + 1 : n;
+        size -= end ? n + 1 : n;
     }
     g_port = FuzzPort{data, size, 0, 0, tcp};
     PortHandle handle = {&g_port, readPiece, writeRequest};
@@ -138,7 +128,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         // Points are delivered only for a query that was answered in full.
         FUZZ_CHECK(answered == 1 ? g_port.points > 0 : g_port.points == 0);
     } else {
-        const int result = g_control(&handle, kAddress, command, nullptr);
+        const int result = g_control(&handle, kAddress, command.constData(), nullptr);
         FUZZ_CHECK(result == 0 || result == 1);
     }
     return 0;

@@ -5,7 +5,7 @@
 #include "vek5Client.h"
 
 #include <QDir>
-#include <QFile>
+#include <QFileInfo>
 
 #include <cstdint>
 
@@ -13,39 +13,26 @@ namespace {
 vek5Client* g_client = nullptr;
 const char kHistory[] = "./history.txt";
 const char kOut[] = "fuzz-export.csv";
-
-qint64 fileSize(const char* path)
-{
-    QFile file(path);
-    return file.exists() ? file.size() : -1;
-}
 }
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     fuzz::initQt();
     QDir().mkpath("./PVMX/drovaPanel/db");
-    QFile map("./PVMX/drovaPanel/db/historycodemap.csv");
-    if (map.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        map.write("1,Mains abnormal,Mains abnormal\n2,Bypass abnormal,\n65535,Last,\n");
-    map.close();
+    const char map[] = "1,Mains abnormal,Mains abnormal\n2,Bypass abnormal,\n65535,Last,\n";
+    fuzz::writeFile("./PVMX/drovaPanel/db/historycodemap.csv", map, sizeof map - 1);
     g_client = new vek5Client;   // reads the code map
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    QFile history(kHistory);
-    if (!history.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        std::abort();
-    history.write(reinterpret_cast<const char*>(data), qint64(size));
-    history.close();
+    fuzz::writeFile(kHistory, data, size);
     QFile::remove(kOut);
-
     g_client->exportHistoryInfo(QString::fromLatin1(kOut));
 
     // The history is emptied and the export starts with its header line.
-    FUZZ_CHECK(fileSize(kHistory) == 0);
+    FUZZ_CHECK(QFile::exists(kHistory) && QFileInfo(kHistory).size() == 0);
     QFile out(kOut);
     FUZZ_CHECK(out.open(QIODevice::ReadOnly));
     FUZZ_CHECK(out.readLine() == "ID,Content,Status,Time,\n");

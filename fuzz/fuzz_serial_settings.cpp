@@ -1,7 +1,5 @@
 // SerialPort::CommOpen with arbitrary settings texts and timeouts, on a
-// pseudo terminal (the line settings are really applied) or on a path that
-// does not exist.
-//
+// pseudo terminal (the settings are really applied) or a missing path.
 // Input: one byte choosing the device (even: the pty), four bytes of
 // timeout, then the settings text in UTF-8.
 

@@ -12,11 +12,9 @@
 #include <cstring>
 #include <memory>
 
-namespace {
 // What the collector gives TcpCommRead room for, exactly, so that any write
 // past it is caught.
 constexpr int kRtuRoom = 996;
-}
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
