@@ -364,7 +364,6 @@ void tst_driver::valuesAgreeWithLibmodbus_data()
     QTest::newRow("cell float voltage") << 3019 << 3 << 19 << 100 << 2.1 << 3.65;
     QTest::newRow("alarm rectifier fan failure") << 2325 << 2 << 325 << 1 << 1.0 << 1.0;
     QTest::newRow("model text") << 4016 << 4 << 8 << 0 << 0.0 << 0.0;
-    QTest::newRow("company name text") << 3087 << 3 << 82 << 0 << 0.0 << 0.0;
     QTest::newRow("system time") << 3103 << 3 << 90 << 0 << 0.0 << 0.0;
 }
 
