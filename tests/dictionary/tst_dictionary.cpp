@@ -126,7 +126,7 @@ void tst_dictionary::clearingTextsPairWithAppearance()
 
 void tst_dictionary::rowValue_data()
 {
-    enum { InputVoltage = 0, InputFrequency = 1, BypassVoltage = 2, OutputVoltage = 4, OutputLoad = 7, OutputMode = 9,
+    enum { InputVoltage = 0, InputFrequency = 1, BypassVoltage = 2, OutputVoltage = 4, OutputMode = 9,
            BatteryVoltage = 11, BatteryCurrent = 12, BatteryTemperature = 13, BatteryState = 14 };
     QTest::addColumn<DataMap>("data");
     QTest::addColumn<int>("column");
@@ -138,8 +138,6 @@ void tst_dictionary::rowValue_data()
     QTest::newRow("3 phases as float") << with(in, 4132, 3.0f) << int(InputFrequency) << "50.0/49.9/50.1";
     QTest::newRow("2 phases shown as one") << with(in, 4132, 2) << int(InputVoltage) << "220.0";
     QTest::newRow("bypass follows its own count") << DataMap{{4192, 230.0f}, {4193, 231.0f}, {4132, 3}} << int(BypassVoltage) << "230.0";
-    QTest::newRow("output load 3 phases") << DataMap{{4162, 3}, {4184, 40.0f}, {4185, 41.0f}, {4186, 42.0f}} << int(OutputLoad)
-                                          << "40.0/41.0/42.0";
     QTest::newRow("output 3 phases by input count only") << DataMap{{4132, 3}, {4163, 230.0f}, {4164, 1.0f}} << int(OutputVoltage) << "230.0";
     QTest::newRow("output mode 2 as float") << DataMap{{4161, 2.0f}} << int(OutputMode) << "[Load on inverter]";
     QTest::newRow("output mode int min") << DataMap{{4161, std::numeric_limits<int>::min()}} << int(OutputMode) << "[None]";
@@ -148,7 +146,6 @@ void tst_dictionary::rowValue_data()
     QTest::newRow("temperature -10.4") << DataMap{{4107, -10.4f}} << int(BatteryTemperature) << "-10.4";
     QTest::newRow("temperature -11") << DataMap{{4107, -11}} << int(BatteryTemperature) << "-";
     QTest::newRow("battery state 3.9 truncates") << DataMap{{4101, 3.9f}} << int(BatteryState) << "[Float charge]";
-    QTest::newRow("battery state 5") << DataMap{{4101, 5.0f}} << int(BatteryState) << "[Disconnect]";
     QTest::newRow("battery state nan") << DataMap{{4101, std::numeric_limits<float>::quiet_NaN()}} << int(BatteryState) << "[Disconnect]";
 }
 
