@@ -1,13 +1,7 @@
 // Fault injection: the collector on its own thread with the real driver
-// library against the simulator, one thing broken at a time. Over TCP a
-// proxy cuts, garbles, swallows, delays or resets answers and the unit is
-// killed and restarted; on the serial line the pty pair vanishes and comes
-// back, answers are corrupted, another process reads the line, the traffic
-// log cannot be written; the configuration and history files are broken.
-// docs/reliability.md lists each case and what was observed.
-//
-// The program has an application directory of its own: it plants a broken
-// "dev.ini" there.
+// library against the simulator, one thing broken at a time, as
+// docs/reliability.md lists. The program has an application directory of
+// its own: it plants a broken "dev.ini" there.
 
 #include "PortManage.h"
 #include "TestRig.h"
@@ -17,7 +11,9 @@
 #include <QStandardPaths>
 #include <QtTest>
 
+#include <algorithm>
 #include <fcntl.h>
+#include <functional>
 #include <unistd.h>
 
 namespace {
@@ -121,6 +117,25 @@ class tst_faults : public QObject
         unit.client.m_portHandle = PortManage::instance();
         unit.startSerial(line, 2);
     }
+    // Breaks the link: lost within `lostMs`, nothing of the bad answers in
+    // the data meanwhile; heals it: restored within `restoredMs`.
+    static void breakAndHeal(EventLog& log, const std::function<void(bool)>& setBroken, int lostMs, int restoredMs)
+    {
+        QVERIFY(log.waitTime(2007, 0, 20000) >= 0);
+        const QMap<int, QVariant> before = log.dataMaps().constLast();
+        const qint64 faultAt = log.now();
+        setBroken(true);
+        const qint64 lostAt = log.waitTime(kLost, faultAt, lostMs);
+        QVERIFY2(lostAt >= 0, "no loss reported");
+        qInfo("lost after %lld ms", lostAt - faultAt);
+        for (const QMap<int, QVariant>& data : log.dataMaps(faultAt))
+            QCOMPARE(data, before);
+        const qint64 healedAt = log.now();
+        setBroken(false);
+        const qint64 restoredAt = log.waitTime(kRestored, healedAt, restoredMs);
+        QVERIFY2(restoredAt >= 0, "no recovery reported");
+        qInfo("restored after %lld ms", restoredAt - healedAt);
+    }
 
 private slots:
     void initTestCase();
@@ -182,22 +197,8 @@ void tst_faults::tcpBadAnswers()
     QVERIFY(unit.startTcp(m_proxy->port(), retries));
     EventLog& log = unit.log;
     QVERIFY(log.waitTime(kRestored, 0, 20000) >= 0);
-    QVERIFY(log.waitTime(2007, 0, 20000) >= 0);
-    const QMap<int, QVariant> before = log.dataMaps().constLast();
-
-    const qint64 faultAt = log.now();
-    m_proxy->setMode(FaultProxy::Mode(mode));
-    const qint64 lostAt = log.waitTime(kLost, faultAt, int(retries * kConnectedCycleMs + kSlackMs));
-    QVERIFY2(lostAt >= 0, "no loss reported");
-    qInfo("%s: lost after %lld ms", QTest::currentDataTag(), lostAt - faultAt);
-    for (const QMap<int, QVariant>& data : log.dataMaps(faultAt))
-        QCOMPARE(data, before);
-
-    const qint64 healedAt = log.now();
-    m_proxy->setMode(FaultProxy::Pass);
-    const qint64 restoredAt = log.waitTime(kRestored, healedAt, int(kConnectedCycleMs + kSlackMs));
-    QVERIFY2(restoredAt >= 0, "no recovery reported");
-    qInfo("%s: restored after %lld ms", QTest::currentDataTag(), restoredAt - healedAt);
+    breakAndHeal(log, [this, mode](bool broken) { m_proxy->setMode(broken ? FaultProxy::Mode(mode) : FaultProxy::Pass); },
+                 int(retries * kConnectedCycleMs + kSlackMs), int(kConnectedCycleMs + kSlackMs));
     QVERIFY(unit.stop());
     QCOMPARE(log.times(kLost).size(), 1);
     QCOMPARE(log.times(kRestored).size(), 2);
@@ -254,10 +255,8 @@ void tst_faults::tcpConnectionReset()
     QTRY_VERIFY_WITH_TIMEOUT(m_proxy->answerTimes.size() > answered + 4, int(kReconnectCycleMs + kSlackMs));
     QVERIFY(unit.stop());
     QCOMPARE(m_proxy->connections, 2);
-    qint64 firstAfter = -1;
-    for (qint64 t : m_proxy->answerTimes)
-        if (t > resetAt && firstAfter < 0)
-            firstAfter = t;
+    const qint64 firstAfter = *std::find_if(m_proxy->answerTimes.cbegin(), m_proxy->answerTimes.cend(),
+                                            [resetAt](qint64 t) { return t > resetAt; });
     qInfo("answers again %lld ms after the reset", firstAfter - resetAt);
     QVERIFY(firstAfter - resetAt >= 5000);   // the reconnect pause
     QCOMPARE(unit.log.times(kLost).size(), 0);
@@ -355,22 +354,8 @@ void tst_faults::serialCorruptedAnswers()
     startSerialCollector(unit, hostSide.a);
     EventLog& log = unit.log;
     QVERIFY(log.waitTime(kRestored, 0, 20000) >= 0);
-    QVERIFY(log.waitTime(2007, 0, 20000) >= 0);
-    const QMap<int, QVariant> before = log.dataMaps().constLast();
-
-    const qint64 faultAt = log.now();
-    tap.corrupt = true;
-    const qint64 lostAt = log.waitTime(kLost, faultAt, int(2 * kSerialCycleMs + kSlackMs));
-    QVERIFY2(lostAt >= 0, "no loss reported");
-    qInfo("lost %lld ms after the answers went bad", lostAt - faultAt);
-    for (const QMap<int, QVariant>& data : log.dataMaps(faultAt))
-        QCOMPARE(data, before);
-
-    const qint64 healedAt = log.now();
-    tap.corrupt = false;
-    const qint64 restoredAt = log.waitTime(kRestored, healedAt, int(2 * kSerialCycleMs + kSlackMs));
-    QVERIFY2(restoredAt >= 0, "no recovery reported");
-    qInfo("restored %lld ms after the answers came clean", restoredAt - healedAt);
+    breakAndHeal(log, [&tap](bool broken) { tap.corrupt = broken; }, int(2 * kSerialCycleMs + kSlackMs),
+                 int(2 * kSerialCycleMs + kSlackMs));
     QVERIFY(unit.stop());
     QCOMPARE(log.times(kAlarmChange).size(), 0);
 }
