@@ -103,19 +103,28 @@ class tst_faults : public QObject
     {
         return m_sim.start({"--no-tcp", "--rtu", line + ",9600,N,8,1", "--speed", "0"});
     }
-    bool startProxy()
+    // The simulator behind the proxy, the collector on the proxy, communicating.
+    bool startTcpUnit(RunningCollector& unit, int retries)
     {
         delete m_proxy;
         m_proxy = new FaultProxy;
         if (!m_sim.start({"--speed", "0"}) || !m_proxy->listen())
             return false;
         m_proxy->setTarget(quint16(m_sim.port()));
-        return true;
+        return unit.startTcp(m_proxy->port(), retries) && unit.log.waitTime(kRestored, 0, 20000) >= 0;
     }
     static void startSerialCollector(RunningCollector& unit, const QString& line)
     {
         unit.client.m_portHandle = PortManage::instance();
         unit.startSerial(line, 2);
+    }
+    // The simulator on `unitEnd`, the collector on `hostEnd`, communicating.
+    bool startSerialUnit(RunningCollector& unit, const QString& unitEnd, const QString& hostEnd)
+    {
+        if (!startSerialSim(unitEnd))
+            return false;
+        startSerialCollector(unit, hostEnd);
+        return unit.log.waitTime(kRestored, 0, 20000) >= 0;
     }
     // Breaks the link: lost within `lostMs`, nothing of the bad answers in
     // the data meanwhile; heals it: restored within `restoredMs`.
@@ -192,11 +201,9 @@ void tst_faults::tcpBadAnswers()
 {
     QFETCH(int, mode);
     const int retries = 2;
-    QVERIFY(startProxy());
     RunningCollector unit;
-    QVERIFY(unit.startTcp(m_proxy->port(), retries));
+    QVERIFY2(startTcpUnit(unit, retries), qPrintable(m_sim.output()));
     EventLog& log = unit.log;
-    QVERIFY(log.waitTime(kRestored, 0, 20000) >= 0);
     breakAndHeal(log, [this, mode](bool broken) { m_proxy->setMode(broken ? FaultProxy::Mode(mode) : FaultProxy::Pass); },
                  int(retries * kConnectedCycleMs + kSlackMs), int(kConnectedCycleMs + kSlackMs));
     QVERIFY(unit.stop());
@@ -220,11 +227,9 @@ void tst_faults::tcpLateAnswer()
 {
     QFETCH(int, block);
     const int blocks = 4;
-    QVERIFY(startProxy());
     RunningCollector unit;
-    QVERIFY(unit.startTcp(m_proxy->port(), 3));
+    QVERIFY2(startTcpUnit(unit, 3), qPrintable(m_sim.output()));
     EventLog& log = unit.log;
-    QVERIFY(log.waitTime(kRestored, 0, 20000) >= 0);
     const int first = (m_proxy->requests / blocks + 2) * blocks + 1;
     m_proxy->onRequest(first + block, [this] { m_proxy->setMode(FaultProxy::HoldOne); });
     QTRY_VERIFY_WITH_TIMEOUT(m_proxy->heldReleased == 1, 30000);
@@ -245,10 +250,8 @@ void tst_faults::tcpLateAnswer()
 // limit above one nothing is reported.
 void tst_faults::tcpConnectionReset()
 {
-    QVERIFY(startProxy());
     RunningCollector unit;
-    QVERIFY(unit.startTcp(m_proxy->port(), 3));
-    QVERIFY(unit.log.waitTime(kRestored, 0, 20000) >= 0);
+    QVERIFY2(startTcpUnit(unit, 3), qPrintable(m_sim.output()));
     const int answered = m_proxy->answerTimes.size();
     const qint64 resetAt = m_proxy->now();
     m_proxy->setMode(FaultProxy::ResetNext);
@@ -268,11 +271,9 @@ void tst_faults::tcpConnectionReset()
 void tst_faults::tcpUnitKilledAndRestarted()
 {
     const int retries = 2;
-    QVERIFY(startProxy());
     RunningCollector unit;
-    QVERIFY(unit.startTcp(m_proxy->port(), retries));
+    QVERIFY2(startTcpUnit(unit, retries), qPrintable(m_sim.output()));
     EventLog& log = unit.log;
-    QVERIFY(log.waitTime(kRestored, 0, 20000) >= 0);
     qint64 killedAt = -1;
     const int answeredBefore = m_proxy->answerTimes.size();
     m_proxy->onRequest((m_proxy->requests / 4 + 1) * 4 + 3, [&] {
@@ -314,11 +315,9 @@ void tst_faults::serialLineVanishesAndReturns()
 {
     PtyPair line;
     QVERIFY(line.start("ttyFLT0", "ttyFLT0u"));
-    QVERIFY2(startSerialSim(line.b), qPrintable(m_sim.output()));
     RunningCollector unit;
-    startSerialCollector(unit, line.a);
+    QVERIFY2(startSerialUnit(unit, line.b, line.a), qPrintable(m_sim.output()));
     EventLog& log = unit.log;
-    QVERIFY(log.waitTime(kRestored, 0, 20000) >= 0);
     breakAndHeal(log, [&](bool gone) {
         if (gone) {
             m_sim.stop();
@@ -343,11 +342,9 @@ void tst_faults::serialCorruptedAnswers()
     QVERIFY(unitSide.start("ttyFLT2t", "ttyFLT2"));
     LineTap tap;
     QVERIFY(tap.open(hostSide.b, unitSide.a));
-    QVERIFY2(startSerialSim(unitSide.b), qPrintable(m_sim.output()));
     RunningCollector unit;
-    startSerialCollector(unit, hostSide.a);
+    QVERIFY2(startSerialUnit(unit, unitSide.b, hostSide.a), qPrintable(m_sim.output()));
     EventLog& log = unit.log;
-    QVERIFY(log.waitTime(kRestored, 0, 20000) >= 0);
     breakAndHeal(log, [&tap](bool broken) { tap.corrupt = broken; }, int(2 * kSerialCycleMs + kSlackMs),
                  int(2 * kSerialCycleMs + kSlackMs));
     QVERIFY(unit.stop());
@@ -360,11 +357,9 @@ void tst_faults::serialLineReadByAnotherProcess()
 {
     PtyPair line;
     QVERIFY(line.start("ttyFLT3", "ttyFLT3u"));
-    QVERIFY2(startSerialSim(line.b), qPrintable(m_sim.output()));
     RunningCollector unit;
-    startSerialCollector(unit, line.a);
+    QVERIFY2(startSerialUnit(unit, line.b, line.a), qPrintable(m_sim.output()));
     EventLog& log = unit.log;
-    QVERIFY(log.waitTime(kRestored, 0, 20000) >= 0);
     QProcess other;
     other.setStandardOutputFile(QProcess::nullDevice());
     other.start("cat", {line.a});
@@ -404,10 +399,8 @@ void tst_faults::serialTrafficLogUnwritable()
     QFile::remove(logName);
     QDir(logName).removeRecursively();
     QVERIFY(target == "dir" ? QDir().mkdir(logName) : QFile::link(target, logName));
-    QVERIFY2(startSerialSim(pair.b), qPrintable(m_sim.output()));
     RunningCollector unit;
-    startSerialCollector(unit, pair.a);
-    QVERIFY(unit.log.waitTime(kRestored, 0, 20000) >= 0);
+    QVERIFY2(startSerialUnit(unit, pair.b, pair.a), qPrintable(m_sim.output()));
     QTRY_VERIFY_WITH_TIMEOUT(unit.log.dataMaps().size() >= 2, 20000);
     QVERIFY(unit.stop());
     QCOMPARE(unit.log.times(kLost).size(), 0);
