@@ -14,6 +14,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <numeric>
 #include <thread>
 
 namespace {
@@ -106,10 +107,8 @@ PortHandle g_scripted = {&g_script, scriptedRead, scriptedWrite};
 
 int totalPoints()
 {
-    int n = 0;
-    for (const regmap::Field& f : regmap::kFields)
-        n += f.points;
-    return n;
+    return std::accumulate(std::begin(regmap::kFields), std::end(regmap::kFields), 0,
+                           [](int n, const regmap::Field& f) { return n + f.points; });
 }
 
 // Registers (or bits) read with libmodbus, as a second opinion.
