@@ -230,7 +230,6 @@ void tst_views::panelTexts_data()
     QTest::addColumn<Energyline::PanelText>("text");
     QTest::addColumn<QString>("expected");
     QTest::newRow("bypass current 1") << "4191=1,4195=12.25,4196=99.0" << Energyline::BypassCurrent << "12.3 A";
-    QTest::newRow("input voltage 1") << "4132=1,4133=380.0,4134=1.0" << Energyline::InputVoltage << "380.0 V";
     QTest::newRow("output voltage 3") << "4162=3,4163=220.0,4164=221.0,4165=222.0" << Energyline::OutputVoltage
                                       << "220.0/221.0/222.0 V";
     QTest::newRow("bypass normal") << "4190=1" << Energyline::BypassStatus << "Normal";
