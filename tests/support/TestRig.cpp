@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QHostAddress>
 #include <QRegularExpression>
+#include <QSettings>
 #include <QStandardPaths>
 #include <QTest>
 
@@ -154,6 +155,39 @@ QString appDbDir()
     return QCoreApplication::applicationDirPath() + "/PVMX/drovaPanel/db";
 }
 
+namespace {
+const char* const kConfigFiles[2] = {"dev.ini", "param.ini"};
+}
+
+AppConfig::AppConfig()
+{
+    QDir().mkpath(appDbDir());
+    for (int i = 0; i < 2; ++i)
+        if (QFile::exists(appDbDir() + "/" + kConfigFiles[i]))
+            m_saved[i] = readFile(appDbDir() + "/" + kConfigFiles[i]);
+}
+
+AppConfig::~AppConfig()
+{
+    for (int i = 0; i < 2; ++i) {
+        const QString path = appDbDir() + "/" + kConfigFiles[i];
+        QSettings(path, QSettings::IniFormat).clear();
+        if (m_saved[i])
+            writeFile(path, *m_saved[i]);
+        else
+            QFile::remove(path);
+    }
+}
+
+void AppConfig::write(const QString& file, const QVariantMap& values)
+{
+    QSettings ini(appDbDir() + "/" + file, QSettings::IniFormat);
+    ini.clear();
+    for (auto it = values.constBegin(); it != values.constEnd(); ++it)
+        ini.setValue(it.key(), it.value());
+    ini.sync();
+}
+
 void PointSink::collect(int id, float value, void* context)
 {
     auto* sink = static_cast<PointSink*>(context);
@@ -190,12 +224,8 @@ ScriptDriver::ScriptDriver() : m_lib("libvek5m_10-30k")
     m_ok = m_lib.load();
     resolve(reset, "scriptReset");
     resolve(setAnswer, "scriptSetAnswer");
-    resolve(setControlResult, "scriptSetControlResult");
-    resolve(setPoint, "scriptSetPoint");
     resolve(queryCount, "scriptQueryCount");
     resolve(commandTexts, "scriptCommands");
-    resolve(lastContext, "scriptLastContext");
-    resolve(lastDevice, "scriptLastDevice");
     resolve(lastAddress, "scriptLastAddress");
 }
 
