@@ -8,6 +8,7 @@
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTest>
+#include <QThread>
 
 #include <poll.h>
 #include <pty.h>
@@ -15,14 +16,29 @@
 #include <unistd.h>
 
 namespace {
+std::mutex g_messageLock;
 QStringList g_messages;
-void capture(QtMsgType, const QMessageLogContext&, const QString& text) { g_messages << text; }
+void capture(QtMsgType, const QMessageLogContext&, const QString& text)
+{
+    std::lock_guard<std::mutex> guard(g_messageLock);
+    g_messages << text;
+}
 } // namespace
 
 MessageCapture::MessageCapture() : m_previous(qInstallMessageHandler(capture)) { clear(); }
 MessageCapture::~MessageCapture() { qInstallMessageHandler(m_previous); }
-QStringList MessageCapture::lines() { return g_messages; }
-void MessageCapture::clear() { g_messages.clear(); }
+
+QStringList MessageCapture::lines()
+{
+    std::lock_guard<std::mutex> guard(g_messageLock);
+    return g_messages;
+}
+
+void MessageCapture::clear()
+{
+    std::lock_guard<std::mutex> guard(g_messageLock);
+    g_messages.clear();
+}
 
 Pty::Pty()
 {
@@ -241,7 +257,7 @@ void EventLog::attach(CollectThread* collector)
     m_clock.start();
     QObject::connect(collector, &CollectThread::postDEvent, collector, [this](int type, QMap<QString, QVariant> record) {
         std::lock_guard<std::mutex> guard(m_lock);
-        m_events.append(Event {type, m_clock.elapsed(), record});
+        m_events.append(Event {type, m_clock.elapsed(), record, QThread::currentThread()});
     }, Qt::DirectConnection);
 }
 

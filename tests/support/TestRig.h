@@ -22,7 +22,7 @@
 #include <optional>
 #include <termios.h>
 
-// Collects the texts of Qt's message streams while it lives (one thread).
+// Collects the texts of Qt's message streams, from any thread, while it lives.
 class MessageCapture
 {
 public:
@@ -152,6 +152,7 @@ public:
         int type;
         qint64 atMs;
         QMap<QString, QVariant> record;
+        QThread* thread;   // that emitted it
         QMap<int, QVariant> data() const { return record.value("data").value<QMap<int, QVariant>>(); }
     };
     void attach(CollectThread* collector);
