@@ -1,7 +1,7 @@
 // The collector against the scripted driver: configuration, the polling
 // cycle and its communication state, reporting, commands, history export,
-// the panel, the host interface's default bodies, and the collector on its
-// own thread while the host reads and queues from its thread.
+// the panel and the host interface's default bodies. The collector on its own
+// thread beside the host's: tst_client_guards and tst_client_endtoend.
 
 #include "TestRig.h"
 #include "vek5View.h"
@@ -11,7 +11,6 @@
 #include <QTabWidget>
 #include <QtTest>
 
-#include <atomic>
 
 using Points = QMap<int, float>;
 using Record = QMap<QString, QVariant>;
@@ -97,7 +96,6 @@ private slots:
     void interfaceDefaults();
     void flushDataKeys_data();
     void flushDataKeys();
-    void hostReadsWhileCollectorPolls();
 };
 
 void tst_client::initTestCase()
@@ -484,43 +482,6 @@ void tst_client::flushDataKeys()
     t.flushData(data);
     QMutexLocker locker(&t.m_infoLock);
     QCOMPARE(t.m_upsInfo, expected);
-}
-
-// The collector runs cycles on its own thread while this thread reads the
-// information map and queues commands.
-void tst_client::hostReadsWhileCollectorPolls()
-{
-    const int commands = 200;
-    vek5Client client;
-    client.m_devName = "ups-t";
-    client.m_devAddr = 4;
-    client.m_interval = 0;
-    // Counted on the collector's thread, where the events are emitted.
-    std::atomic<int> dataEvents {0};
-    connect(&client, &CollectThread::postDEvent, &client, [&dataEvents](int type, Record) {
-        if (type == 2007)
-            ++dataEvents;
-    }, Qt::DirectConnection);
-    client.start();
-    int queued = 0;
-    QString addr;
-    QVERIFY(QTest::qWaitFor([&] {
-        {
-            QMutexLocker locker(&client.m_infoLock);
-            addr = client.m_upsInfo.value("upsAddr").toString();
-        }
-        if (queued < commands)
-            queued += client.control(1009, QString::number(queued));
-        return dataEvents >= 5 && queued == commands;
-    }, 30000));
-    const int seen = dataEvents;
-    QTRY_VERIFY_WITH_TIMEOUT(dataEvents > seen, 10000);   // a cycle after the last command
-    client.quit();
-    QVERIFY(client.wait(30000));
-    QVERIFY(client.m_cmdList.isEmpty());   // taken, though no port could send them
-    QCOMPARE(addr, QString("4"));
-    QCOMPARE(client.m_interval, 1);        // raised to the minimum
-    QCOMPARE(client.getWorkState(), 0);
 }
 
 QTEST_MAIN(tst_client)
