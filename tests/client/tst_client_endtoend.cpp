@@ -112,8 +112,8 @@ void tst_client_endtoend::session_data()
 }
 
 // One unit's life: first contact, its values, a fault that comes and goes,
-// settings and commands that take effect, a silence past the retry limit and
-// the recovery, and the history download.
+// settings and commands that take effect, and the history download. Silences
+// and broken answers: tst_faults.
 void tst_client_endtoend::session()
 {
     QFETCH(bool, tcp);
@@ -122,9 +122,8 @@ void tst_client_endtoend::session()
     const int faultOn = firstAnswerSec + 4;
     const QByteArray scenario = QString("at 0 load 45\n"
                                         "at %1 fault %2 on\n"
-                                        "at %3 fault %2 off\n"
-                                        "at %4 silence 8\n")
-                                        .arg(faultOn).arg(kFault).arg(faultOn + 3).arg(faultOn + 6)
+                                        "at %3 fault %2 off\n")
+                                        .arg(faultOn).arg(kFault).arg(faultOn + 3)
                                         .toUtf8();
     const QStringList simArgs{"--scenario", writeScenario(tcp ? "session-tcp" : "session-rtu", scenario)};
 
@@ -222,28 +221,6 @@ void tst_client_endtoend::session()
     }, 20000);
     QVERIFY2(cleared >= 0, "fault clearing not reported");
     QCOMPARE(log.events().at(cleared).record.value("alarmState").toInt(), 0);
-
-    // The unit falls silent: lost after the retry limit, once only.
-    const int lost = log.waitType(cleared, 1041, 40000);
-    QVERIFY2(lost >= 0, "no 1041");
-    const int back = log.waitType(lost, 1040, 40000);
-    QVERIFY2(back >= 0, "no 1040 after the unit answered again");
-    {
-        const QList<Event> all = log.events();
-        const Record lostRecord = all.at(lost).record;
-        QCOMPARE(lostRecord.value("lost").toInt(), 1);
-        QCOMPARE(lostRecord.value("state").toInt(), 1);
-        QCOMPARE(lostRecord.value("desc").toString(), name);
-        QCOMPARE(all.at(lost + 1).type, 2001);
-        QCOMPARE(all.at(lost + 1).record.value("state").toInt(), 1);
-        QCOMPARE(all.at(back + 1).type, 2001);
-        QCOMPARE(all.at(back + 1).record.value("state").toInt(), 0);
-        int lostEvents = 0;
-        for (int i = cleared; i < back; ++i)
-            lostEvents += all.at(i).type == 1041 ? 1 : 0;
-        QCOMPARE(lostEvents, 1);
-        QVERIFY(log.waitType(back, 2007, 15000) > back);
-    }
 
     // History download: the unit's records become the CSV rows, one for
     // each alarm change the collector reported.
