@@ -6,15 +6,16 @@
 // nothing), commands with their outcomes, and the stop on SIGTERM while a
 // collector is blocked.
 
+#include "TestRig.h"
+
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QRegularExpression>
 #include <QtTest>
 
 #include <arpa/inet.h>
 #include <csignal>
+#include <list>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
@@ -42,7 +43,7 @@ private:
     void runAll();
 
     QDir m_app;
-    int m_sims = 0;
+    std::list<SimProcess> m_sims;
     QString m_stage;
     QProcessEnvironment m_env;
     QList<QJsonObject> m_events;
@@ -144,17 +145,10 @@ void tst_host_headless::cli()
 
 int tst_host_headless::startSimulator(const QString& scenario, double speed)
 {
-    QFile scn(m_app.filePath(QString("s%1.scn").arg(m_sims++)));
-    if (!scn.open(QIODevice::WriteOnly) || scn.write(QString(scenario).replace(';', '\n').toUtf8() + '\n') < 0)
-        return 0;
-    scn.close();
-    QProcess* sim = start("upssim", {"--tcp", "127.0.0.1:0", "--scenario", scn.fileName(), "--speed",
-                                     QString::number(speed)});
-    static const QRegularExpression listening("listening on 127\\.0\\.0\\.1:(\\d+)");
-    QByteArray seen;
-    while (!listening.match(QString::fromUtf8(seen)).hasMatch() && sim->waitForReadyRead(10000))
-        seen += sim->readAll();
-    return listening.match(QString::fromUtf8(seen)).captured(1).toInt();
+    SimProcess& sim = m_sims.emplace_back();
+    const QString path = writeScenario(m_app.filePath(QString("s%1").arg(m_sims.size())),
+                                       QString(scenario).replace(';', '\n').toUtf8() + '\n');
+    return sim.start({"--scenario", path, "--speed", QString::number(speed)}) ? sim.port() : 0;
 }
 
 // A listener whose backlog is full: connection attempts are dropped, so a
