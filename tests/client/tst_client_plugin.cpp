@@ -10,8 +10,6 @@
 #include <QSet>
 #include <QtTest>
 
-#include <dlfcn.h>
-
 namespace {
 
 const char* const kPluginPath = VEK5_PLUGIN_PATH;
@@ -41,7 +39,6 @@ private slots:
     void metaData();
     void instanceIsSingleton();
     void onlyTheCEntriesExported();
-    void exportedHelperWorks();
 };
 
 void TestPlugin::metaData()
@@ -86,20 +83,6 @@ void TestPlugin::onlyTheCEntriesExported()
         if (!name.startsWith("_Z") && !flavour.contains(name))
             plain.insert(name);
     QCOMPARE(plain, expected);
-}
-
-void TestPlugin::exportedHelperWorks()
-{
-    void* module = dlopen(kPluginPath, RTLD_NOW | RTLD_LOCAL);
-    QVERIFY2(module, dlerror());
-    using Check = int (*)(unsigned char*, int);
-    auto check = reinterpret_cast<Check>(dlsym(module, "checkModbufCRC"));
-    QVERIFY(check);
-    QByteArray frame = QByteArray::fromHex("01030000000AC5CD");
-    QCOMPARE(check(reinterpret_cast<unsigned char*>(frame.data()), frame.size()), 0);
-    frame = QByteArray::fromHex("01030000000ACDC5");
-    QCOMPARE(check(reinterpret_cast<unsigned char*>(frame.data()), frame.size()), -1);
-    dlclose(module);
 }
 
 QTEST_MAIN(TestPlugin)
