@@ -5,7 +5,6 @@
 #include "CollectThread.h"
 
 #include <QPluginLoader>
-#include <QPointer>
 #include <QProcess>
 #include <QSet>
 #include <QtTest>
@@ -37,7 +36,6 @@ class TestPlugin : public QObject
     Q_OBJECT
 private slots:
     void metaData();
-    void instanceIsSingleton();
     void onlyTheCEntriesExported();
 };
 
@@ -49,21 +47,6 @@ void TestPlugin::metaData()
     QCOMPARE(meta.value("IID").toString(), QString("com.nalo.Qt.ProInterface"));
     QCOMPARE(meta.value("className").toString(), QString("vek5Client"));
     QVERIFY(meta.value("MetaData").toObject().isEmpty());   // no keys of its own
-}
-
-// One instance per process, and a fresh one once the host deleted it.
-void TestPlugin::instanceIsSingleton()
-{
-    QPluginLoader loader(kPluginPath);
-    QPointer<QObject> first = loader.instance();
-    QVERIFY2(first, qPrintable(loader.errorString()));
-    QCOMPARE(loader.instance(), first.data());
-    QCOMPARE(QPluginLoader(kPluginPath).instance(), first.data());
-    first->setObjectName("first instance");
-    delete first.data();
-    QObject* second = loader.instance();
-    QVERIFY(qobject_cast<CollectThread*>(second));
-    QVERIFY(second->objectName().isEmpty());
 }
 
 // The driver finds the C entries by name; everything else stays hidden: only
