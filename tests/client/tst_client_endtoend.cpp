@@ -118,19 +118,11 @@ void tst_client_endtoend::session()
         collector->wait(60000);
     });
 
-    // First contact: restored, then the summary, before any data record.
-    QVERIFY2(log.waitType(0, 1040, (firstAnswerSec + 30) * 1000) >= 0, "no 1040");
-    QVERIFY(log.waitType(0, 2007, 15000) >= 0);
-    {
-        const QList<Event> first = log.events();
-        QVERIFY(first.size() >= 3);
-        QCOMPARE(first.at(0).type, 1040);
-        QCOMPARE(first.at(1).type, 2001);
-        QCOMPARE(first.at(1).record.value("state").toInt(), 0);
-        QCOMPARE(first.at(1).record.value("desc").toString(), name);
-        QCOMPARE(first.at(1).record.value("port").toString(), portName);
-        QCOMPARE(first.at(2).type, 2007);
-    }
+    // First contact: restored, then the summary naming the unit and its port.
+    QVERIFY2(log.waitType(0, 1040, (firstAnswerSec + 30) * 1000) == 0, "no 1040");
+    QVERIFY(log.waitType(0, 2007, 15000) == 2);
+    QCOMPARE(log.events().at(1).record.value("desc").toString(), name);
+    QCOMPARE(log.events().at(1).record.value("port").toString(), portName);
 
     // The unit's values as the simulator keeps them.
     const int firstData = log.waitType(0, 2007, 0);
@@ -146,11 +138,9 @@ void tst_client_endtoend::session()
     {
         QMutexLocker locker(&collector->m_infoLock);
         const Record& info = collector->m_upsInfo;
-        QCOMPARE(info.value("upsIdentModel").toByteArray(), QByteArray("SIM-20K-33").leftJustified(16, '\0'));
         QCOMPARE(info.value("upsAddr").toString(), QString::number(kUnit));
         QCOMPARE(info.value("portInfo").toString(),
                  tcp ? QString("tcp:127.0.0.1:%1").arg(sim.port()) : pty.a + "-9600,n,8,1");
-        QCOMPARE(info.value("state").toInt(), 0);
         QCOMPARE(info.value(QString::number(kSettingPoint)).toInt(), 40);
     }
 
@@ -164,26 +154,15 @@ void tst_client_endtoend::session()
     }, 30000);
     QVERIFY2(applied >= 0, "setting and buzzer command not seen in the data");
 
-    // The fault appears: its alarm event, then the summary after the data.
+    // The fault appears and clears (the order of the events around it:
+    // tst_client's alarm table).
     const int appeared = log.waitFor(0, [](const Event& e) {
         return e.type == 2006 && e.record.value("alarmId").toInt() == kFault;
     }, 30000);
     QVERIFY2(appeared >= 0, "fault not reported");
+    QCOMPARE(log.events().at(appeared).record.value("alarmState").toInt(), 1);
+    QCOMPARE(log.events().at(appeared).record.value("name").toString(), name);
     const int alarms = collector->getEventLogDesc().size() / 2;
-    {
-        const QList<Event> all = log.events();
-        QCOMPARE(all.at(appeared).record.value("alarmState").toInt(), 1);
-        QCOMPARE(all.at(appeared).record.value("name").toString(), name);
-        const int data2007 = log.waitType(appeared, 2007, 15000);
-        const int summary = log.waitType(appeared, 2001, 15000);
-        QVERIFY(data2007 > appeared);
-        QVERIFY(summary > data2007);
-        const Record s = log.events().at(summary).record;
-        QCOMPARE(s.value("dis_alarm").toInt(), 1);
-        QCOMPARE(s.value("state").toInt(), 0);
-        QCOMPARE(dataOf(log.events().at(data2007)).value(2000 + kFault).toInt(), 1);
-    }
-    // ... and clears.
     const int cleared = log.waitFor(appeared, [alarms](const Event& e) {
         return e.type == 2006 && e.record.value("alarmId").toInt() == alarms + kFault;
     }, 20000);
