@@ -247,9 +247,7 @@ ScriptDriver::ScriptDriver() : m_lib("libvek5m_10-30k")
 
 QStringList ScriptDriver::commands() const
 {
-    char buffer[4096];
-    commandTexts(buffer, int(sizeof buffer));
-    return QString::fromLocal8Bit(buffer).split('\n', Qt::SkipEmptyParts);
+    return QString::fromLocal8Bit(commandTexts()).split('\n', Qt::SkipEmptyParts);
 }
 
 void EventLog::attach(CollectThread* collector)

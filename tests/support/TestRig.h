@@ -134,7 +134,7 @@ public:
     void (*reset)() = nullptr;
     void (*setAnswer)(int) = nullptr;
     int (*queryCount)() = nullptr;
-    int (*commandTexts)(char*, int) = nullptr;
+    const char* (*commandTexts)() = nullptr;
     int (*lastAddress)() = nullptr;
 
 private:

@@ -3,8 +3,6 @@
 
 #include "driverapi.h"
 
-#include <algorithm>
-#include <cstring>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -48,15 +46,13 @@ SCRIPT_EXPORT void scriptSetAnswer(int answer) { std::lock_guard<std::mutex> gua
 SCRIPT_EXPORT int scriptQueryCount() { std::lock_guard<std::mutex> guard(g_lock); return g_queries; }
 SCRIPT_EXPORT int scriptLastAddress() { std::lock_guard<std::mutex> guard(g_lock); return g_lastAddress; }
 
-// The commands sent so far, each followed by a line feed, cut to `size`.
-SCRIPT_EXPORT int scriptCommands(char* out, int size)
+// The commands sent so far, each followed by a line feed; valid until the next call.
+SCRIPT_EXPORT const char* scriptCommands()
 {
     std::lock_guard<std::mutex> guard(g_lock);
-    std::string all;
+    static std::string all;
+    all.clear();
     for (const std::string& command : g_commands)
         all += command + '\n';
-    const size_t n = std::min(all.size(), size_t(std::max(size - 1, 0)));
-    std::memcpy(out, all.data(), n);
-    out[n] = '\0';
-    return int(n);
+    return all.c_str();
 }
