@@ -7,6 +7,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include "TestRig.h"
 #include "HostConfig.h"
 #include "LogFilter.h"
 #include "Policy.h"
@@ -289,11 +290,7 @@ void tst_host::check()
     QFETCH(QString, units);
 
     QTemporaryDir dir;
-    for (const auto& f : {qMakePair(QString("param.ini"), param), qMakePair(QString("dev.ini"), dev)}) {
-        QFile file(dir.filePath(f.first));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(f.second);
-    }
+    QVERIFY(writeFile(dir.filePath("param.ini"), param) && writeFile(dir.filePath("dev.ini"), dev));
     HostConfig config;
     QString error;
     const bool loaded = config.load(dir.path(), &error);
