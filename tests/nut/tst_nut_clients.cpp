@@ -183,9 +183,7 @@ void tst_nut_clients::mainsFailure()
     const int ol = m_seen.indexOf("OL"), ob = m_seen.indexOf("OB"), lb = m_seen.indexOf("OB LB");
     QVERIFY2(ol >= 0 && ob > ol && lb > ob, qPrintable(m_seen.join(" -> ")));
     QVERIFY(m_sawFsd);
-    QFile log(m_dir.filePath("upsmon.log"));
-    QVERIFY(log.open(QIODevice::ReadOnly));
-    QVERIFY2(log.readAll().contains("forced shutdown in progress"), "upsmon did not see FSD");
+    QVERIFY2(readFile(m_dir.filePath("upsmon.log")).contains("forced shutdown in progress"), "upsmon did not see FSD");
     // The host's own shutdown waits for the secondary to log out.
     QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(m_dir.filePath("host.marker")), 30000);
     QVERIFY(QFileInfo(m_dir.filePath("host.marker")).lastModified()

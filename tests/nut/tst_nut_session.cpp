@@ -4,6 +4,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include "TestRig.h"
 #include "NutLineParser.h"
 #include "NutSession.h"
 #include "NutUsers.h"
@@ -191,11 +192,7 @@ void tst_nut_session::usersFile()
     QStringList problems;
     QVERIFY(users.load(path, &error, &problems));   // no file: no users
     QCOMPARE(users.count(), 0);
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(kUsers);
-    file.close();
-    QVERIFY(file.setPermissions(QFile::Permissions(permissions)));
+    QVERIFY(writeFile(path, kUsers) && QFile::setPermissions(path, QFile::Permissions(permissions)));
     QCOMPARE(users.load(path, &error, &problems), accepted);
     QCOMPARE(users.count(), accepted ? 4 : 0);
     QCOMPARE(error.contains("readable by anyone"), !accepted);
