@@ -129,7 +129,6 @@ void tst_simulator::threeUnitsOneLine()
         QSKIP("socat is not installed");
     PtyPair line;
     QVERIFY(line.start("ttyLine0", "ttyLine1"));
-    const QString host = line.a;
     SimProcess sim;
     QVERIFY2(sim.start({"--no-tcp", "--rtu", line.b, "--units", "3", "--scenario", "2=low-battery"}),
              qPrintable(sim.output()));
@@ -147,7 +146,7 @@ void tst_simulator::threeUnitsOneLine()
         c->m_portHandle = &manager;
         c->m_devAddr = i + 1;
         c->m_retries = 1;   // any failed read counts
-        c->setPort(host, "9600,n,8,1");
+        c->setPort(line.a, "9600,n,8,1");
         connect(c, &CollectThread::postDEvent, c, [&, i](int type, QMap<QString, QVariant> record) {
             QMutexLocker locker(&lock);
             lost += type == 1041 ? 1 : 0;
@@ -172,7 +171,7 @@ void tst_simulator::threeUnitsOneLine()
 
     // While the line's lock is held here, none gets past the read under way.
     // (No events run meanwhile: the manager's own tick would wait for it too.)
-    SerialPort* port = manager.getPortHandle(host);
+    SerialPort* port = manager.getPortHandle(line.a);
     port->Lock();
     const int held = total();
     QThread::msleep(3000);
