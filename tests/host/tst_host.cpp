@@ -160,7 +160,6 @@ void tst_host::decisions_data()
     QTest::addColumn<QString>("steps");     // "@S UNIT=FLAG,FLAG[!lost|~stale] ..." separated by ';'
     QTest::addColumn<QString>("decisions"); // per step: "shutdown:UNIT +FSD -FSD", '|' between steps
 
-    QTest::newRow("on line") << "" << "@0 U1=OL;@100 U1=OL" << "|";
     QTest::newRow("on battery, no delay") << "" << "@0 U1=OB;@1000 U1=OB" << "|";
     QTest::newRow("low battery on battery") << "" << "@0 U1=OB;@5 U1=OB,LB;@6 U1=OB,LB"
         << "|shutdown:U1 +U1|";
