@@ -450,7 +450,6 @@ void tst_client::flushDataKeys_data()
 {
     QTest::addColumn<QList<int>>("present");   // ids already in the map, value -1
     QTest::addColumn<QList<int>>("ids");       // ids flushed, value id * 10
-    QTest::newRow("into an empty map") << QList<int>() << QList<int>{3, 2000, 4275};
     QTest::newRow("digit count changes") << QList<int>{9, 10, 99, 100} << QList<int>{8, 9, 10, 11, 99, 100, 1000, 10000};
     QTest::newRow("negative ids and extremes") << QList<int>{-1, 0} << QList<int>{INT_MIN, -10, -1, 0, 7, INT_MAX};
     QTest::newRow("nothing flushed") << QList<int>{5} << QList<int>();
