@@ -45,7 +45,6 @@ void TestPlugin::metaData()
     QVERIFY2(loader.load(), qPrintable(loader.errorString()));
     const QJsonObject meta = loader.metaData();
     QCOMPARE(meta.value("IID").toString(), QString("com.nalo.Qt.ProInterface"));
-    QCOMPARE(meta.value("className").toString(), QString("vek5Client"));
     QVERIFY(meta.value("MetaData").toObject().isEmpty());   // no keys of its own
 }
 
