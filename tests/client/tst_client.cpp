@@ -14,7 +14,6 @@
 
 using Points = QMap<int, float>;
 using Record = QMap<QString, QVariant>;
-using DataMap = QMap<int, QVariant>;
 
 namespace {
 

@@ -24,8 +24,6 @@ constexpr int kRetries = 2;
 constexpr int kFault = 325;         // alarm index raised and cleared by the scenario
 constexpr int kSettingPoint = 3017; // battery blocks
 
-DataMap dataOf(const Event& e) { return e.data(); }
-
 } // namespace
 
 class tst_client_endtoend : public QObject
@@ -122,7 +120,7 @@ void tst_client_endtoend::session()
 
     // The unit's values as the simulator keeps them.
     const int firstData = log.waitType(0, 2007, 0);
-    const DataMap data = dataOf(log.events().at(firstData));
+    const DataMap data = log.events().at(firstData).data();
     QCOMPARE(data.value(3002).toInt(), kUnit);          // the unit's own address setting
     QCOMPARE(data.value(kSettingPoint).toInt(), 40);    // factory battery blocks
     QCOMPARE(data.value(2000 + kFault).toInt(), 0);
