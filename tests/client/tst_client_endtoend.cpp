@@ -8,11 +8,10 @@
 #include "TestRig.h"
 
 #include <QPluginLoader>
+#include <QScopeGuard>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QtTest>
-
-#include <optional>
 
 using Record = QMap<QString, QVariant>;
 using DataMap = QMap<int, QVariant>;
@@ -23,22 +22,7 @@ namespace {
 constexpr int kUnit = 3;            // not the default 1: the address must come from dev.ini
 constexpr int kRetries = 2;
 constexpr int kFault = 325;         // alarm index raised and cleared by the scenario
-constexpr int kSettingPoint = 3017; // battery blocks; the unit reports it again as 4108
-constexpr int kBlocksPoint = 4108;
-constexpr int kBuzzerPoint = 4260;
-
-DataMap dataOf(const Event& e) { return e.data(); }
-
-// Written through QSettings, whose parsed copy every reader in the process
-// shares: no reliance on file time stamps.
-void configure(const QString& file, const QVariantMap& values)
-{
-    QSettings ini(appDbDir() + "/" + file, QSettings::IniFormat);
-    ini.clear();
-    for (auto it = values.constBegin(); it != values.constEnd(); ++it)
-        ini.setValue(it.key(), it.value());
-    ini.sync();
-}
+constexpr int kSettingPoint = 3017; // battery blocks
 
 } // namespace
 
@@ -48,88 +32,24 @@ class tst_client_endtoend : public QObject
 
 private slots:
     void initTestCase();
-    void cleanupTestCase();
-    void cleanup();
-
     void session_data();
     void session();
 
 private:
-    // Writes the unit's dev.ini group and makes, configures and starts a
-    // collector the way a host does.
-    CollectThread* startCollector(const QString& name, const QVariantMap& devGroup);
-    void stopCollector();
-
     CollectThread* m_factory = nullptr;
-    CollectThread* m_collector = nullptr;
-    EventLog* m_log = nullptr;
-    // What the shared application directory held: absent files are removed again.
-    std::optional<QByteArray> m_saved[2];
-    const QString m_files[2] = {"dev.ini", "param.ini"};
+    AppConfig m_config;
     QPluginLoader m_loader{VEK5_PLUGIN_PATH};
 };
 
 void tst_client_endtoend::initTestCase()
 {
-    QVERIFY2(QFileInfo::exists(SimProcess::program()), "upssim is not built");
-    QVERIFY2(QFileInfo::exists(qEnvironmentVariable("VEK5_BIN_DIR") + "/libvek5m_10-30k.so"), "the driver library is not built");
     m_factory = qobject_cast<CollectThread*>(m_loader.instance());
     QVERIFY2(m_factory, qPrintable(m_loader.errorString()));
-    QVERIFY(QDir().mkpath(appDbDir()));
-    for (int i = 0; i < 2; ++i)
-        if (QFile::exists(appDbDir() + "/" + m_files[i]))
-            m_saved[i] = readFile(appDbDir() + "/" + m_files[i]);
-    configure("param.ini", {{"Language", 0}});
+    AppConfig::write("param.ini", {{"Language", 0}});
     // Every new collector reads the code map from the working directory.
     QVERIFY(QDir().mkpath("PVMX/drovaPanel/db"));
     QVERIFY(writeFile("PVMX/drovaPanel/db/historycodemap.csv",
                       QByteArray::number(kFault) + ",rectifier fan,Rectifier fan failure\n"));
-}
-
-void tst_client_endtoend::cleanupTestCase()
-{
-    for (int i = 0; i < 2; ++i) {
-        QSettings(appDbDir() + "/" + m_files[i], QSettings::IniFormat).clear();
-        if (m_saved[i])
-            writeFile(appDbDir() + "/" + m_files[i], *m_saved[i]);
-        else
-            QFile::remove(appDbDir() + "/" + m_files[i]);
-    }
-}
-
-void tst_client_endtoend::cleanup()
-{
-    stopCollector();
-}
-
-CollectThread* tst_client_endtoend::startCollector(const QString& name, const QVariantMap& devGroup)
-{
-    QVariantMap ini;
-    for (auto it = devGroup.constBegin(); it != devGroup.constEnd(); ++it)
-        ini.insert(name + "/" + it.key(), it.value());
-    configure("dev.ini", ini);
-    m_collector = m_factory->create(PortManage::instance());
-    if (m_collector == nullptr)
-        return nullptr;
-    m_collector->m_devName = name;
-    m_collector->loadConfig();
-    m_log = new EventLog;
-    m_log->attach(m_collector);
-    m_collector->start();
-    return m_collector;
-}
-
-void tst_client_endtoend::stopCollector()
-{
-    if (m_collector != nullptr) {
-        m_collector->quit();
-        // A cycle in progress may be waiting for a silent unit.
-        QVERIFY(m_collector->wait(60000));
-        delete m_collector;
-        m_collector = nullptr;
-    }
-    delete m_log;
-    m_log = nullptr;
 }
 
 void tst_client_endtoend::session_data()
@@ -143,8 +63,8 @@ void tst_client_endtoend::session_data()
 }
 
 // One unit's life: first contact, its values, a fault that comes and goes,
-// settings and commands that take effect, a silence past the retry limit and
-// the recovery, and the history download.
+// and the history download. Silences and broken answers: tst_faults;
+// settings and commands that take effect: tst_nut_clients (upsrw, upscmd).
 void tst_client_endtoend::session()
 {
     QFETCH(bool, tcp);
@@ -153,19 +73,20 @@ void tst_client_endtoend::session()
     const int faultOn = firstAnswerSec + 4;
     const QByteArray scenario = QString("at 0 load 45\n"
                                         "at %1 fault %2 on\n"
-                                        "at %3 fault %2 off\n"
-                                        "at %4 silence 8\n")
-                                        .arg(faultOn).arg(kFault).arg(faultOn + 3).arg(faultOn + 6)
+                                        "at %3 fault %2 off\n")
+                                        .arg(faultOn).arg(kFault).arg(faultOn + 3)
                                         .toUtf8();
     const QStringList simArgs{"--scenario", writeScenario(tcp ? "session-tcp" : "session-rtu", scenario)};
 
     SimProcess sim;
     PtyPair pty;
-    QVariantMap devGroup {{"addr", kUnit}, {"retries", kRetries}, {"interval", 1}};
+    const QString name = tcp ? "e2e-tcp" : "e2e-rtu";
+    QVariantMap devGroup {{name + "/addr", kUnit}, {name + "/retries", kRetries}, {name + "/interval", 1}};
     QString portName;
     if (tcp) {
         QVERIFY(sim.start(simArgs + QStringList{"--unit", QString::number(kUnit)}));
-        devGroup.insert({{"commType", 1}, {"ipAddr", "127.0.0.1"}, {"port", sim.port()}, {"portName", "COM9"}});
+        devGroup.insert({{name + "/commType", 1}, {name + "/ipAddr", "127.0.0.1"}, {name + "/port", sim.port()},
+                         {name + "/portName", "COM9"}});
         portName = "COM9";
     } else {
         if (QStandardPaths::findExecutable("socat").isEmpty())
@@ -174,127 +95,65 @@ void tst_client_endtoend::session()
         // The port manager takes the line settings from serial.ini in the working directory.
         QSettings("serial.ini", QSettings::IniFormat).setValue(pty.a + "/param", "9600,n,8,1");
         QVERIFY(sim.start(simArgs + QStringList{"--no-tcp", "--rtu", pty.b + ",9600,N,8,1", "--unit", QString::number(kUnit)}));
-        devGroup.insert({{"commType", 0}, {"portName", pty.a}});
+        devGroup.insert({{name + "/commType", 0}, {name + "/portName", pty.a}});
         portName = pty.a;
     }
-    const QString name = tcp ? "e2e-tcp" : "e2e-rtu";
-    CollectThread* collector = startCollector(name, devGroup);
+    // Made, configured and started the way a host does it.
+    AppConfig::write("dev.ini", devGroup);
+    const std::unique_ptr<CollectThread> collector(m_factory->create(PortManage::instance()));
     QVERIFY(collector);
-    const EventLog& log = *m_log;
+    collector->m_devName = name;
+    collector->loadConfig();
+    EventLog log;
+    log.attach(collector.get());
+    collector->start();
+    const auto stop = qScopeGuard([&collector] {
+        collector->quit();
+        collector->wait(60000);
+    });
 
-    // First contact: restored, then the summary, before any data record.
-    QVERIFY2(log.waitType(0, 1040, (firstAnswerSec + 30) * 1000) >= 0, "no 1040");
-    QVERIFY(log.waitType(0, 2007, 15000) >= 0);
-    {
-        const QList<Event> first = log.events();
-        QVERIFY(first.size() >= 3);
-        QCOMPARE(first.at(0).type, 1040);
-        QCOMPARE(first.at(1).type, 2001);
-        QCOMPARE(first.at(1).record.value("state").toInt(), 0);
-        QCOMPARE(first.at(1).record.value("desc").toString(), name);
-        QCOMPARE(first.at(1).record.value("port").toString(), portName);
-        QCOMPARE(first.at(2).type, 2007);
-    }
+    // First contact: restored, then the summary naming the unit and its port.
+    QVERIFY2(log.waitType(0, 1040, (firstAnswerSec + 30) * 1000) == 0, "no 1040");
+    QVERIFY(log.waitType(0, 2007, 15000) == 2);
+    QCOMPARE(log.events().at(1).record.value("desc").toString(), name);
+    QCOMPARE(log.events().at(1).record.value("port").toString(), portName);
 
     // The unit's values as the simulator keeps them.
     const int firstData = log.waitType(0, 2007, 0);
-    const DataMap data = dataOf(log.events().at(firstData));
+    const DataMap data = log.events().at(firstData).data();
     QCOMPARE(data.value(3002).toInt(), kUnit);          // the unit's own address setting
     QCOMPARE(data.value(kSettingPoint).toInt(), 40);    // factory battery blocks
-    QCOMPARE(data.value(kBlocksPoint).toInt(), 40);
-    QCOMPARE(data.value(4243).toInt(), 20);             // rated kVA
-    QCOMPARE(data.value(kBuzzerPoint).toInt(), 1);
     QCOMPARE(data.value(2000 + kFault).toInt(), 0);
-    QVERIFY(qAbs(data.value(4133).toFloat() - 230.0f) < 5.0f);   // input voltage R
-    QByteArray serialNumber;
-    for (int p = 4064; p < 4080; ++p)
-        serialNumber.append(char(data.value(p).toInt()));
-    QCOMPARE(serialNumber, QString("SIM20K%1").arg(kUnit, 10, 10, QChar('0')).toLatin1());
-    QCOMPARE(data.value(3017).type(), QVariant::Type(QMetaType::Float));
+    QCOMPARE(data.value(kSettingPoint).type(), QVariant::Type(QMetaType::Float));
     // The information map is refreshed after the data record goes out: the
     // next cycle's record follows the refresh.
     QVERIFY(log.waitType(firstData + 1, 2007, 15000) > firstData);
     {
         QMutexLocker locker(&collector->m_infoLock);
         const Record& info = collector->m_upsInfo;
-        QCOMPARE(info.value("upsIdentModel").toByteArray(), QByteArray("SIM-20K-33").leftJustified(16, '\0'));
         QCOMPARE(info.value("upsAddr").toString(), QString::number(kUnit));
         QCOMPARE(info.value("portInfo").toString(),
                  tcp ? QString("tcp:127.0.0.1:%1").arg(sim.port()) : pty.a + "-9600,n,8,1");
-        QCOMPARE(info.value("state").toInt(), 0);
         QCOMPARE(info.value(QString::number(kSettingPoint)).toInt(), 40);
     }
 
-    // A setting and a command, read back on the following cycles.
-    collector->control(2016, QString("%1,36").arg(kSettingPoint));
-    collector->control(1010, QString());
-    const int applied = log.waitFor(firstData, [](const Event& e) {
-        const DataMap d = dataOf(e);
-        return e.type == 2007 && d.value(kSettingPoint).toInt() == 36 && d.value(kBlocksPoint).toInt() == 36
-                && d.value(kBuzzerPoint).toInt() == 0;
-    }, 30000);
-    QVERIFY2(applied >= 0, "setting and buzzer command not seen in the data");
-
-    // The fault appears: its alarm event, then the summary after the data.
+    // The fault appears and clears (the order of the events around it:
+    // tst_client's alarm table).
     const int appeared = log.waitFor(0, [](const Event& e) {
         return e.type == 2006 && e.record.value("alarmId").toInt() == kFault;
     }, 30000);
     QVERIFY2(appeared >= 0, "fault not reported");
+    QCOMPARE(log.events().at(appeared).record.value("alarmState").toInt(), 1);
+    QCOMPARE(log.events().at(appeared).record.value("name").toString(), name);
     const int alarms = collector->getEventLogDesc().size() / 2;
-    {
-        const QList<Event> all = log.events();
-        QCOMPARE(all.at(appeared).record.value("alarmState").toInt(), 1);
-        QCOMPARE(all.at(appeared).record.value("name").toString(), name);
-        const int data2007 = log.waitType(appeared, 2007, 15000);
-        const int summary = log.waitType(appeared, 2001, 15000);
-        QVERIFY(data2007 > appeared);
-        QVERIFY(summary > data2007);
-        const Record s = log.events().at(summary).record;
-        QCOMPARE(s.value("dis_alarm").toInt(), 1);
-        QCOMPARE(s.value("state").toInt(), 0);
-        QCOMPARE(dataOf(log.events().at(data2007)).value(2000 + kFault).toInt(), 1);
-    }
-    // ... and clears.
     const int cleared = log.waitFor(appeared, [alarms](const Event& e) {
         return e.type == 2006 && e.record.value("alarmId").toInt() == alarms + kFault;
     }, 20000);
     QVERIFY2(cleared >= 0, "fault clearing not reported");
     QCOMPARE(log.events().at(cleared).record.value("alarmState").toInt(), 0);
 
-    // The unit falls silent: lost after the retry limit, once only.
-    const int lost = log.waitType(cleared, 1041, 40000);
-    QVERIFY2(lost >= 0, "no 1041");
-    const int back = log.waitType(lost, 1040, 40000);
-    QVERIFY2(back >= 0, "no 1040 after the unit answered again");
-    {
-        const QList<Event> all = log.events();
-        const Record lostRecord = all.at(lost).record;
-        QCOMPARE(lostRecord.value("lost").toInt(), 1);
-        QCOMPARE(lostRecord.value("state").toInt(), 1);
-        QCOMPARE(lostRecord.value("desc").toString(), name);
-        QCOMPARE(all.at(lost + 1).type, 2001);
-        QCOMPARE(all.at(lost + 1).record.value("state").toInt(), 1);
-        QCOMPARE(all.at(back + 1).type, 2001);
-        QCOMPARE(all.at(back + 1).record.value("state").toInt(), 0);
-        int lostEvents = 0;
-        for (int i = cleared; i < back; ++i)
-            lostEvents += all.at(i).type == 1041 ? 1 : 0;
-        QCOMPARE(lostEvents, 1);
-        // The failed cycles before the loss report the unchanged map: with
-        // the last answered cycle that makes exactly kRetries equal records.
-        QList<DataMap> before;
-        for (int i = 0; i < lost; ++i)
-            if (all.at(i).type == 2007)
-                before << dataOf(all.at(i));
-        int same = 0;
-        while (same < before.size() && before.at(before.size() - 1 - same) == before.last())
-            ++same;
-        QCOMPARE(same, kRetries);
-        QVERIFY(log.waitType(back, 2007, 15000) > back);
-    }
-
     // History download: the unit's records become the CSV rows, one for
-    // each alarm change the collector reported.
+    // each alarm change the collector reported, in the code map's words.
     QFile::remove("export.csv");
     const int beforeExport = log.events().size();
     collector->control(1045, "export.csv");
@@ -303,38 +162,15 @@ void tst_client_endtoend::session()
     const Record result = log.events().at(done).record;
     QCOMPARE(result.value("result").toInt(), 1);
     QCOMPARE(result.value("controlId").toInt(), 1045);
-    QVERIFY2(result.value("desc").toString().endsWith("successful"), qPrintable(result.value("desc").toString()));
-
-    QStringList expected;
-    for (const Event& e : log.events()) {
-        if (e.type != 2006)
-            continue;
-        const int id = e.record.value("alarmId").toInt();
-        const int code = id < alarms ? id : id - alarms;
-        const QString text = code == kFault ? "Rectifier fan failure" : QString::number(code);
-        expected << QString("%1,%2,%3").arg(code).arg(text, id < alarms ? "Appear" : "Disappear");
+    const QString csv = QString::fromLocal8Bit(readFile("export.csv"));
+    int changes = 0;
+    for (const Event& e : log.events())
+        changes += e.type == 2006 ? 1 : 0;
+    QCOMPARE(csv.count('\n') - 1, changes);
+    for (const char* status : {"Appear", "Disappear"}) {
+        const QString row = QString("\n%1,Rectifier fan failure,%2,\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d,\n");
+        QVERIFY2(QRegularExpression(row.arg(kFault).arg(status)).match(csv).hasMatch(), qPrintable(csv));
     }
-    QVERIFY(expected.size() >= 2);
-    const QStringList lines = QString::fromLocal8Bit(readFile("export.csv")).split('\n');
-    QVERIFY(lines.size() >= 2);
-    QCOMPARE(lines.first(), QString("ID,Content,Status,Time,"));
-    QCOMPARE(lines.last(), QString());
-    const QRegularExpression row("^(\\d+,[^,]*,[^,]*),(\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d),$");
-    QStringList rows;
-    const QDateTime now = QDateTime::currentDateTime();
-    for (int i = 1; i < lines.size() - 1; ++i) {
-        const QRegularExpressionMatch m = row.match(lines.at(i));
-        QVERIFY2(m.hasMatch(), qPrintable(lines.at(i)));
-        rows << m.captured(1);
-        const QDateTime stamp = QDateTime::fromString(m.captured(2), "yyyy-MM-dd hh:mm:ss");
-        QVERIFY2(qAbs(stamp.secsTo(now)) < 120, qPrintable(m.captured(2)));
-    }
-    std::sort(rows.begin(), rows.end());
-    std::sort(expected.begin(), expected.end());
-    QCOMPARE(rows, expected);
-    QVERIFY(QFileInfo::exists("history.txt"));
-    QCOMPARE(QFileInfo("history.txt").size(), qint64(0));
-    stopCollector();
 }
 
 QTEST_MAIN(tst_client_endtoend)

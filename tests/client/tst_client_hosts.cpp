@@ -4,8 +4,6 @@
 #include "TestRig.h"
 
 #include <QDir>
-#include <QFile>
-#include <QProcess>
 #include <QtTest>
 
 #include <memory>
@@ -50,10 +48,8 @@ void tst_client_hosts::initTestCase()
     QVERIFY2(m_sim.start({}), qPrintable(m_sim.output()));
     const QString db = QStringLiteral(VEK5_HOSTS_DIR) + "/PVMX/drovaPanel/db";
     QVERIFY(QDir().mkpath(db));
-    QFile dev(db + "/dev.ini");
-    QVERIFY(dev.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    dev.write(QString("[%1]\ncommType=1\nipAddr=127.0.0.1\nport=%2\ninterval=1\n").arg(kUnit).arg(m_sim.port()).toUtf8());
-    dev.close();
+    QVERIFY(writeFile(db + "/dev.ini",
+                      QString("[%1]\ncommType=1\nipAddr=127.0.0.1\nport=%2\ninterval=1\n").arg(kUnit).arg(m_sim.port()).toUtf8()));
     for (const Shape& shape : kShapes) {
         auto& host = m_hosts[shape.program] = std::make_unique<QProcess>();
         host->setProcessChannelMode(QProcess::ForwardedErrorChannel);

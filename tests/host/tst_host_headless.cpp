@@ -6,15 +6,16 @@
 // nothing), commands with their outcomes, and the stop on SIGTERM while a
 // collector is blocked.
 
+#include "TestRig.h"
+
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QRegularExpression>
 #include <QtTest>
 
 #include <arpa/inet.h>
 #include <csignal>
+#include <list>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
@@ -42,7 +43,7 @@ private:
     void runAll();
 
     QDir m_app;
-    int m_sims = 0;
+    std::list<SimProcess> m_sims;
     QString m_stage;
     QProcessEnvironment m_env;
     QList<QJsonObject> m_events;
@@ -66,10 +67,9 @@ void tst_host_headless::initTestCase()
         {kPrefix + "/" VEK5_PKGLIBDIR "/libvek5m_10-30k_Client.so", ""},
         {kPrefix + "/" VEK5_INSTALL_LIBDIR "/libvek5m_10-30k.so", ""},
         {kPrefix + "/" VEK5_PKGLIBDIR "/PVMX/drovaPanel/db/historycodemap.csv", "21,Monitor_Battery powered,"}};
-    for (const auto& p : pieces) {
-        QFile f(m_stage + p.first);
-        QVERIFY2(f.open(QIODevice::ReadOnly) && f.readAll().contains(p.second.toUtf8()), qPrintable(p.first));
-    }
+    for (const auto& p : pieces)
+        QVERIFY2(QFileInfo::exists(m_stage + p.first) && readFile(m_stage + p.first).contains(p.second.toUtf8()),
+                 qPrintable(p.first));
     m_app = QDir(QDir::current().absoluteFilePath("state"));    // the host's working directory
     m_app.removeRecursively();
     QVERIFY(QDir().mkpath(m_app.filePath("other")));
@@ -93,10 +93,9 @@ void tst_host_headless::writeConfig(const QByteArray& param, const QByteArray& d
 {
     for (const auto& f : {qMakePair(QString("param.ini"), param), qMakePair(QString("dev.ini"), dev)}) {
         for (const QString& dir : {m_stage + kConf, m_app.filePath("other")}) {
-            QFile file(dir + "/" + f.first);
-            file.remove();
-            if (!f.second.isNull() && file.open(QIODevice::WriteOnly))
-                file.write(f.second);
+            QFile::remove(dir + "/" + f.first);
+            if (!f.second.isNull())
+                writeFile(dir + "/" + f.first, f.second);
         }
     }
 }
@@ -144,17 +143,10 @@ void tst_host_headless::cli()
 
 int tst_host_headless::startSimulator(const QString& scenario, double speed)
 {
-    QFile scn(m_app.filePath(QString("s%1.scn").arg(m_sims++)));
-    if (!scn.open(QIODevice::WriteOnly) || scn.write(QString(scenario).replace(';', '\n').toUtf8() + '\n') < 0)
-        return 0;
-    scn.close();
-    QProcess* sim = start("upssim", {"--tcp", "127.0.0.1:0", "--scenario", scn.fileName(), "--speed",
-                                     QString::number(speed)});
-    static const QRegularExpression listening("listening on 127\\.0\\.0\\.1:(\\d+)");
-    QByteArray seen;
-    while (!listening.match(QString::fromUtf8(seen)).hasMatch() && sim->waitForReadyRead(10000))
-        seen += sim->readAll();
-    return listening.match(QString::fromUtf8(seen)).captured(1).toInt();
+    SimProcess& sim = m_sims.emplace_back();
+    const QString path = writeScenario(m_app.filePath(QString("s%1").arg(m_sims.size())),
+                                       QString(scenario).replace(';', '\n').toUtf8() + '\n');
+    return sim.start({"--scenario", path, "--speed", QString::number(speed)}) ? sim.port() : 0;
 }
 
 // A listener whose backlog is full: connection attempts are dropped, so a
@@ -286,9 +278,7 @@ void tst_host_headless::scenarios()
                               && e.value("text").toString().contains(want.section(':', 1)));
         QVERIFY2(found, qPrintable(want));
     }
-    QFile notifyLog(m_app.filePath("notify.txt"));
-    QVERIFY(notifyLog.open(QIODevice::ReadOnly));
-    QVERIFY(notifyLog.readAll().contains(QString("%1 %2").arg(s.unit, QString(s.notify).section(' ', 0, 0)).toUtf8()));
+    QVERIFY(readFile(m_app.filePath("notify.txt")).contains(QString("%1 %2").arg(s.unit, QString(s.notify).section(' ', 0, 0)).toUtf8()));
 
     if (!s.script) {
         // Stopped within 3 s although this unit's collector waits in its
@@ -297,12 +287,8 @@ void tst_host_headless::scenarios()
         QVERIFY2(m_err.contains("collector of HOLE") && m_err.contains("abandoned"), qPrintable(m_err));
     }
     if (QString(s.notify).contains("SHUTDOWN")) {
-        QFile marker(m_app.filePath("shutdown.txt"));
-        QVERIFY(marker.open(QIODevice::ReadOnly));
-        QCOMPARE(marker.readAll(), QByteArray("MAINS\n"));   // once per episode
-        QFile log(m_app.filePath("datalog.csv"));
-        QVERIFY(log.open(QIODevice::ReadOnly));
-        const QByteArray rows = log.readAll();
+        QCOMPARE(readFile(m_app.filePath("shutdown.txt")), QByteArray("MAINS\n"));   // once per episode
+        const QByteArray rows = readFile(m_app.filePath("datalog.csv"));
         QVERIFY2(rows.startsWith("Time,Unit,") && rows.contains(",MAINS,"), rows.constData());
     }
 }

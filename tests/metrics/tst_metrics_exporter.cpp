@@ -1,11 +1,9 @@
 // The /metrics endpoint over HTTP against a table of unit snapshots: values
 // in base units with their labels, flags, communication, alarms and command
-// counts, process series, promtool's verdict on the exposition, and the
-// listen addresses it accepts.
+// counts, process series, and the listen addresses it accepts (promtool's
+// verdict on a real host's exposition: prometheus_scrape.sh).
 
 #include <QHostAddress>
-#include <QProcess>
-#include <QStandardPaths>
 #include <QTcpSocket>
 #include <QtTest>
 
@@ -141,17 +139,6 @@ void tst_metrics_exporter::scrapes()
     QVERIFY(!second.start(QString("127.0.0.1:%1").arg(exporter.port()), &error));
     QVERIFY2(error.contains("cannot serve metrics"), qPrintable(error));
     QCOMPARE(second.url(), QString());
-
-    const QString promtool = QStandardPaths::findExecutable("promtool");
-    if (promtool.isEmpty())
-        QSKIP("promtool is not installed");
-    QProcess check;
-    check.setProcessChannelMode(QProcess::MergedChannels);
-    check.start(promtool, {"check", "metrics"});
-    check.write(text);
-    check.closeWriteChannel();
-    QVERIFY(check.waitForFinished(30000));
-    QVERIFY2(check.exitCode() == 0, check.readAll().constData());
 }
 
 void tst_metrics_exporter::listenAddress_data()
@@ -168,7 +155,6 @@ void tst_metrics_exporter::listenAddress_data()
     QTest::newRow("port too big") << "127.0.0.1:65536" << "";
     QTest::newRow("negative port") << "127.0.0.1:-1" << "";
     QTest::newRow("no port") << "127.0.0.1:" << "";
-    QTest::newRow("empty") << "" << "";
 }
 
 void tst_metrics_exporter::listenAddress()

@@ -2,17 +2,17 @@
 // headless, polls the simulator through a mains failure down to low battery
 // while upsc, upscmd, upsrw and upsmon (secondary) talk to it.
 
+#include "TestRig.h"
+
 #include <QDir>
-#include <QProcess>
 #include <QRegularExpression>
-#include <QTcpServer>
 #include <QtTest>
 
 #include <unistd.h>
 
 namespace {
 
-const char* const kPieces[] = {"upsmon-host", "libvek5m_10-30k_Client.so", "libvek5m_10-30k.so", "upssim"};
+const char* const kPieces[] = {"upsmon-host", "libvek5m_10-30k_Client.so", "libvek5m_10-30k.so"};
 // Mains off at 30 s with the battery just above its low-battery mark at full load.
 const char* const kScenario = "at 0 load 100\nat 0 battery 27\nat 30 mains off\n";
 const char* const kUsers = "[admin]\n password = adminpw\n actions = SET\n instcmds = ALL\n"
@@ -54,7 +54,8 @@ private:
     QDir m_dir;
     int m_port = 0;
     const QString m_upsmon = "/lib/nut/upsmon";
-    QProcess m_sim, m_host, m_monitor;
+    SimProcess m_sim;
+    QProcess m_host, m_monitor;
     QTimer m_watch;             // records ups.status all along
     QStringList m_seen;         // its OL / OB / LB flags, each change once
     bool m_sawFsd = false;
@@ -64,7 +65,7 @@ void tst_nut_clients::initTestCase()
 {
     for (const char* piece : kPieces)
         if (!QFileInfo::exists(binDir() + '/' + piece))
-            QSKIP("host, plugin, driver or simulator not built");
+            QSKIP("host, plugin or driver not built");
     // Debian's upsmon itself, without the wrapper that reads /etc/nut/nut.conf.
     if (QStandardPaths::findExecutable("upsc").isEmpty() || !QFileInfo(m_upsmon).isExecutable())
         QSKIP("NUT's client programs (nut-client) are not installed");
@@ -75,29 +76,19 @@ void tst_nut_clients::initTestCase()
     QVERIFY(QDir().mkpath(db) && QDir().mkpath(m_dir.filePath("upsmon")));
     for (const char* piece : kPieces)
         QVERIFY(QFile::copy(binDir() + '/' + piece, m_dir.filePath(piece)));
-    auto write = [](const QString& path, const QByteArray& text, QFile::Permissions perms = {}) {
-        QFile f(path);
-        return f.open(QIODevice::WriteOnly) && f.write(text) == text.size()
-            && (!perms || f.setPermissions(perms));
-    };
-
-    QVERIFY(write(m_dir.filePath("scenario.scn"), kScenario));
-    m_sim.setProcessChannelMode(QProcess::MergedChannels);
-    m_sim.start(m_dir.filePath("upssim"), {"--tcp", "127.0.0.1:0", "--scenario", m_dir.filePath("scenario.scn")});
-    QByteArray simOut;
-    static const QRegularExpression listening("listening on 127\\.0\\.0\\.1:(\\d+)");
-    QTRY_VERIFY_WITH_TIMEOUT((simOut += m_sim.readAll(), listening.match(simOut).hasMatch()), 10000);
-    const QString simPort = listening.match(simOut).captured(1);
+    QVERIFY(writeFile(m_dir.filePath("scenario.scn"), kScenario));
+    QVERIFY2(m_sim.start({"--scenario", m_dir.filePath("scenario.scn")}), qPrintable(m_sim.output()));
 
     QTcpServer probe;   // a free port for the NUT server
     QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
     m_port = probe.serverPort();
     probe.close();
-    QVERIFY(write(db + "param.ini", "[host]\nunits=UPS1\n[nut]\nlisten=127.0.0.1:1\nusers=upsd.users\nhostSync=30\n"
+    QVERIFY(writeFile(db + "param.ini", "[host]\nunits=UPS1\n[nut]\nlisten=127.0.0.1:1\nusers=upsd.users\nhostSync=30\n"
                                     "[policy]\nshutdownCmd=touch " + m_dir.filePath("host.marker").toUtf8() + "\n"));
-    QVERIFY(write(db + "dev.ini", "[UPS1]\ncommType=1\nipAddr=127.0.0.1\nport=" + simPort.toUtf8()
+    QVERIFY(writeFile(db + "dev.ini", "[UPS1]\ncommType=1\nipAddr=127.0.0.1\nport=" + QByteArray::number(m_sim.port())
                                       + "\naddr=1\ninterval=1\nretries=3\n"));
-    QVERIFY(write(db + "upsd.users", kUsers, QFile::ReadOwner | QFile::WriteOwner));
+    QVERIFY(writeFile(db + "upsd.users", kUsers));
+    QVERIFY(QFile::setPermissions(db + "upsd.users", QFile::ReadOwner | QFile::WriteOwner));
     m_host.setWorkingDirectory(m_dir.path());
     m_host.setProcessChannelMode(QProcess::MergedChannels);
     m_host.setStandardOutputFile(m_dir.filePath("host.log"));
@@ -105,11 +96,11 @@ void tst_nut_clients::initTestCase()
     QTRY_VERIFY_WITH_TIMEOUT(var("ups.status").startsWith("OL"), 30000);
 
     // upsmon as a secondary: its shutdown command leaves a marker.
-    QVERIFY(write(m_dir.filePath("upsmon/upsmon.conf"),
-                  QString("MONITOR %1 1 monsec secpw secondary\nMINSUPPLIES 1\nSHUTDOWNCMD \"/bin/touch %2\"\n"
-                          "POLLFREQ 1\nPOLLFREQALERT 1\nHOSTSYNC 5\nFINALDELAY 0\nDEADTIME 15\n")
-                      .arg(ups(), m_dir.filePath("shutdown.marker")).toUtf8(),
-                  QFile::ReadOwner | QFile::WriteOwner));
+    const QString upsmonConf = m_dir.filePath("upsmon/upsmon.conf");
+    QVERIFY(writeFile(upsmonConf, QString("MONITOR %1 1 monsec secpw secondary\nMINSUPPLIES 1\nSHUTDOWNCMD \"/bin/touch %2\"\n"
+                                          "POLLFREQ 1\nPOLLFREQALERT 1\nHOSTSYNC 5\nFINALDELAY 0\nDEADTIME 15\n")
+                                      .arg(ups(), m_dir.filePath("shutdown.marker")).toUtf8()));
+    QVERIFY(QFile::setPermissions(upsmonConf, QFile::ReadOwner | QFile::WriteOwner));
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("NUT_CONFPATH", m_dir.filePath("upsmon"));
     env.insert("NUT_STATEPATH", m_dir.filePath("upsmon"));
@@ -131,7 +122,7 @@ void tst_nut_clients::initTestCase()
 
 void tst_nut_clients::cleanupTestCase()
 {
-    for (QProcess* p : {&m_monitor, &m_host, &m_sim}) {
+    for (QProcess* p : {&m_monitor, &m_host}) {
         p->terminate();
         if (!p->waitForFinished(10000))
             p->kill();
@@ -192,9 +183,7 @@ void tst_nut_clients::mainsFailure()
     const int ol = m_seen.indexOf("OL"), ob = m_seen.indexOf("OB"), lb = m_seen.indexOf("OB LB");
     QVERIFY2(ol >= 0 && ob > ol && lb > ob, qPrintable(m_seen.join(" -> ")));
     QVERIFY(m_sawFsd);
-    QFile log(m_dir.filePath("upsmon.log"));
-    QVERIFY(log.open(QIODevice::ReadOnly));
-    QVERIFY2(log.readAll().contains("forced shutdown in progress"), "upsmon did not see FSD");
+    QVERIFY2(readFile(m_dir.filePath("upsmon.log")).contains("forced shutdown in progress"), "upsmon did not see FSD");
     // The host's own shutdown waits for the secondary to log out.
     QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(m_dir.filePath("host.marker")), 30000);
     QVERIFY(QFileInfo(m_dir.filePath("host.marker")).lastModified()

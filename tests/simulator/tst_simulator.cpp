@@ -1,10 +1,9 @@
 // upssim's control channel, and its multi-drop RTU line, through the real driver library and collectors.
 
-#include "ControlCommand.h"
 #include "PortManage.h"
 #include "SerialPort.h"
+#include "TestRig.h"
 #include "portaccess.h"
-#include "vek5Client.h"
 
 #include <QLocalSocket>
 #include <QScopeGuard>
@@ -12,33 +11,11 @@
 #include <QtTest>
 
 using Points = QMap<int, float>;
-
-namespace {
-
-// upssim as a process, stopped by a signal so that it ends as it should.
-struct Simulator
-{
-    QProcess process;
-    QString output;
-    ~Simulator() { process.terminate(), process.waitForFinished(5000); }
-    QRegularExpressionMatch start(const QStringList& arguments, const QString& ready)
-    {
-        process.setProcessChannelMode(QProcess::MergedChannels);
-        process.start(qEnvironmentVariable("VEK5_BIN_DIR") + "/upssim", arguments);
-        QRegularExpressionMatch match;
-        while (!match.hasMatch() && process.waitForReadyRead(10000))
-            match = QRegularExpression(ready).match(output += QString::fromLocal8Bit(process.readAll()));
-        return match;
-    }
-};
-
-} // namespace
-
 class tst_simulator : public QObject
 {
     Q_OBJECT
-    Simulator m_sim;
-    QueryFunc m_query = nullptr;
+    SimProcess m_sim;
+    DriverLib m_driver;
     QLocalSocket m_control;
     QTcpSocket m_units[2];
     QString command(const QString& line);
@@ -46,8 +23,6 @@ class tst_simulator : public QObject
 
 private slots:
     void initTestCase();
-    void parse_data();
-    void parse();
     void answers_data();
     void answers();
     void unitsApart_data();
@@ -57,15 +32,11 @@ private slots:
 
 void tst_simulator::initTestCase()
 {
-    static QLibrary driver(qEnvironmentVariable("VEK5_BIN_DIR") + "/libvek5m_10-30k");
-    m_query = reinterpret_cast<QueryFunc>(driver.resolve("Query"));
-    QVERIFY2(m_query, qPrintable(driver.errorString()));
+    QVERIFY(m_driver.load());
     const QString path = QDir::current().absoluteFilePath("control.sock");
-    const QRegularExpressionMatch up = m_sim.start({"--tcp", "127.0.0.1:0", "--units", "2", "--control", path},
-                                                   "listening on 127\\.0\\.0\\.1:(\\d+)(.|\n)*control channel");
-    QVERIFY2(up.hasMatch(), qPrintable(m_sim.output));
+    QVERIFY2(m_sim.start({"--units", "2", "--control", path}), qPrintable(m_sim.output()));
     for (QTcpSocket& socket : m_units) {
-        socket.connectToHost("127.0.0.1", quint16(up.captured(1).toInt()));
+        socket.connectToHost("127.0.0.1", quint16(m_sim.port()));
         QVERIFY(socket.waitForConnected(5000));
     }
     m_control.connectToServer(path);
@@ -84,33 +55,7 @@ QString tst_simulator::command(const QString& line)
 bool tst_simulator::query(int unit, Points& points)
 {
     PortHandle handle = {&m_units[unit - 1], TcpCommRead, TcpCommWrite};
-    return m_query(&handle, unit, [](int id, float v, void* to) { static_cast<Points*>(to)->insert(id, v); }, &points);
-}
-
-void tst_simulator::parse_data()
-{
-    // A line, and what it comes to: verb unit index on amount name, or why it is refused.
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<QString>("parsed");
-    QTest::newRow("all units, blanks") << "  fault all  511 on " << "2 0 511 1 0 ";
-    QTest::newRow("empty") << "   " << "empty command";
-    QTest::newRow("unknown verb") << "MAINS 1 off" << "unknown command \"MAINS\"";
-    QTest::newRow("bad switch") << "bypass 1 maybe" << "bad value \"maybe\"; usage: bypass UNIT on|off";
-    QTest::newRow("missing state") << "mains 1" << "usage: mains UNIT on|off";
-    QTest::newRow("unit zero") << "get 0 4016" << "bad unit \"0\" (1-247 or all)";
-    QTest::newRow("alarm fraction") << "fault 1 3.5 on" << "bad alarm index \"3.5\" (0-511)";
-}
-
-void tst_simulator::parse()
-{
-    QFETCH(QString, line);
-    QFETCH(QString, parsed);
-    ControlCommand c;
-    std::string error;
-    QCOMPARE(ControlCommand::parse(line.toStdString(), c, error)
-                     ? QString("%1 %2 %3 %4 %5 %6").arg(c.verb).arg(c.unit).arg(c.index).arg(c.on).arg(c.amount)
-                               .arg(QString::fromStdString(c.name))
-                     : QString::fromStdString(error), parsed);
+    return m_driver.query(&handle, unit, [](int id, float v, void* to) { static_cast<Points*>(to)->insert(id, v); }, &points);
 }
 
 void tst_simulator::answers_data()
@@ -118,6 +63,12 @@ void tst_simulator::answers_data()
     // Lines sent in turn, and a pattern for the end of the answer to the last.
     QTest::addColumn<QStringList>("lines");
     QTest::addColumn<QString>("answer");
+    QTest::newRow("empty") << QStringList{"   "} << "ERR empty command";
+    QTest::newRow("unknown verb") << QStringList{"MAINS 1 off"} << "ERR unknown command \"MAINS\"";
+    QTest::newRow("bad switch") << QStringList{"bypass 1 maybe"} << "ERR bad value \"maybe\"; usage: bypass UNIT on\\|off";
+    QTest::newRow("missing state") << QStringList{"mains 1"} << "ERR usage: mains UNIT on\\|off";
+    QTest::newRow("unit zero") << QStringList{"get 0 4016"} << "ERR bad unit \"0\" \\(1-247 or all\\)";
+    QTest::newRow("alarm fraction") << QStringList{"fault 1 3.5 on"} << "ERR bad alarm index \"3.5\" \\(0-511\\)";
     QTest::newRow("each unit its address") << QStringList{"get all 3002"} << "OK 1=1 2=2";
     QTest::newRow("fault") << QStringList{"fault 2 300 on", "get 2 2300"} << "OK 1";
     QTest::newRow("charge") << QStringList{"battery 1 30.5", "get 1 4111"} << "OK 30";
@@ -127,6 +78,7 @@ void tst_simulator::answers_data()
     QTest::newRow("absent unit") << QStringList{"mains 3 off"} << "ERR no unit 3 \\(units 1-2\\)";
     QTest::newRow("absent scenario") << QStringList{"scenario all no-such"} << "ERR unknown scenario: no-such";
     QTest::newRow("overlong line: one answer") << QStringList{QString(600, 'x'), "silent all 0"} << "^OK";
+    QTest::newRow("all units, blanks") << QStringList{"  fault all  511 on ", "get all 2511"} << "OK 1=1 2=1";
 }
 
 void tst_simulator::answers()
@@ -175,13 +127,11 @@ void tst_simulator::threeUnitsOneLine()
 {
     if (QStandardPaths::findExecutable("socat").isEmpty())
         QSKIP("socat is not installed");
-    const QString host = QDir::current().absoluteFilePath("ttyLine0"), unit = host.chopped(1) + "1";
-    QProcess line;
-    line.start(QStandardPaths::findExecutable("socat"), {"pty,raw,echo=0,link=" + host, "pty,raw,echo=0,link=" + unit});
-    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(host) && QFile::exists(unit), 10000);
-    Simulator sim;
-    QVERIFY2(sim.start({"--no-tcp", "--rtu", unit, "--units", "3", "--scenario", "2=low-battery"},
-                       "serving units 1-3").hasMatch(), qPrintable(sim.output));
+    PtyPair line;
+    QVERIFY(line.start("ttyLine0", "ttyLine1"));
+    SimProcess sim;
+    QVERIFY2(sim.start({"--no-tcp", "--rtu", line.b, "--units", "3", "--scenario", "2=low-battery"}),
+             qPrintable(sim.output()));
 
     PortManage manager;
     QMutex lock;   // over what the collectors report
@@ -196,7 +146,7 @@ void tst_simulator::threeUnitsOneLine()
         c->m_portHandle = &manager;
         c->m_devAddr = i + 1;
         c->m_retries = 1;   // any failed read counts
-        c->setPort(host, "9600,n,8,1");
+        c->setPort(line.a, "9600,n,8,1");
         connect(c, &CollectThread::postDEvent, c, [&, i](int type, QMap<QString, QVariant> record) {
             QMutexLocker locker(&lock);
             lost += type == 1041 ? 1 : 0;
@@ -221,7 +171,7 @@ void tst_simulator::threeUnitsOneLine()
 
     // While the line's lock is held here, none gets past the read under way.
     // (No events run meanwhile: the manager's own tick would wait for it too.)
-    SerialPort* port = manager.getPortHandle(host);
+    SerialPort* port = manager.getPortHandle(line.a);
     port->Lock();
     const int held = total();
     QThread::msleep(3000);

@@ -5,8 +5,10 @@
 #include <QFile>
 #include <QHostAddress>
 #include <QRegularExpression>
+#include <QSettings>
 #include <QStandardPaths>
 #include <QTest>
+#include <QThread>
 
 #include <poll.h>
 #include <pty.h>
@@ -14,14 +16,29 @@
 #include <unistd.h>
 
 namespace {
+std::mutex g_messageLock;
 QStringList g_messages;
-void capture(QtMsgType, const QMessageLogContext&, const QString& text) { g_messages << text; }
+void capture(QtMsgType, const QMessageLogContext&, const QString& text)
+{
+    std::lock_guard<std::mutex> guard(g_messageLock);
+    g_messages << text;
+}
 } // namespace
 
 MessageCapture::MessageCapture() : m_previous(qInstallMessageHandler(capture)) { clear(); }
 MessageCapture::~MessageCapture() { qInstallMessageHandler(m_previous); }
-QStringList MessageCapture::lines() { return g_messages; }
-void MessageCapture::clear() { g_messages.clear(); }
+
+QStringList MessageCapture::lines()
+{
+    std::lock_guard<std::mutex> guard(g_messageLock);
+    return g_messages;
+}
+
+void MessageCapture::clear()
+{
+    std::lock_guard<std::mutex> guard(g_messageLock);
+    g_messages.clear();
+}
 
 Pty::Pty()
 {
@@ -154,6 +171,39 @@ QString appDbDir()
     return QCoreApplication::applicationDirPath() + "/PVMX/drovaPanel/db";
 }
 
+namespace {
+const char* const kConfigFiles[2] = {"dev.ini", "param.ini"};
+}
+
+AppConfig::AppConfig()
+{
+    QDir().mkpath(appDbDir());
+    for (int i = 0; i < 2; ++i)
+        if (QFile::exists(appDbDir() + "/" + kConfigFiles[i]))
+            m_saved[i] = readFile(appDbDir() + "/" + kConfigFiles[i]);
+}
+
+AppConfig::~AppConfig()
+{
+    for (int i = 0; i < 2; ++i) {
+        const QString path = appDbDir() + "/" + kConfigFiles[i];
+        QSettings(path, QSettings::IniFormat).clear();
+        if (m_saved[i])
+            writeFile(path, *m_saved[i]);
+        else
+            QFile::remove(path);
+    }
+}
+
+void AppConfig::write(const QString& file, const QVariantMap& values)
+{
+    QSettings ini(appDbDir() + "/" + file, QSettings::IniFormat);
+    ini.clear();
+    for (auto it = values.constBegin(); it != values.constEnd(); ++it)
+        ini.setValue(it.key(), it.value());
+    ini.sync();
+}
+
 void PointSink::collect(int id, float value, void* context)
 {
     auto* sink = static_cast<PointSink*>(context);
@@ -190,20 +240,14 @@ ScriptDriver::ScriptDriver() : m_lib("libvek5m_10-30k")
     m_ok = m_lib.load();
     resolve(reset, "scriptReset");
     resolve(setAnswer, "scriptSetAnswer");
-    resolve(setControlResult, "scriptSetControlResult");
-    resolve(setPoint, "scriptSetPoint");
     resolve(queryCount, "scriptQueryCount");
     resolve(commandTexts, "scriptCommands");
-    resolve(lastContext, "scriptLastContext");
-    resolve(lastDevice, "scriptLastDevice");
     resolve(lastAddress, "scriptLastAddress");
 }
 
 QStringList ScriptDriver::commands() const
 {
-    char buffer[4096];
-    commandTexts(buffer, int(sizeof buffer));
-    return QString::fromLocal8Bit(buffer).split('\n', Qt::SkipEmptyParts);
+    return QString::fromLocal8Bit(commandTexts()).split('\n', Qt::SkipEmptyParts);
 }
 
 void EventLog::attach(CollectThread* collector)
@@ -211,7 +255,7 @@ void EventLog::attach(CollectThread* collector)
     m_clock.start();
     QObject::connect(collector, &CollectThread::postDEvent, collector, [this](int type, QMap<QString, QVariant> record) {
         std::lock_guard<std::mutex> guard(m_lock);
-        m_events.append(Event {type, m_clock.elapsed(), record});
+        m_events.append(Event {type, m_clock.elapsed(), record, QThread::currentThread()});
     }, Qt::DirectConnection);
 }
 

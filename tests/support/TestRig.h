@@ -19,9 +19,10 @@
 
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <termios.h>
 
-// Collects the texts of Qt's message streams while it lives (one thread).
+// Collects the texts of Qt's message streams, from any thread, while it lives.
 class MessageCapture
 {
 public:
@@ -86,6 +87,21 @@ QByteArray readFile(const QString& path);
 // The configuration folder under the application directory.
 QString appDbDir();
 
+// dev.ini and param.ini in appDbDir(), which every test program there shares:
+// put back as they were (removed if absent) when this goes.
+class AppConfig
+{
+public:
+    AppConfig();
+    ~AppConfig();
+    // Replaces the file's settings through QSettings, whose parsed copy every
+    // reader in this process shares: no reliance on file time stamps.
+    static void write(const QString& file, const QVariantMap& values);
+
+private:
+    std::optional<QByteArray> m_saved[2];
+};
+
 struct PointSink
 {
     QMap<int, float> values;
@@ -117,12 +133,8 @@ public:
     QStringList commands() const;
     void (*reset)() = nullptr;
     void (*setAnswer)(int) = nullptr;
-    void (*setControlResult)(int) = nullptr;
-    void (*setPoint)(int, float) = nullptr;
     int (*queryCount)() = nullptr;
-    int (*commandTexts)(char*, int) = nullptr;
-    void* (*lastContext)() = nullptr;
-    void* (*lastDevice)() = nullptr;
+    const char* (*commandTexts)() = nullptr;
     int (*lastAddress)() = nullptr;
 
 private:
@@ -140,6 +152,7 @@ public:
         int type;
         qint64 atMs;
         QMap<QString, QVariant> record;
+        QThread* thread;   // that emitted it
         QMap<int, QVariant> data() const { return record.value("data").value<QMap<int, QVariant>>(); }
     };
     void attach(CollectThread* collector);

@@ -1,0 +1,340 @@
+// The host's logic without the plugin, through tables: the status model
+// (flags, values, alarms and derived events from a script of reports,
+// communication changes, clock ticks and forced shutdowns), the shutdown and
+// notification policy over the units' snapshots, the checks of param.ini /
+// dev.ini, and the filter of its log.
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include "TestRig.h"
+#include "HostConfig.h"
+#include "LogFilter.h"
+#include "Policy.h"
+#include "StatusModel.h"
+
+namespace {
+
+// An online unit with a full battery.
+const char* const kBase = "4101=3,4223=1,4218=0,4259=0,4111=100,4110=26";
+
+QMap<int, QVariant> points(const QString& spec)
+{
+    QMap<int, QVariant> data;
+    for (const QString& pv : spec.split(',', Qt::SkipEmptyParts)) {
+        const QStringList kv = pv.split('=');
+        data.insert(kv.at(0).toInt(), QVariant(kv.at(1).toFloat()));
+    }
+    return data;
+}
+
+} // namespace
+
+class tst_host : public QObject
+{
+    Q_OBJECT
+private slots:
+    void status_data();
+    void status();
+    void decisions_data();
+    void decisions();
+    void notifyRate_data();
+    void notifyRate();
+    void check_data();
+    void check();
+    void logFilter_data();
+    void logFilter();
+};
+
+void tst_host::status_data()
+{
+    QTest::addColumn<QString>("steps");     // "@SECONDS", "d POINTS" (base = kBase), "c ok|lost", "t", "f 1|0"
+    QTest::addColumn<double>("chargeLow");
+    QTest::addColumn<double>("runtimeLow");
+    QTest::addColumn<QString>("flags");
+    QTest::addColumn<QString>("events");
+    QTest::addColumn<QString>("values");    // "name=value;..." ("alarms" lists active indexes)
+    // Mains failure, bypass, loss of communication and the output's end, each
+    // from a running unit: tst_host_headless.
+
+    QTest::newRow("first report on line") << "d base" << -1.0 << -1.0 << "OL" << ""
+        << "battery.charge=100;battery.runtime=1560;device.type=ups;alarms=";
+    QTest::newRow("first report on battery") << "d 4101=4,4223=1" << -1.0 << -1.0 << "OB DISCHRG" << "ONBATT" << "";
+    QTest::newRow("back on line") << "d base;d 4101=4;d 4101=2" << -1.0 << -1.0 << "OL CHRG" << "ONBATT ONLINE" << "";
+    QTest::newRow("low battery alarm") << "d base;d 4101=4;d 2022=1" << -1.0 << -1.0
+        << "ALARM OB LB DISCHRG" << "ONBATT LOWBATT" << "alarms=22:catalogue 22";
+    QTest::newRow("charge below chargeLow") << "d base,4101=4,4111=15" << 20.0 << -1.0
+        << "OB LB DISCHRG" << "ONBATT LOWBATT" << "";
+    QTest::newRow("runtime below runtimeLow") << "d base,4101=4,4110=1" << -1.0 << 120.0
+        << "OB LB DISCHRG" << "ONBATT LOWBATT" << "battery.runtime=60";
+    QTest::newRow("low charge on line is no LB") << "d base,4101=2,4111=5" << 20.0 << 600.0 << "OL CHRG" << "" << "";
+    QTest::newRow("overload") << "d base;d 2141=1,2019=1" << -1.0 << -1.0 << "ALARM OL OVER" << "OVERLOAD"
+        << "alarms=19:catalogue 19,141:catalogue 141";
+    QTest::newRow("alarm cleared") << "d base,2141=1;d 2141=0" << -1.0 << -1.0 << "OL" << "OVERLOAD" << "alarms=";
+    QTest::newRow("alarm beyond the catalogue") << "d base,2400=1" << -1.0 << -1.0 << "ALARM OL" << "" << "alarms=400:";
+    QTest::newRow("battery test") << "d base,4259=1" << -1.0 << -1.0 << "OL TEST" << "" << "";
+    QTest::newRow("never answered") << "c lost;c ok" << -1.0 << -1.0 << "" << "NOCOMM COMMOK" << "";
+    QTest::newRow("stale without any report") << "@14;t;@15;t;@40;t" << -1.0 << -1.0 << "" << "STALE" << "stale=true";
+    QTest::newRow("report ends stale") << "@16;t;d base" << -1.0 << -1.0 << "OL" << "STALE" << "stale=false;age=0";
+    QTest::newRow("stale again after a report") << "@16;t;d base;@30;t;@31;t" << -1.0 << -1.0 << "OL" << "STALE STALE"
+        << "stale=true;age=15";
+    QTest::newRow("ageing") << "d base;@5;t" << -1.0 << -1.0 << "OL" << "" << "stale=false;age=5";
+    QTest::newRow("forced shutdown") << "d base,4101=4;f 1;f 1" << -1.0 << -1.0 << "OB DISCHRG FSD" << "ONBATT FSD" << "";
+    QTest::newRow("forced shutdown ends") << "d base;f 1;f 0" << -1.0 << -1.0 << "OL" << "FSD" << "";
+    QTest::newRow("values")
+        << "d 4016=86,4017=69,4018=75,4019=0,4184=30,4185=50,4186=40,4243=20,4260=0,4133=231,4241=41,4242=45"
+        << -1.0 << -1.0 << "" << ""
+        << "device.model=VEK;ups.load=50;ups.power.nominal=20000;ups.beeper.status=disabled;"
+           "input.L1-N.voltage=231;ups.temperature=45";
+}
+
+void tst_host::status()
+{
+    QFETCH(QString, steps);
+    QFETCH(double, chargeLow);
+    QFETCH(double, runtimeLow);
+    QFETCH(QString, flags);
+    QFETCH(QString, events);
+    QFETCH(QString, values);
+
+    QStringList catalogue;
+    for (int i = 0; i < 200; ++i)
+        catalogue += QStringLiteral("catalogue %1").arg(i);
+    catalogue += catalogue;     // the disappearance half
+    StatusModel::Limits limits;
+    limits.chargeLow = chargeLow;
+    limits.runtimeLow = runtimeLow;
+    StatusModel model(QStringLiteral("U1"), catalogue, limits, 0);
+
+    qint64 now = 0;
+    QMap<int, QVariant> data;
+    QStringList raised;
+    for (const QString& step : steps.split(';')) {
+        QList<DerivedEvent> out;
+        const QString arg = step.mid(2).replace(QLatin1String("base"), QLatin1String(kBase));
+        if (step.startsWith('@'))
+            now = step.mid(1).toLongLong() * 1000;
+        else if (step.startsWith('d')) {
+            const auto update = points(arg);
+            for (auto it = update.begin(); it != update.end(); ++it)
+                data.insert(it.key(), it.value());
+            out = model.updateData(data, now);
+        } else if (step.startsWith('c'))
+            out = model.updateComm(arg == "ok" ? UnitStatus::Comm::Ok : UnitStatus::Comm::Lost, now);
+        else if (step.startsWith('t'))
+            out = model.tick(now);
+        else if (step.startsWith('f'))
+            out = model.setForcedShutdown(arg == "1");
+        for (const DerivedEvent& e : out) {
+            QCOMPARE(e.unit, QStringLiteral("U1"));
+            QVERIFY2(e.message.contains("U1"), qPrintable(e.message));
+            raised += e.name;
+        }
+    }
+
+    const UnitStatus& s = model.status();
+    QCOMPARE(s.flags.join(' '), flags);
+    QCOMPARE(raised.join(' '), events);
+    for (const QString& check : values.split(';', Qt::SkipEmptyParts)) {
+        const QString name = check.section('=', 0, 0), want = check.section('=', 1);
+        QString got;
+        if (name == "alarms") {
+            QStringList list;
+            for (const ActiveAlarm& a : s.alarms)
+                list += QStringLiteral("%1:%2").arg(a.index).arg(a.text);
+            got = list.join(',');
+        } else if (name == "stale") {
+            got = s.stale ? "true" : "false";
+        } else if (name == "age") {
+            got = QString::number(s.dataAgeSeconds);
+        } else {
+            got = s.values.value(name).toString();
+        }
+        QCOMPARE(got, want);
+    }
+}
+
+void tst_host::decisions_data()
+{
+    QTest::addColumn<QString>("settings");  // "lowBattery=0 onBatteryDelay=S grace=S"
+    QTest::addColumn<QString>("steps");     // "@S UNIT=FLAG,FLAG[!lost|~stale] ..." separated by ';'
+    QTest::addColumn<QString>("decisions"); // per step: "shutdown:UNIT +FSD -FSD", '|' between steps
+
+    QTest::newRow("on battery, no delay") << "" << "@0 U1=OB;@1000 U1=OB" << "|";
+    QTest::newRow("low battery on battery") << "" << "@0 U1=OB;@5 U1=OB,LB;@6 U1=OB,LB"
+        << "|shutdown:U1 +U1|";
+    QTest::newRow("low battery ignored") << "lowBattery=0" << "@0 U1=OB,LB;@60 U1=OB,LB" << "|";
+    QTest::newRow("LB on line is no reason") << "" << "@0 U1=OL,LB" << "";
+    QTest::newRow("on battery too long") << "onBatteryDelay=30" << "@0 U1=OB;@29 U1=OB;@30 U1=OB"
+        << "||shutdown:U1 +U1";
+    QTest::newRow("back on line in time") << "onBatteryDelay=30" << "@0 U1=OB;@20 U1=OL;@40 U1=OB;@60 U1=OB"
+        << "|||";
+    QTest::newRow("silent on battery") << "grace=15" << "@0 U1=OB;@5 U1=OB!;@19 U1=OB!;@20 U1=OB~"
+        << "|||shutdown:U1 +U1";
+    QTest::newRow("silent on line") << "grace=15" << "@0 U1=OL;@5 U1=OL!;@60 U1=OL!" << "||";
+    QTest::newRow("one shutdown per episode, every unit marked") << ""
+        << "@0 U1=OB,LB U2=OB;@5 U1=OB,LB U2=OB,LB;@10 U1=OL U2=OL;@20 U1=OB,LB U2=OL"
+        << "shutdown:U1 +U1|+U2|-U1 -U2|shutdown:U1 +U1";
+    QTest::newRow("episode lasts while a unit is on battery") << ""
+        << "@0 U1=OB,LB U2=OB;@5 U1=OL U2=OB;@6 U1=OB,LB U2=OB;@7 U1=OL U2=OL"
+        << "shutdown:U1 +U1|||-U1";
+}
+
+void tst_host::decisions()
+{
+    QFETCH(QString, settings);
+    QFETCH(QString, steps);
+    QFETCH(QString, decisions);
+
+    PolicySettings ps;
+    for (const QString& kv : settings.split(' ', Qt::SkipEmptyParts)) {
+        const int v = kv.section('=', 1).toInt();
+        if (kv.startsWith("lowBattery"))
+            ps.lowBattery = v != 0;
+        else if (kv.startsWith("onBatteryDelay"))
+            ps.onBatteryDelay = v;
+        else
+            ps.commLostOnBatteryGrace = v;
+    }
+    Policy policy(ps);
+    QStringList got;
+    for (const QString& step : steps.split(';')) {
+        const QStringList parts = step.split(' ');
+        QList<UnitStatus> units;
+        for (const QString& u : parts.mid(1)) {
+            UnitStatus s;
+            s.unit = u.section('=', 0, 0);
+            QString flags = u.section('=', 1);
+            s.comm = flags.endsWith('!') ? UnitStatus::Comm::Lost : UnitStatus::Comm::Ok;
+            s.stale = flags.endsWith('~');
+            flags.remove('!').remove('~');
+            s.flags = flags.split(',');
+            units += s;
+        }
+        const Policy::Decision d = policy.evaluate(units, parts.at(0).mid(1).toLongLong() * 1000);
+        QStringList out;
+        if (d.runShutdown) {
+            out += "shutdown:" + d.unit;
+            QVERIFY(policy.inEpisode() && d.reason.contains(d.unit));
+        }
+        for (const QString& u : d.forceOn)
+            out += "+" + u;
+        for (const QString& u : d.forceOff)
+            out += "-" + u;
+        got += out.join(' ');
+    }
+    QCOMPARE(got.join('|'), decisions);
+}
+
+void tst_host::notifyRate_data()
+{
+    QTest::addColumn<int>("limit");
+    QTest::addColumn<QString>("times");     // seconds of the requests
+    QTest::addColumn<QString>("allowed");   // 1/0 per request
+
+    QTest::newRow("unlimited") << 0 << "0 0 0 0" << "1111";
+    QTest::newRow("two a minute") << 2 << "0 1 2 59 60 61 62" << "1100110";
+    QTest::newRow("refused ones do not count") << 1 << "0 30 59 60" << "1001";
+}
+
+void tst_host::notifyRate()
+{
+    QFETCH(int, limit);
+    QFETCH(QString, times);
+    QFETCH(QString, allowed);
+
+    PolicySettings ps;
+    ps.notifyRateLimit = limit;
+    Policy policy(ps);
+    QString got;
+    for (const QString& t : times.split(' '))
+        got += policy.allowNotify(t.toLongLong() * 1000) ? '1' : '0';
+    QCOMPARE(got, allowed);
+}
+
+void tst_host::check_data()
+{
+    QTest::addColumn<QByteArray>("param");
+    QTest::addColumn<QByteArray>("dev");
+    QTest::addColumn<QString>("result");    // load error, or the problems: "where key|where key|..."
+    QTest::addColumn<QString>("units");     // "NAME:target:poll" of the units that may start
+
+    const QByteArray tcp = "[UPS1]\ncommType=1\nipAddr=10.0.0.5\nport=502\naddr=3\ninterval=5\n";
+    QTest::newRow("good") << QByteArray("[host]\nunits=UPS1\n") << tcp << "" << "UPS1:tcp 10.0.0.5:502 addr 3:interval";
+    QTest::newRow("blanks and repeats") << QByteArray("[host]\nunits= UPS1 , UPS1,\npollMode=timer\n") << tcp << ""
+        << "UPS1:tcp 10.0.0.5:502 addr 3:timer";
+    QTest::newRow("unit overrides pollMode") << QByteArray("[host]\nunits=UPS1\npollMode=timer\n")
+        << tcp + "pollMode=interval\n" << "" << "UPS1:tcp 10.0.0.5:502 addr 3:interval";
+    QTest::newRow("serial device present") << QByteArray("[host]\nunits=S\n")
+        << QByteArray("[S]\nportName=/dev/null\naddr=247\n") << "" << "S:serial /dev/null addr 247:interval";
+    QTest::newRow("no units") << QByteArray("[host]\nlogInterval=5\n") << tcp << "error:no unit configured" << "";
+    QTest::newRow("group missing") << QByteArray("[host]\nunits=UPS1,UPSX\n") << tcp << "[UPSX] for unit"
+        << "UPS1:tcp 10.0.0.5:502 addr 3:interval";
+    QTest::newRow("bad values") << QByteArray("[host]\nunits=B\n")
+        << QByteArray("[B]\ncommType=7\nport=abc\naddr=300\ninterval=0\nportName=/dev/nonexistent-tty\n")
+        << "[B] commType|[B] addr|[B] interval|[B] port|[B] portName" << "";
+    QTest::newRow("tcp without address") << QByteArray("[host]\nunits=T\n")
+        << QByteArray("[T]\ncommType=1\nport=0\n") << "[T] port|[T] ipAddr" << "";
+    QTest::newRow("host and policy keys") << QByteArray("[host]\nunits=UPS1\npollMode=fast\nmaxAge=1\n"
+                                                        "[policy]\nchargeLow=abc\nlowBattery=maybe\n")
+        << tcp << "[host] maxAge|[host] pollMode|[policy] chargeLow|[policy] lowBattery"
+        << "UPS1:tcp 10.0.0.5:502 addr 3:interval";
+}
+
+void tst_host::check()
+{
+    QFETCH(QByteArray, param);
+    QFETCH(QByteArray, dev);
+    QFETCH(QString, result);
+    QFETCH(QString, units);
+
+    QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath("param.ini"), param) && writeFile(dir.filePath("dev.ini"), dev));
+    HostConfig config;
+    QString error;
+    const bool loaded = config.load(dir.path(), &error);
+    if (result.startsWith("error:")) {
+        QVERIFY(!loaded);
+        QVERIFY2(error.contains(result.mid(6)), qPrintable(error));
+        return;
+    }
+    QVERIFY2(loaded, qPrintable(error));
+    const QStringList problems = config.problems();
+    const QStringList wanted = result.split('|', Qt::SkipEmptyParts);
+    QCOMPARE(problems.size(), wanted.size());
+    for (int i = 0; i < wanted.size(); ++i)
+        QVERIFY2(problems.at(i).contains(wanted.at(i)), qPrintable(problems.at(i) + " / " + wanted.at(i)));
+    QStringList startable;
+    for (const UnitSettings& u : config.unitSettings())
+        if (u.problems.isEmpty())
+            startable += QStringLiteral("%1:%2:%3").arg(u.name, u.target(),
+                                                        u.pollMode == UnitSettings::PollTimer ? "timer" : "interval");
+    QCOMPARE(startable.join(' '), units);
+}
+
+void tst_host::logFilter_data()
+{
+    QTest::addColumn<QString>("lines");     // "SECONDS[w]:text" separated by '|' (w: a warning)
+    QTest::addColumn<QString>("printed");
+
+    QTest::newRow("distinct lines") << "0:a|0:b" << "a|b";
+    QTest::newRow("repeats counted") << "0:a|1:a|2:a|59:a|60:a|61:a|121:a" << "a|a (repeated 4 times)|a (repeated 2 times)";
+    QTest::newRow("warnings always") << "0w:x|0w:x" << "x|x";
+}
+
+void tst_host::logFilter()
+{
+    QFETCH(QString, lines);
+    QFETCH(QString, printed);
+
+    LogFilter filter;
+    QStringList out;
+    for (const QString& l : lines.split('|')) {
+        const QString head = l.section(':', 0, 0);
+        out += filter.filter(!head.endsWith('w'), l.section(':', 1), QString(head).remove('w').toLongLong() * 1000);
+    }
+    QCOMPARE(out.join('|'), printed);
+}
+
+QTEST_GUILESS_MAIN(tst_host)
+#include "tst_host.moc"
