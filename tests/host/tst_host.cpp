@@ -7,7 +7,6 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include "TestRig.h"
 #include "HostConfig.h"
 #include "LogFilter.h"
 #include "Policy.h"
@@ -289,7 +288,11 @@ void tst_host::check()
     QFETCH(QString, units);
 
     QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath("param.ini"), param) && writeFile(dir.filePath("dev.ini"), dev));
+    const auto write = [&](const char* name, const QByteArray& text) {
+        QFile f(dir.filePath(name));
+        return f.open(QIODevice::WriteOnly) && f.write(text) == text.size();
+    };
+    QVERIFY(write("param.ini", param) && write("dev.ini", dev));
     HostConfig config;
     QString error;
     const bool loaded = config.load(dir.path(), &error);
