@@ -17,10 +17,10 @@ namespace {
 // An online unit with a full battery.
 const char* const kBase = "4101=3,4223=1,4218=0,4259=0,4111=100,4110=26";
 
-QMap<int, QVariant> points(const QString& spec)
+QMap<int, QVariant> points(const QString& pairs)
 {
     QMap<int, QVariant> data;
-    for (const QString& pv : spec.split(',', Qt::SkipEmptyParts)) {
+    for (const QString& pv : pairs.split(',', Qt::SkipEmptyParts)) {
         const QStringList kv = pv.split('=');
         data.insert(kv.at(0).toInt(), QVariant(kv.at(1).toFloat()));
     }
