@@ -17,9 +17,16 @@ void PolicyRunner::configure(const PolicySettings& settings, bool dryRun)
 
 PolicyRunner::~PolicyRunner()
 {
-    // A command still running is the operator's: leave it, do not kill it.
+    // A command that has ended may still wait for a deferred delete that no
+    // event loop will run any more, or for the event that tells it ended:
+    // give those a moment and let them go. One still running after that is
+    // the operator's: leave it, do not kill it (deleting it would).
     for (QProcess* p : findChildren<QProcess*>()) {
         p->disconnect(this);
+        if (p->state() == QProcess::NotRunning || p->waitForFinished(200)) {
+            delete p;
+            continue;
+        }
         p->setParent(nullptr);
         QObject::connect(p, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), p,
                          &QObject::deleteLater);
