@@ -287,16 +287,24 @@ QByteArray NutSession::list(const QStringList& w)
     return line("BEGIN LIST " + query) + body + line("END LIST " + query);
 }
 
+// The user whose login may act on `unit`; null with the ERR reply otherwise.
+const NutUser* NutSession::loggedInFor(const QString& unit, QByteArray* error) const
+{
+    if (!knownUnit(unit)) {
+        *error = err("UNKNOWN-UPS");
+        return nullptr;
+    }
+    return user(error);
+}
+
 QByteArray NutSession::set(const QStringList& w)
 {
     if (w.size() != 4 || !is(w.at(0), "VAR"))
         return err("INVALID-ARGUMENT");
     const QString& unit = w.at(1);
     const QString& name = w.at(2);
-    if (!knownUnit(unit))
-        return err("UNKNOWN-UPS");
     QByteArray error;
-    const NutUser* u = user(&error);
+    const NutUser* u = loggedInFor(unit, &error);
     if (!u)
         return error;
     if (!u->maySet)
@@ -324,10 +332,8 @@ QByteArray NutSession::instcmd(const QStringList& w)
         return err("INVALID-ARGUMENT");
     const QString& unit = w.at(0);
     const QString& name = w.at(1);
-    if (!knownUnit(unit))
-        return err("UNKNOWN-UPS");
     QByteArray error;
-    const NutUser* u = user(&error);
+    const NutUser* u = loggedInFor(unit, &error);
     if (!u)
         return error;
     if (!u->mayRun(name))

@@ -59,6 +59,7 @@ private:
     // Empty when the unit's data may be read, else the error line.
     QByteArray readable(const UnitStatus& status) const;
     bool knownUnit(const QString& unit) const;
+    const NutUser* loggedInFor(const QString& unit, QByteArray* error) const;
     // The unit's variables as NUT shows them: settings converted, FSD added.
     QMap<QString, QString> variables(const UnitStatus& status) const;
 
