@@ -1,7 +1,7 @@
 // The collector against the scripted driver: configuration, the polling
-// cycle and its communication state, reporting, commands, history export,
-// the panel and the host interface's default bodies. The collector on its own
-// thread beside the host's: tst_client_guards and tst_client_endtoend.
+// cycle and its communication state, reporting, commands, history export
+// and the panel. The collector on its own thread beside the host's:
+// tst_client_guards and tst_client_endtoend.
 
 #include "TestRig.h"
 #include "vek5View.h"
@@ -92,7 +92,6 @@ private slots:
     void exportRows_data();
     void exportRows();
     void panel();
-    void interfaceDefaults();
     void flushDataKeys_data();
     void flushDataKeys();
 };
@@ -417,32 +416,6 @@ void tst_client::panel()
     client.getView()->setParent(&window);
     delete client.getView();   // the host closed the window holding it
     QVERIFY(client.getView() != nullptr);
-}
-
-// What a collector or panel that overrides nothing does.
-void tst_client::interfaceDefaults()
-{
-    CollectThread t;
-    QCOMPARE(t.getWorkState() + t.control(7, "1"), 0);
-    QVERIFY(t.getDataLogDesc().isEmpty() && t.getEventLogDesc().isEmpty() && t.changeLogData({{1, 2}}).isEmpty());
-    QVERIFY(t.getView() == nullptr && t.create(&t) == nullptr);
-    t.release(nullptr);
-    t.loadConfig();
-    t.poll();
-    t.setPortHandle(&t);
-    QCOMPARE(t.m_portHandle, static_cast<void*>(&t));
-    QVERIFY(QMetaObject::invokeMethod(&t, "flushUpsInfoSLot", Q_ARG(QString, "portInfo"), Q_ARG(QVariant, "x")));
-    QCOMPARE(t.m_sideInfo.value("portInfo").toString(), QString("x"));
-    CollectView v;
-    v.setName("UPS1");
-    v.setLanguage(1);
-    v.setUserInfo("admin", 2);
-    v.refreshData();
-    v.refreshLayout();
-    v.flushData({{4184, 10}});
-    v.flushUpsInfo("name", "x");
-    QCOMPARE(v.m_name + v.m_user + v.m_info.value("name").toString(), QString("UPS1adminx"));
-    QCOMPARE(v.m_language + v.m_userLevel + v.m_data.value(4184).toInt(), 13);
 }
 
 void tst_client::flushDataKeys_data()

@@ -1,9 +1,12 @@
-// The plugin in four host programs (exported symbols or not, interface
-// declaration or not) polling the simulator; they run side by side.
+// The plugin as hosts load it: its metadata and the names it exports, then
+// four host programs (exported symbols or not, interface declaration or not)
+// polling the simulator side by side.
 
 #include "TestRig.h"
 
 #include <QDir>
+#include <QPluginLoader>
+#include <QSet>
 #include <QtTest>
 
 #include <memory>
@@ -27,6 +30,21 @@ const Shape kShapes[] = {
 
 const QString kUnit = QStringLiteral("UPS-H");
 
+// The global functions a module exports, as the dynamic linker sees them.
+QSet<QByteArray> exportedFunctions(const QString& path)
+{
+    QProcess nm;
+    nm.start("nm", {"-D", "--defined-only", path});
+    nm.waitForFinished(30000);
+    QSet<QByteArray> names;
+    for (const QByteArray& line : nm.readAllStandardOutput().split('\n')) {
+        const QList<QByteArray> fields = line.simplified().split(' ');
+        if (fields.size() == 3 && (fields[1] == "T" || fields[1] == "W"))
+            names.insert(fields[2]);
+    }
+    return names;
+}
+
 } // namespace
 
 class tst_client_hosts : public QObject
@@ -35,6 +53,8 @@ class tst_client_hosts : public QObject
 
 private slots:
     void initTestCase();
+    void metaData();
+    void onlyTheCEntriesExported();
     void hostDrivesCollector_data();
     void hostDrivesCollector();
 
@@ -42,6 +62,34 @@ private:
     SimProcess m_sim;
     std::map<QString, std::unique_ptr<QProcess>> m_hosts;
 };
+
+void tst_client_hosts::metaData()
+{
+    QPluginLoader loader(VEK5_PLUGIN_PATH);
+    QVERIFY2(loader.load(), qPrintable(loader.errorString()));
+    const QJsonObject meta = loader.metaData();
+    QCOMPARE(meta.value("IID").toString(), QString("com.nalo.Qt.ProInterface"));
+    QVERIFY(meta.value("MetaData").toObject().isEmpty());   // no keys of its own
+}
+
+// The driver finds the C entries by name; everything else stays hidden: only
+// mangled C++ names (the interface classes shared with the host) and Qt's two
+// plugin entry points carry plain names, apart from those that any module of
+// this build exports (an instrumented build's runtime brings its own).
+void tst_client_hosts::onlyTheCEntriesExported()
+{
+    const QSet<QByteArray> flavour = exportedFunctions(VEK5_REFERENCE_MODULE_PATH);
+    const QSet<QByteArray> expected = {"setModbusCRC", "checkModbufCRC", "buildCmd", "buildCmd16",
+                                       "mod_Set_SetBuf", "UINT8_2_to_UINT16", "UINT8_4_to_UINT32",
+                                       "FiltSpace", "CommRead", "CommWrite", "CommOpen", "CommAccept",
+                                       "CommControl", "CommClose", "qt_plugin_instance",
+                                       "qt_plugin_query_metadata"};
+    QSet<QByteArray> plain;
+    for (const QByteArray& name : exportedFunctions(VEK5_PLUGIN_PATH))
+        if (!name.startsWith("_Z") && !flavour.contains(name))
+            plain.insert(name);
+    QCOMPARE(plain, expected);
+}
 
 void tst_client_hosts::initTestCase()
 {

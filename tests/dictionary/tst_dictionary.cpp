@@ -1,7 +1,6 @@
 // The dictionary: one instance however many threads ask first, every text
 // taken from the translator in its own context when the instance is made,
-// the event catalogue's clearing texts paired with the appearance texts, and
-// the values of a data-log row.
+// and the values of a data-log row.
 
 #include "vek5Font.h"
 
@@ -47,7 +46,6 @@ class tst_dictionary : public QObject
 private slots:
     void initTestCase();
     void textsFromTranslatorOnce();
-    void clearingTextsPairWithAppearance();
     void rowValue_data();
     void rowValue();
 };
@@ -104,24 +102,6 @@ void tst_dictionary::textsFromTranslatorOnce()
     QCOMPARE(font->getEventLogDesc(), events);
     QCOMPARE(font->changeLogData({}), row);
     QVERIFY(QCoreApplication::removeTranslator(&late));
-}
-
-// 498 appearance texts, then their clearing texts: "<appearance> disappear"
-// but for a few kept as the unit's documentation spells them.
-void tst_dictionary::clearingTextsPairWithAppearance()
-{
-    const QStringList events = vek5Font::instance()->getEventLogDesc();
-    QCOMPARE(events.size(), 996);
-    QStringList irregular;
-    for (int code = 0; code < 498; ++code) {
-        const QString appearance = events.at(code);
-        const QString clearing = events.at(code + 498);
-        QCOMPARE(appearance.isEmpty(), clearing.isEmpty());
-        if (!appearance.isEmpty() && clearing != appearance.chopped(1) + " disappear]")
-            irregular << QString::number(code);
-    }
-    QCOMPARE(irregular, (QStringList{"243", "244", "287", "496", "497"}));
-    QCOMPARE(events.at(287 + 498), events.at(287));   // "Battery neutral Lost" clears as itself
 }
 
 void tst_dictionary::rowValue_data()

@@ -4,7 +4,7 @@
 // at once, one unit per scenario (mains failure to end of discharge with the
 // shutdown policy, bypass, communication drop, a listener that accepts
 // nothing), commands with their outcomes, and the stop on SIGTERM while a
-// collector is blocked.
+// collector is blocked; last, the window an operator sees.
 
 #include "TestRig.h"
 
@@ -34,6 +34,7 @@ private slots:
     void cli();
     void scenarios_data();
     void scenarios();
+    void window();
 
 private:
     QProcess* start(const QString& program, const QStringList& args);
@@ -313,6 +314,23 @@ void tst_host_headless::scenarios()
         const QByteArray rows = readFile(m_app.filePath("datalog.csv"));
         QVERIFY2(rows.startsWith("Time,Unit,") && rows.contains(",MAINS,"), rows.constData());
     }
+}
+
+// The window, on the offscreen platform: it runs until SIGTERM once the unit
+// has been logged as communicating, and ends cleanly.
+void tst_host_headless::window()
+{
+    const int port = startSimulator("at 0 load 45", 1);
+    QVERIFY(port > 0);
+    writeConfig("[host]\nunits=WIN\n", QString("[WIN]\ncommType=1\nipAddr=127.0.0.1\nport=%1\ninterval=1\n")
+                                           .arg(port).toUtf8());
+    m_env.insert("QT_QPA_PLATFORM", "offscreen");
+    QProcess& host = *start("upsmon-host", {"--level", "1", "--datalog", "window.csv", "--log-interval", "1"});
+    QVERIFY(QTest::qWaitFor([&] { return readFile(m_app.filePath("window.csv")).count('\n') >= 2; }, 60000));
+    ::kill(pid_t(host.processId()), SIGTERM);
+    QVERIFY(host.waitForFinished(20000));
+    const QString err = QString::fromUtf8(host.readAllStandardError());
+    QVERIFY2(host.exitCode() == 0 && !err.contains("Sanitizer"), qPrintable(err));
 }
 
 QTEST_GUILESS_MAIN(tst_host_headless)

@@ -98,8 +98,6 @@ class tst_views : public QObject
 private slots:
     void displayText_data();
     void displayText();
-    void comboAndRange_data();
-    void comboAndRange();
     void flows_data();
     void flows();
     void panelTexts_data();
@@ -114,7 +112,6 @@ private slots:
     void buttons();
     void userLevel_data();
     void userLevel();
-    void msgBoxDrag();
 };
 
 void tst_views::displayText_data()
@@ -161,42 +158,6 @@ void tst_views::displayText()
     record.unit = unit;
     record.addCombo(options);
     QTEST(record.displayText(data), "expected");
-}
-
-void tst_views::comboAndRange_data()
-{
-    QTest::addColumn<QStringList>("texts");
-    QTest::addColumn<QList<float>>("values");   // empty: by position
-    QTest::addColumn<QStringList>("expected");  // "text=value" in map order
-    QTest::addColumn<QList<int>>("range");      // min raw, max raw, ratio x100
-    QTest::addColumn<QString>("rangeText");
-    QTest::newRow("by position, ordered by text") << QStringList{"b", "a", "c"} << QList<float>()
-                                                  << QStringList{"a=1", "b=0", "c=2"} << QList<int>{0, 0, 0} << "-";
-    QTest::newRow("values truncate toward zero") << QStringList{"x", "y", "z"} << QList<float>{-1.7f, -0.2f, 2.9f}
-                                                 << QStringList{"x=-1", "y=0", "z=2"} << QList<int>{210, 365, 1} << "2.1-3.65";
-    QTest::newRow("short value list maps what it can") << QStringList{"a", "b"} << QList<float>{3}
-                                                       << QStringList{"a=3"} << QList<int>{1, 3000000, 100} << "1-3e+06";
-    QTest::newRow("negative range") << QStringList() << QList<float>() << QStringList() << QList<int>{-5, 5, 50} << "-2.5-2.5";
-}
-
-void tst_views::comboAndRange()
-{
-    QFETCH(QStringList, texts);
-    QFETCH(QList<float>, values);
-    QFETCH(QList<int>, range);
-    ParameterInformation record;
-    if (values.isEmpty())
-        record.addCombo(texts);
-    else
-        record.addCombo(texts, values);
-    QStringList actual;
-    for (auto it = record.comboMap.constBegin(); it != record.comboMap.constEnd(); ++it)
-        actual << QString("%1=%2").arg(it.key()).arg(it.value());
-    QTEST(actual, "expected");
-    record.minRaw = range[0];
-    record.maxRaw = range[1];
-    record.ratio = range[2] / 100.0f;
-    QTEST(record.rangeText(), "rangeText");
 }
 
 void tst_views::flows_data()
@@ -363,7 +324,7 @@ void tst_views::dialogSends()
     QCOMPARE(finished.at(0).at(0).toInt(), int(QDialog::Accepted));
 }
 
-// Laid out once, refreshed tab by tab: the overview gets data only while shown.
+// Laid out once; the overview gets data only while shown.
 void tst_views::viewLayoutAndRefresh()
 {
     vek5View view;
@@ -383,26 +344,6 @@ void tst_views::viewLayoutAndRefresh()
     tabs(view)->setCurrentIndex(0);
     view.flushData(DataMap{{4219, 1}});
     QVERIFY(energy->flowFlag(0));
-
-    vek5_10_30k_View catalogue;
-    DataMap map;
-    for (int id = 3000; id <= 4275; ++id)
-        map.insert(id, 1 + id % 7);
-    tabs(view)->setCurrentIndex(2);
-    view.flushData(map);
-    const QList<ParameterInformation*> device = catalogue.getDeviceData();
-    const auto* grid = qobject_cast<QGridLayout*>(view.findChildren<QWidget*>("PanelBody").first()->layout());
-    for (int r = 0; r < device.size(); ++r)
-        QCOMPARE(qobject_cast<QLabel*>(grid->itemAtPosition(r, 1)->widget())->text(), device.at(r)->displayText(map));
-    tabs(view)->setCurrentIndex(3);
-    view.flushData(map);
-    const QList<ParameterInformation*> basic = catalogue.getBasicConfig();
-    auto* table = view.findChild<QTableWidget*>("basicTable");
-    QCOMPARE(table->rowCount(), basic.size());
-    for (int r = 0; r < basic.size(); ++r) {
-        QCOMPARE(table->item(r, 1)->text(), basic.at(r)->displayText(map));
-        QCOMPARE(table->item(r, 2)->text(), basic.at(r)->rangeText());
-    }
 }
 
 void tst_views::alarms_data()
@@ -528,27 +469,6 @@ void tst_views::userLevel()
         titled = titled || l->text() == label;
     QTEST(titled, "prepared");
     QTEST(view.settingDialog()->isVisible(), "shown");
-}
-
-// A message box follows a drag with the left button only.
-void tst_views::msgBoxDrag()
-{
-    MsgBox box(0, "notice");
-    box.show();
-    box.move(100, 100);
-    const QPoint start = box.pos();
-    auto send = [&box](QEvent::Type type, QPoint global, Qt::MouseButtons buttons) {
-        QMouseEvent event(type, QPoint(10, 12), global, Qt::LeftButton, buttons, Qt::NoModifier);
-        QApplication::sendEvent(&box, &event);
-    };
-    send(QEvent::MouseMove, start + QPoint(50, 50), Qt::NoButton);
-    QCOMPARE(box.pos(), start);
-    send(QEvent::MouseButtonPress, box.mapToGlobal(QPoint(10, 12)), Qt::LeftButton);
-    send(QEvent::MouseMove, start + QPoint(50, 37), Qt::LeftButton);
-    QCOMPARE(box.pos(), start + QPoint(40, 25));
-    send(QEvent::MouseButtonRelease, start, Qt::NoButton);
-    send(QEvent::MouseMove, start + QPoint(300, 300), Qt::NoButton);
-    QCOMPARE(box.pos(), start + QPoint(40, 25));
 }
 
 QTEST_MAIN(tst_views)

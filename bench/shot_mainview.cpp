@@ -7,7 +7,8 @@
 // The unit is the group "SHOTS" of dev.ini under the program's directory.
 
 #include "PortManage.h"
-#include "TestRig.h"
+#include "SimulatorProcess.h"
+#include "vek5Client.h"
 #include "vek5View.h"
 
 #include <QApplication>
@@ -44,19 +45,18 @@ int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
     const QString binDir = QCoreApplication::applicationDirPath();
-    qputenv("VEK5_BIN_DIR", binDir.toLocal8Bit());
     const QString outDir = app.arguments().value(1, ".");
     QDir().mkpath(outDir);
 
-    SimProcess sim;
-    if (!sim.start({"--scenario", SHOT_SCENARIO})) {
-        qWarning("shot_mainview: the simulator did not start: %s", qPrintable(sim.output()));
+    QProcess sim;
+    // The scenario runs at its own pace: an alarm comes up while the panel is shown.
+    const quint16 port = startSimulator(sim, {"--scenario", SHOT_SCENARIO, "--speed", "1"});
+    if (port == 0)
         return 1;
-    }
     {
-        QSettings dev(appDbDir() + "/dev.ini", QSettings::IniFormat);
+        QSettings dev(binDir + "/PVMX/drovaPanel/db/dev.ini", QSettings::IniFormat);
         for (const auto& [key, value] : {std::pair<const char*, QVariant>("commType", 1), {"ipAddr", "127.0.0.1"},
-                                         {"port", sim.port()}, {"addr", 1}, {"interval", 1}, {"retries", 3}})
+                                         {"port", port}, {"addr", 1}, {"interval", 1}, {"retries", 3}})
             dev.setValue(QString("SHOTS/") + key, value);
     }
     // The collector loads the driver by its bare name; this copy loaded by path answers to it.
