@@ -9,40 +9,13 @@
 # and over a period of back-to-back scrapes of the same length; the
 # difference over the number of scrapes is the CPU of one scrape.
 set -euo pipefail
-. "$(dirname "$0")/../scripts/simulator.sh"
+. "$(dirname "$0")/../scripts/host-bench.sh"
 
 units=${1:-64}
 scrapes=${2:-300}
-build=$(readlink -f "${3:-build}")
-bin=$build/bin
-for f in upsmon-host upssim libvek5m_10-30k_Client.so libvek5m_10-30k.so; do
-  [ -e "$bin/$f" ] || { echo "bench: $bin/$f is not built" >&2; exit 2; }
-done
-
-work=$(mktemp -d /tmp/metrics-bench.XXXXXX)
-sim_pid=
-host_pid=
-cleanup() {
-  for p in $host_pid $sim_pid; do
-    kill "$p" 2>/dev/null || true
-    wait "$p" 2>/dev/null || true
-  done
-  rm -rf "$work"
-}
-trap cleanup EXIT
-
-app=$work/app
-db=$app/PVMX/drovaPanel/db
-mkdir -p "$db"
-cp "$bin/upsmon-host" "$bin/libvek5m_10-30k_Client.so" "$bin/libvek5m_10-30k.so" "$app/"
-start_simulator "$bin" "$work/sim.log" --units "$units" || exit 1
-names=$(seq -f 'U%02g' 1 "$units" | paste -sd, -)
+host_bench_setup metrics-bench "${3:-build}" "$units"
 printf '[host]\nunits=%s\n\n[metrics]\nlisten=127.0.0.1:0\n' "$names" >"$db/param.ini"
-: >"$db/dev.ini"
-for i in $(seq 1 "$units"); do
-  printf '[U%02d]\ncommType=1\nipAddr=127.0.0.1\nport=%s\naddr=%d\ninterval=5\nretries=3\n\n' \
-    "$i" "$port" "$i" >>"$db/dev.ini"
-done
+write_units 5
 (cd "$app" && exec ./upsmon-host --headless) >"$work/host.log" 2>&1 &
 host_pid=$!
 
@@ -60,18 +33,17 @@ for _ in $(seq 120); do
 done
 echo "units communicating: $ok of $units"
 
-cpu() { local s; s=$(cat "/proc/$host_pid/stat"); echo "${s##*) }" | awk '{print $12 + $13}'; }
 ticks=$(getconf CLK_TCK)
 # As curl asks, and gzip-compressed as Prometheus asks (Accept-Encoding: gzip).
 for mode in plain gzip; do
   opts=(-sf -o "$work/scrape.$mode")
   [ "$mode" = gzip ] && opts+=(-H 'Accept-Encoding: gzip')
-  start=$(date +%s.%N); c0=$(cpu)
+  start=$(date +%s.%N); c0=$(host_cpu_ticks)
   for _ in $(seq "$scrapes"); do curl "${opts[@]}" "$url"; done
-  end=$(date +%s.%N); c1=$(cpu)
+  end=$(date +%s.%N); c1=$(host_cpu_ticks)
   busy=$(echo "$end - $start" | bc)
   sleep "$busy"
-  c2=$(cpu)
+  c2=$(host_cpu_ticks)
   bytes=$(wc -c <"$work/scrape.$mode")
   awk -v m="$mode" -v c0="$c0" -v c1="$c1" -v c2="$c2" -v t="$ticks" -v n="$scrapes" -v w="$busy" -v b="$bytes" 'BEGIN {
     printf "%s: %d scrapes in %.1f s: host CPU %.2f s; the same time without scrapes: %.2f s\n", m, n, w, (c1 - c0) / t, (c2 - c1) / t
@@ -79,3 +51,4 @@ for mode in plain gzip; do
   }'
 done
 echo "series: $(grep -vc '^#' "$work/scrape.plain")"
+echo "work dir: $work"

@@ -10,42 +10,16 @@
 # reply times of LIST VAR (median, 99th percentile, longest), measured by the
 # clients from the request's first byte to the list's last line.
 set -euo pipefail
-. "$(dirname "$0")/../scripts/simulator.sh"
+. "$(dirname "$0")/../scripts/host-bench.sh"
 
 clients=${1:-200}
 seconds=${2:-60}
 units=${3:-8}
-build=$(readlink -f "${4:-build}")
-bin=$build/bin
-for f in upsmon-host upssim libvek5m_10-30k_Client.so libvek5m_10-30k.so; do
-  [ -e "$bin/$f" ] || { echo "nut_load: $bin/$f is not built" >&2; exit 2; }
-done
-
-work=$(mktemp -d /tmp/nutload.XXXXXX)
-sim_pid=
-host_pid=
-cleanup() {
-  for p in $host_pid $sim_pid; do
-    kill "$p" 2>/dev/null || true
-    wait "$p" 2>/dev/null || true
-  done
-}
-trap cleanup EXIT
-
-app=$work/app
-db=$app/PVMX/drovaPanel/db
-mkdir -p "$db"
-cp "$bin/upsmon-host" "$bin/libvek5m_10-30k_Client.so" "$bin/libvek5m_10-30k.so" "$app/"
-start_simulator "$bin" "$work/sim.log" --units "$units" || exit 1
+host_bench_setup nutload "${4:-build}" "$units"
 
 nut_port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
-names=$(seq -f 'U%02g' 1 "$units" | paste -sd, -)
 printf '[host]\nunits=%s\n[nut]\nlisten=127.0.0.1:%s\nmaxClients=%d\n' "$names" "$nut_port" $((clients + 10)) >"$db/param.ini"
-: >"$db/dev.ini"
-for i in $(seq 1 "$units"); do
-  printf '[U%02d]\ncommType=1\nipAddr=127.0.0.1\nport=%s\naddr=%d\ninterval=1\nretries=3\n\n' \
-    "$i" "$port" "$i" >>"$db/dev.ini"
-done
+write_units 1
 
 cd "$app"
 ./upsmon-host --headless >"$work/host.log" 2>&1 &
@@ -69,11 +43,10 @@ PY
 done
 [ "$ready" = "$units" ] || { echo "nut_load: the units did not all report" >&2; cat "$work/host.log" >&2; exit 1; }
 
-cpu() { awk '{print $14 + $15}' "/proc/$host_pid/stat"; }
 hwm() { awk '/^VmHWM/ {print $2}' "/proc/$host_pid/status"; }
 ticks=$(getconf CLK_TCK)
 hwm_before=$(hwm)
-cpu_before=$(cpu)
+cpu_before=$(host_cpu_ticks)
 t_before=$(date +%s.%N)
 
 python3 - "$nut_port" "$units" "$clients" "$seconds" <<'PY'
@@ -115,7 +88,7 @@ if times:
         statistics.median(times) * 1e3, times[int(len(times) * 0.99)] * 1e3, times[-1] * 1e3))
 PY
 
-cpu_after=$(cpu)
+cpu_after=$(host_cpu_ticks)
 t_after=$(date +%s.%N)
 awk -v c0="$cpu_before" -v c1="$cpu_after" -v t0="$t_before" -v t1="$t_after" -v hz="$ticks" \
   'BEGIN { s = (c1 - c0) / hz; printf "host CPU %.2f s in %.1f s (%.1f %% of one core)\n", s, t1 - t0, 100 * s / (t1 - t0) }'

@@ -118,5 +118,7 @@ int main(int argc, char* argv[])
     collector->quit();
     collector->wait();
     delete collector;
+    sim.terminate();
+    sim.waitForFinished();
     return ok ? 0 : 1;
 }

@@ -11,50 +11,21 @@
 # unit, communication losses (1041), and per unit the longest gap between two
 # data reports (1 s resolution: the event times are whole seconds).
 set -euo pipefail
-. "$(dirname "$0")/../scripts/simulator.sh"
+. "$(dirname "$0")/../scripts/host-bench.sh"
 
 poll_mode=${POLL_MODE:-interval}
 interval=${INTERVAL:-1}
 duration=${1:-180}
 units=${2:-64}
-build=$(readlink -f "${3:-build}")
-bin=$build/bin
-for f in upsmon-host upssim libvek5m_10-30k_Client.so libvek5m_10-30k.so; do
-  [ -e "$bin/$f" ] || { echo "soak: $bin/$f is not built" >&2; exit 2; }
-done
 if [ "$duration" -lt 10 ] || [ "$duration" -gt 3600 ] || [ "$units" -lt 1 ] || [ "$units" -gt 247 ]; then
   echo "soak: duration 10..3600 s, units 1..247" >&2
   exit 2
 fi
 
-work=$(mktemp -d /tmp/soak.XXXXXX)
-sim_pid=
-host_pid=
-cleanup() {
-  for p in $host_pid $sim_pid; do
-    kill "$p" 2>/dev/null || true
-    wait "$p" 2>/dev/null || true
-  done
-}
-trap cleanup EXIT
-
-# A private application directory: the host reads its configuration next to
-# its own file, and the collectors write history.txt to the working directory.
-app=$work/app
-db=$app/PVMX/drovaPanel/db
-mkdir -p "$db"
-cp "$bin/upsmon-host" "$bin/libvek5m_10-30k_Client.so" "$bin/libvek5m_10-30k.so" "$app/"
-
-start_simulator "$bin" "$work/sim.log" --units "$units" || exit 1
-
-names=$(seq -f 'U%02g' 1 "$units" | paste -sd, -)
+host_bench_setup soak "${3:-build}" "$units"
 printf 'Language=0\n\n[host]\nunits=%s\nlogInterval=60\nanswerTimeout=30\npollMode=%s\nmaxAge=%d\n' \
   "$names" "$poll_mode" $((3 * interval + 15)) >"$db/param.ini"
-: >"$db/dev.ini"
-for i in $(seq 1 "$units"); do
-  printf '[U%02d]\ncommType=1\nipAddr=127.0.0.1\nport=%s\naddr=%d\ninterval=%d\nretries=3\n\n' \
-    "$i" "$port" "$i" "$interval" >>"$db/dev.ini"
-done
+write_units "$interval"
 
 cd "$app"
 ./upsmon-host --headless --json --show-data --duration "$duration" \
@@ -64,11 +35,10 @@ host_pid=$!
 ticks=$(getconf CLK_TCK)
 : >"$work/samples.txt"
 sample() {
-  local stat status
-  stat=$(cat "/proc/$host_pid/stat" 2>/dev/null) || return 1
+  local cpu status
+  cpu=$(host_cpu_ticks) || return 1
   status=$(cat "/proc/$host_pid/status" 2>/dev/null) || return 1
-  # Fields after the command name's closing parenthesis: utime is 14, stime 15.
-  echo "$(date +%s.%N) $(echo "${stat##*) }" | awk '{print $12 + $13}') \
+  echo "$(date +%s.%N) $cpu \
 $(echo "$status" | awk '/^VmRSS/ {print $2}') $(echo "$status" | awk '/^VmHWM/ {print $2}') \
 $(echo "$status" | awk '/^Threads/ {print $2}')" >>"$work/samples.txt"
 }

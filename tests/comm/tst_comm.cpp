@@ -1,6 +1,6 @@
 // The communication layer: Modbus frames against an independent CRC, the
 // RTU <-> Modbus TCP reframing against loopback sockets (the driver tests
-// check it end to end against libmodbus), the serial port and the port manager on real pseudo-terminals.
+// check it end to end against the simulator), the serial port and the port manager on real pseudo-terminals.
 
 #include "PortManage.h"
 #include "SerialPort.h"
