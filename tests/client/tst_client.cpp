@@ -1,14 +1,12 @@
 // The collector against the scripted driver: configuration, the polling
-// cycle and its communication state, reporting, commands, history export
-// and the panel. The collector on its own thread beside the host's:
+// cycle and its communication state, reporting, commands and history
+// export. The collector on its own thread beside the host's:
 // tst_client_guards and tst_client_endtoend.
 
 #include "TestRig.h"
-#include "vek5View.h"
 
 #include <QPointer>
 #include <QSignalSpy>
-#include <QTabWidget>
 #include <QtTest>
 
 
@@ -91,7 +89,6 @@ private slots:
     void commandText();
     void exportRows_data();
     void exportRows();
-    void panel();
     void flushDataKeys_data();
     void flushDataKeys();
 };
@@ -387,35 +384,6 @@ void tst_client::exportRows()
         QCOMPARE(readFile("out.csv"), "ID,Content,Status,Time,\n" + rows);
     QVERIFY(QFile::exists("history.txt"));
     QCOMPARE(readFile("history.txt"), QByteArray());
-}
-
-// Built once by getView, renamed on every call, relaying its requests as the
-// collector's events, and gone with the collector unless gone before.
-void tst_client::panel()
-{
-    QPointer<CollectView> view;
-    {
-        vek5Client client;
-        client.m_devName = "UPS1";
-        view = client.getView();
-        QVERIFY(qobject_cast<vek5View*>(view));
-        QCOMPARE(view->findChild<QTabWidget*>("devStacketTable")->count(), 5);
-        client.m_devName = "UPS2";
-        QCOMPARE(client.getView(), view.data());
-        QCOMPARE(view->m_name, QString("UPS2"));
-        QCOMPARE(view->findChildren<QTabWidget*>("devStacketTable").size(), 1);
-        QSignalSpy spy(&client, &CollectThread::postDEvent);
-        view->control(1045, "/tmp/history.csv");
-        QCOMPARE(eventTypes(spy), QList<int>{1045});
-        QCOMPARE(recordOf(spy.at(0)).value("name").toString(), QString("UPS2"));
-        QCOMPARE(recordOf(spy.at(0)).value("controlValue").toString(), QString("/tmp/history.csv"));
-    }
-    QVERIFY(view.isNull());
-    vek5Client client;
-    QWidget window;
-    client.getView()->setParent(&window);
-    delete client.getView();   // the host closed the window holding it
-    QVERIFY(client.getView() != nullptr);
 }
 
 void tst_client::flushDataKeys_data()

@@ -10,6 +10,7 @@
 #include "HostConfig.h"
 #include "LogFilter.h"
 #include "Policy.h"
+#include "PolicyRunner.h"
 #include "StatusModel.h"
 
 namespace {
@@ -39,6 +40,8 @@ private slots:
     void decisions();
     void notifyRate_data();
     void notifyRate();
+    void runner_data();
+    void runner();
     void check_data();
     void check();
     void logFilter_data();
@@ -249,6 +252,48 @@ void tst_host::notifyRate()
     for (const QString& t : times.split(' '))
         got += policy.allowNotify(t.toLongLong() * 1000) ? '1' : '0';
     QCOMPARE(got, allowed);
+}
+
+void tst_host::runner_data()
+{
+    QTest::addColumn<QString>("shutdownCmd");
+    QTest::addColumn<QString>("notifyCmd");
+    QTest::addColumn<bool>("dryRun");
+    QTest::addColumn<QString>("calls");         // s: shutdown, n: notify, g: shutdown through a gate that proceeds twice
+    QTest::addColumn<QStringList>("reports");
+    const QString running = "running shutdownCmd: U1 is on battery";
+    const QString wouldRun = "dry run: would run shutdownCmd \"poweroff\" with UPSNAME=U1 NOTIFYTYPE=ONBATT";
+    QTest::newRow("dry run") << "poweroff" << "" << true << "s" << QStringList{running, wouldRun};
+    QTest::newRow("gate proceeds once") << "poweroff" << "" << true << "g" << QStringList{running, wouldRun};
+    QTest::newRow("no shutdownCmd") << "" << "" << false << "sn"
+                                    << QStringList{"shutdown policy fired (U1 is on battery) but no shutdownCmd is set"};
+    QTest::newRow("failing command") << "exit 3" << "" << false << "s" << QStringList{running, "shutdownCmd exited with status 3"};
+    QTest::newRow("notify over the limit") << "" << "true" << false << "nn"
+                                           << QStringList{"notifyCmd not run for ONBATT: more than 1 a minute"};
+}
+
+void tst_host::runner()
+{
+    QFETCH(QString, calls);
+    QFETCH(QStringList, reports);
+    PolicySettings settings;
+    QFETCH(QString, shutdownCmd);
+    QFETCH(QString, notifyCmd);
+    QFETCH(bool, dryRun);
+    settings.shutdownCmd = shutdownCmd;
+    settings.notifyCmd = notifyCmd;
+    settings.notifyRateLimit = 1;
+    PolicyRunner runner;
+    runner.configure(settings, dryRun);
+    if (calls.contains('g'))
+        runner.setShutdownGate([](std::function<void()> proceed) { proceed(); proceed(); });
+    QStringList got;
+    connect(&runner, &PolicyRunner::report, this, [&got](const QString& unit, const QString& text) { got += unit + ": " + text; });
+    const DerivedEvent event{"U1", "ONBATT", "U1 is on battery"};
+    for (QChar call : calls)
+        call == 'n' ? runner.notify(event) : runner.shutdown(event);
+    QVERIFY(QTest::qWaitFor([&] { return got.size() >= reports.size(); }, 10000));
+    QCOMPARE(got, reports.replaceInStrings(QRegularExpression("^"), "U1: "));
 }
 
 void tst_host::check_data()

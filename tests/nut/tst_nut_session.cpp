@@ -1,11 +1,14 @@
 // The NUT server's pure parts: framing and word splitting, the users file,
-// and the session state machine against a table-driven unit directory.
+// and the session state machine against a table-driven unit directory; then
+// the server's settings and the limits it keeps its clients within, over
+// loopback.
 
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include "TestRig.h"
 #include "NutLineParser.h"
+#include "NutServer.h"
 #include "NutSession.h"
 #include "NutUsers.h"
 #include "UnitDirectory.h"
@@ -57,6 +60,8 @@ private slots:
     void session();
     void usersFile_data();
     void usersFile();
+    void serverLimits_data();
+    void serverLimits();
 };
 
 void tst_nut_session::framing_data()
@@ -196,6 +201,57 @@ void tst_nut_session::usersFile()
     QCOMPARE(users.load(path, &error, &problems), accepted);
     QCOMPARE(users.count(), accepted ? 4 : 0);
     QCOMPARE(error.contains("readable by anyone"), !accepted);
+}
+
+void tst_nut_session::serverLimits_data()
+{
+    QTest::addColumn<QByteArray>("settings");   // [nut] lines besides listen
+    QTest::addColumn<QStringList>("sent");      // one client each, connected in turn; "-": sends nothing
+    QTest::addColumn<QStringList>("read");      // each client's first line, "closed"; or the settings' refusal
+    QTest::newRow("listen not ADDR:PORT") << QByteArray("listen=localhost\n") << QStringList()
+        << QStringList{"[nut] listen: \"localhost\" is not ADDR:PORT"};
+    QTest::newRow("maxClients out of range") << QByteArray("maxClients=0\n") << QStringList()
+        << QStringList{"[nut] maxClients must be 1-10000, got \"0\""};
+    QTest::newRow("maxAge not a number") << QByteArray("maxAge=soon\n") << QStringList()
+        << QStringList{"[nut] maxAge must be a positive number of seconds"};
+    QTest::newRow("users file readable by anyone") << QByteArray("users=open.users\n") << QStringList()
+        << QStringList{"open.users is readable by anyone; it holds passwords (chmod 640 or 600)"};
+    QTest::newRow("one client too many") << QByteArray("maxClients=1\n") << QStringList{"LOGOUT", "LOGOUT"}
+        << QStringList{"OK Goodbye", "closed"};
+    QTest::newRow("line too long") << QByteArray() << QStringList{QString(600, 'x')} << QStringList{"ERR TOO-LONG"};
+    QTest::newRow("idle client dropped") << QByteArray("idleTimeout=1\n") << QStringList{"-"} << QStringList{"closed"};
+}
+
+void tst_nut_session::serverLimits()
+{
+    QFETCH(QByteArray, settings);
+    QFETCH(QStringList, sent);
+    QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath("param.ini"), "[nut]\nlisten=127.0.0.1:0\n" + settings));
+    QVERIFY(writeFile(dir.filePath("upsd.users"), kUsers) && writeFile(dir.filePath("open.users"), kUsers));
+    QVERIFY(QFile::setPermissions(dir.filePath("upsd.users"), QFile::ReadOwner | QFile::WriteOwner));
+    NutServerConfig config;
+    FakeDirectory units;
+    NutServer server(&units);
+    QString error;
+    if (!config.load(dir.filePath("param.ini"), dir.path(), QString(), &error) || !server.start(config, &error)) {
+        QTEST(QStringList{error.section('/', -1)}, "read");
+        return;
+    }
+    std::vector<std::unique_ptr<QTcpSocket>> clients;
+    for (const QString& line : sent) {
+        clients.emplace_back(new QTcpSocket);
+        clients.back()->connectToHost(QHostAddress::LocalHost, server.ports().value(0));
+        QVERIFY(clients.back()->waitForConnected(5000));
+        if (line != "-")
+            clients.back()->write(line.toUtf8() + "\n");
+    }
+    QStringList read;
+    for (const auto& c : clients) {
+        QVERIFY(QTest::qWaitFor([&c] { return c->canReadLine() || c->state() != QAbstractSocket::ConnectedState; }, 10000));
+        read += c->canReadLine() ? QString::fromUtf8(c->readLine()).trimmed() : QStringLiteral("closed");
+    }
+    QTEST(read, "read");
 }
 
 QTEST_GUILESS_MAIN(tst_nut_session)

@@ -1,44 +1,32 @@
-// upssim's control channel, and its multi-drop RTU line, through the real driver library and collectors.
+// upssim's control channel, and its multi-drop RTU line through the real driver library and collectors.
 
 #include "PortManage.h"
 #include "SerialPort.h"
 #include "TestRig.h"
-#include "portaccess.h"
 
 #include <QLocalSocket>
 #include <QScopeGuard>
 #include <QStandardPaths>
 #include <QtTest>
 
-using Points = QMap<int, float>;
 class tst_simulator : public QObject
 {
     Q_OBJECT
     SimProcess m_sim;
-    DriverLib m_driver;
     QLocalSocket m_control;
-    QTcpSocket m_units[2];
     QString command(const QString& line);
-    bool query(int unit, Points& points);
 
 private slots:
     void initTestCase();
     void answers_data();
     void answers();
-    void unitsApart_data();
-    void unitsApart();
     void threeUnitsOneLine();
 };
 
 void tst_simulator::initTestCase()
 {
-    QVERIFY(m_driver.load());
     const QString path = QDir::current().absoluteFilePath("control.sock");
     QVERIFY2(m_sim.start({"--units", "2", "--control", path}), qPrintable(m_sim.output()));
-    for (QTcpSocket& socket : m_units) {
-        socket.connectToHost("127.0.0.1", quint16(m_sim.port()));
-        QVERIFY(socket.waitForConnected(5000));
-    }
     m_control.connectToServer(path);
     QVERIFY(m_control.waitForConnected(5000));
 }
@@ -50,12 +38,6 @@ QString tst_simulator::command(const QString& line)
     while (!QRegularExpression("(^|\n)(OK|ERR)[^\n]*\n$").match(answer).hasMatch() && m_control.waitForReadyRead(5000))
         answer += QString::fromUtf8(m_control.readAll());
     return answer.trimmed();
-}
-
-bool tst_simulator::query(int unit, Points& points)
-{
-    PortHandle handle = {&m_units[unit - 1], TcpCommRead, TcpCommWrite};
-    return m_driver.query(&handle, unit, [](int id, float v, void* to) { static_cast<Points*>(to)->insert(id, v); }, &points);
 }
 
 void tst_simulator::answers_data()
@@ -89,36 +71,6 @@ void tst_simulator::answers()
     for (const QString& line : lines)
         last = command(line);
     QVERIFY2(QRegularExpression(answer + "$").match(last).hasMatch(), qPrintable(last));
-}
-
-void tst_simulator::unitsApart_data()
-{
-    // A command, its unit, and the value its 2021 (on battery) comes to; -1: it stops answering, then answers.
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<int>("unit");
-    QTest::addColumn<int>("value");
-    QTest::newRow("mains off: on battery") << "mains 2 off" << 2 << 1;
-    QTest::newRow("silent, then back") << "silent 1 5" << 1 << -1;
-    QTest::newRow("garbled, then back") << "garble 2 3" << 2 << -1;
-}
-
-void tst_simulator::unitsApart()
-{
-    QFETCH(QString, line);
-    QFETCH(int, unit);
-    QFETCH(int, value);
-    Points before, points;
-    QVERIFY(query(3 - unit, before));
-    QCOMPARE(command(line), QString("OK"));
-    bool lost = false, reached = false;
-    for (QDeadlineTimer deadline(30000); !reached && !deadline.hasExpired();) {
-        QVERIFY2(query(3 - unit, points), "the other unit stopped answering");
-        QCOMPARE(points.value(2021), before.value(2021));
-        const bool answered = query(unit, points);
-        lost = lost || !answered;
-        reached = value < 0 ? lost && answered : answered && points.value(2021) == float(value);
-    }
-    QVERIFY(reached);
 }
 
 // Units 1-3 on a socat pty pair, unit 2 at full load; one collector per address,

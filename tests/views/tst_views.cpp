@@ -13,7 +13,6 @@
 #include <QComboBox>
 #include <QDateTimeEdit>
 #include <QFileDialog>
-#include <QGridLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
