@@ -1,7 +1,8 @@
 // The collector against the scripted driver: configuration, the polling
 // cycle and its communication state, reporting, commands and history
 // export. The collector on its own thread beside the host's:
-// tst_client_guards and tst_client_endtoend.
+// tst_client_guards; with the real driver and simulator: tst_faults and the
+// host's tests.
 
 #include "TestRig.h"
 

@@ -1,6 +1,7 @@
 // upsmon-host's NUT server as NUT's own programs see it: the real host,
 // headless, polls the simulator through a mains failure down to low battery
-// while upsc, upscmd, upsrw and upsmon (secondary) talk to it.
+// while upsc, upscmd, upsrw and upsmon (secondary) talk to it; last, the
+// unit's history downloaded through it.
 
 #include "TestRig.h"
 
@@ -189,6 +190,11 @@ void tst_nut_clients::mainsFailure()
     QVERIFY(QFileInfo(m_dir.filePath("host.marker")).lastModified()
             >= QFileInfo(m_dir.filePath("shutdown.marker")).lastModified());
     QVERIFY(run("upsc", {"-c", ups()}).trimmed().isEmpty());
+    // The unit's own history, downloaded through NUT, holds the change to battery.
+    const QString csv = m_dir.filePath("history.csv");
+    QCOMPARE(run("upscmd", {"-u", "admin", "-p", "adminpw", ups(), "vek5.history.download", csv}).trimmed(), QString("OK"));
+    QTRY_VERIFY2_WITH_TIMEOUT(QRegularExpression("\n21,[^\n]+,Appear,\\d{4}-").match(readFile(csv)).hasMatch(),
+                              readFile(csv).constData(), 20000);
 }
 
 QTEST_GUILESS_MAIN(tst_nut_clients)

@@ -280,11 +280,6 @@ int EventLog::waitFor(int from, const std::function<bool(const Event&)>& match, 
     }
 }
 
-int EventLog::waitType(int from, int type, int timeoutMs) const
-{
-    return waitFor(from, [type](const Event& e) { return e.type == type; }, timeoutMs);
-}
-
 qint64 EventLog::waitTime(int type, qint64 fromMs, int timeoutMs) const
 {
     const int i = waitFor(0, [=](const Event& e) { return e.type == type && e.atMs >= fromMs; }, timeoutMs);

@@ -161,7 +161,6 @@ public:
     // Index of the first event from index `from` on that matches, waiting up
     // to `timeoutMs` on the caller's event loop; -1 when none came.
     int waitFor(int from, const std::function<bool(const Event&)>& match, int timeoutMs) const;
-    int waitType(int from, int type, int timeoutMs) const;
     // Time of the first event of `type` at or after `fromMs`, or -1.
     qint64 waitTime(int type, qint64 fromMs, int timeoutMs) const;
     QList<qint64> times(int type, qint64 fromMs = 0) const;
