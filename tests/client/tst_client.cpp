@@ -81,7 +81,6 @@ private slots:
     void driverCreateRelease();
     void stateMachine_data();
     void stateMachine();
-    void serialWithoutPortManager();
     void pollInterval_data();
     void pollInterval();
     void alarmEvents_data();
@@ -199,23 +198,6 @@ void tst_client::stateMachine()
     }
     QTEST(client.m_commState, "finalState");
     QCOMPARE(m_driver.queryCount(), answers.size());
-}
-
-void tst_client::serialWithoutPortManager()
-{
-    vek5Client client;
-    QSignalSpy spy(&client, &CollectThread::postDEvent);
-    client.setPort("/dev/null-port", "9600,n,8,1");
-    client.control(1009, "");
-    for (int i = 0; i < 6; ++i) {
-        client.m_nextPollTime = 0;
-        client.poll();
-    }
-    QCOMPARE(m_driver.queryCount(), 0);
-    QCOMPARE(m_driver.commands().size(), 0);
-    QCOMPARE(eventTypes(spy, {1041}).size(), 1);
-    QCOMPARE(client.m_failCount, 6);
-    QVERIFY(client.m_cmdList.isEmpty());
 }
 
 // Steps: "p" polls, "c" queues a command; `cycles` is how many cycles ran;

@@ -10,7 +10,6 @@
 
 #include <QBuffer>
 #include <QRandomGenerator>
-#include <QSettings>
 #include <QtTest>
 
 #include <atomic>
@@ -111,15 +110,12 @@ private slots:
     void tcpRead();
     void openSettings_data();
     void openSettings();
-    void formatSetters_data();
-    void formatSetters();
     void bytesBothWaysAndPromptRead();
     void everyBaudRate();
     void logRotation_data();
     void logRotation();
     void modemLinesAndFlow_data();
     void modemLinesAndFlow();
-    void managerSettingsFromIni();
     void managerTickClosesIdlePorts();
     void managerHidWithoutDevice();
 };
@@ -331,45 +327,6 @@ void tst_comm::openSettings()
     QCOMPARE(int(pty.attributes().c_cc[VTIME]), 7);
 }
 
-void tst_comm::formatSetters_data()
-{
-    QTest::addColumn<QString>("settings");
-    QTest::addColumn<QString>("op");
-    QTest::addColumn<bool>("warns");
-    QTest::addColumn<QList<int>>("kept");   // data bits, parity, stop bits after the call
-    QTest::newRow("mark parity refused") << "9600,e,8,1" << "parity 4" << true << QList<int>{3, 2, 0};
-    QTest::newRow("space needs 7 bits or fewer") << "9600,n,8,1" << "parity 3" << true << QList<int>{3, 0, 0};
-    QTest::newRow("space on 6 bits") << "9600,n,6,1" << "parity 3" << false << QList<int>{2, 3, 0};
-    QTest::newRow("5 bits with 2 stops refused") << "9600,n,8,2" << "data 0" << true << QList<int>{3, 0, 1};
-    QTest::newRow("1.5 stops refused") << "9600,n,8,1" << "stop 2" << true << QList<int>{3, 0, 0};
-    QTest::newRow("closed port: refused quietly") << "closed" << "parity 4" << false << QList<int>{3, 0, 0};
-}
-
-void tst_comm::formatSetters()
-{
-    QFETCH(QString, settings);
-    QFETCH(QString, op);
-    QFETCH(QList<int>, kept);
-    Pty pty;
-    SerialPort port;
-    MessageCapture capture;
-    QVERIFY(port.CommOpen(pty.path, settings == "closed" ? "9600,n,8,1" : settings, 100));
-    if (settings == "closed")
-        port.close();
-    MessageCapture::clear();
-    const int value = op.section(' ', 1).toInt();
-    if (op.startsWith("data"))
-        port.setDataBits(DataBitsType(value));
-    else if (op.startsWith("stop"))
-        port.setStopBits(StopBitsType(value));
-    else
-        port.setParity(ParityType(value));
-    QTEST(!MessageCapture::lines().isEmpty(), "warns");
-    QCOMPARE((QList<int>{int(port.settings().DataBits), int(port.settings().Parity), int(port.settings().StopBits)}), kept);
-    if (settings != "closed")
-        QCOMPARE(bool(pty.attributes().c_cflag & CSTOPB), kept[2] == 1);
-}
-
 // The bytes cross unchanged, the traffic log records them, and a read
 // returns as soon as bytes are there: it once read again until the buffer
 // was full and waited out the whole read timer after every answer.
@@ -509,34 +466,6 @@ void tst_comm::modemLinesAndFlow()
         QCOMPARE(bool(g_lastRequest.c_cflag & CRTSCTS), flow == FLOW_HARDWARE);
         QCOMPARE(bool(g_lastRequest.c_iflag & IXON), flow == FLOW_XONXOFF);
     }
-}
-
-// Settings are read when a port is first asked for, the defaults without
-// an entry in "serial.ini", and again on ReOpen.
-void tst_comm::managerSettingsFromIni()
-{
-    QFile::remove("serial.ini");
-    MessageCapture capture;
-    Pty pty;
-    PortManage manager;
-    SerialPort* port = manager.getPortHandle(pty.path);
-    QVERIFY(port != nullptr && port->isOpen());
-    QCOMPARE(manager.getPortHandle(pty.path), port);
-    QCOMPARE(port->getPortSettings(), QString("9600,n,8,1"));
-    termios tio = pty.attributes();
-    QCOMPARE(uint(cfgetospeed(&tio)), uint(B9600));
-    QCOMPARE(int(tio.c_cc[VTIME]), 10);
-    {
-        QSettings ini("serial.ini", QSettings::IniFormat);
-        ini.setValue(pty.path + "/param", "38400,n,8,1");
-        ini.setValue(pty.path + "/timeout", 800);
-    }
-    QCOMPARE(manager.ReOpen(pty.path), port);
-    QCOMPARE(port->getPortSettings(), QString("38400,n,8,1"));
-    tio = pty.attributes();
-    QCOMPARE(uint(cfgetospeed(&tio)), uint(B38400));
-    QCOMPARE(int(tio.c_cc[VTIME]), 8);
-    QFile::remove("serial.ini");
 }
 
 // The tick closes ports nobody used since the last tick, waiting for a

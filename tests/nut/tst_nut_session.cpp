@@ -1,7 +1,6 @@
-// The NUT server's pure parts: framing and word splitting, the users file,
-// and the session state machine against a table-driven unit directory; then
-// the server's settings and the limits it keeps its clients within, over
-// loopback.
+// The NUT server's pure parts: framing and word splitting, and the session
+// state machine with its users against a table-driven unit directory; then
+// the server's settings, users file and client limits over loopback.
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -58,8 +57,6 @@ private slots:
     void framing();
     void session_data();
     void session();
-    void usersFile_data();
-    void usersFile();
     void serverLimits_data();
     void serverLimits();
 };
@@ -176,31 +173,6 @@ void tst_nut_session::session()
         QCOMPARE(session.finished(), script.last() == "LOGOUT");
     }
     QVERIFY(state.logins.isEmpty());   // a closed session no longer counts as logged in
-}
-
-void tst_nut_session::usersFile_data()
-{
-    QTest::addColumn<int>("permissions");
-    QTest::addColumn<bool>("accepted");
-    QTest::newRow("owner only") << int(QFile::ReadOwner | QFile::WriteOwner) << true;
-    QTest::newRow("world-readable") << int(QFile::ReadOwner | QFile::ReadOther) << false;
-}
-
-void tst_nut_session::usersFile()
-{
-    QFETCH(int, permissions);
-    QFETCH(bool, accepted);
-    QTemporaryDir dir;
-    const QString path = dir.filePath("upsd.users");
-    NutUsers users;
-    QString error;
-    QStringList problems;
-    QVERIFY(users.load(path, &error, &problems));   // no file: no users
-    QCOMPARE(users.count(), 0);
-    QVERIFY(writeFile(path, kUsers) && QFile::setPermissions(path, QFile::Permissions(permissions)));
-    QCOMPARE(users.load(path, &error, &problems), accepted);
-    QCOMPARE(users.count(), accepted ? 4 : 0);
-    QCOMPARE(error.contains("readable by anyone"), !accepted);
 }
 
 void tst_nut_session::serverLimits_data()
