@@ -28,10 +28,14 @@ void capture(QtMsgType, const QMessageLogContext&, const QString& text)
 MessageCapture::MessageCapture() : m_previous(qInstallMessageHandler(capture)) { clear(); }
 MessageCapture::~MessageCapture() { qInstallMessageHandler(m_previous); }
 
+// Copies that share no data with the live lists, made under their lock: a
+// copy sharing it would detach later, unlocked, while another thread appends.
 QStringList MessageCapture::lines()
 {
     std::lock_guard<std::mutex> guard(g_messageLock);
-    return g_messages;
+    QStringList copy = g_messages;
+    copy.detach();
+    return copy;
 }
 
 void MessageCapture::clear()
@@ -262,7 +266,9 @@ void EventLog::attach(CollectThread* collector)
 QList<EventLog::Event> EventLog::events() const
 {
     std::lock_guard<std::mutex> guard(m_lock);
-    return m_events;
+    QList<Event> copy = m_events;
+    copy.detach();
+    return copy;
 }
 
 int EventLog::waitFor(int from, const std::function<bool(const Event&)>& match, int timeoutMs) const
