@@ -19,9 +19,13 @@ for p in "${wanted[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$p")
 done
 
-if [ "${#missing[@]}" -gt 0 ]; then
-  echo "Installing: ${missing[*]}"
-  export DEBIAN_FRONTEND=noninteractive
-  apt-get update
-  apt-get install -y --no-install-recommends "${missing[@]}"
+if [ "${#missing[@]}" -eq 0 ]; then
+  echo "Packages: all ${#wanted[@]} present, none installed"
+  exit 0
 fi
+echo "Packages: installing ${#missing[@]} of ${#wanted[@]}: ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+apt-get update
+apt-get install -y --no-install-recommends "${missing[@]}"
+echo "Packages: installed ${#missing[@]}:"
+dpkg-query -W -f='  ${Package} ${Version}\n' "${missing[@]}"

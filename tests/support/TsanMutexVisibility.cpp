@@ -2,13 +2,29 @@
 // sanitizer cannot see two hand-overs that Qt makes through its own futexes:
 // QMutex's lock and unlock, and a QThread's end to the thread whose wait()
 // returned. These definitions take the place of Qt's and of pthread_create
-// for the calls this program and the plugin make, forward to the real ones
-// and tell the sanitizer about the acquire and release.
+// for the calls this program, the plugin and QtTest make, forward to the
+// real ones and tell the sanitizer about the hand-over.
+//
+// A thread's end goes through a real (intercepted) mutex and condition
+// variable rather than a __tsan_release/__tsan_acquire pair. QThread::wait()
+// returns as soon as QThread marks itself finished, which it does in a
+// clean-up handler before the start routine has returned to us. A release
+// made after the routine could therefore come after the waiter's acquire,
+// which then saw nothing: the verdict depended on which thread ran first.
+// Here wait() also waits, briefly, until the routine has really returned,
+// so every access the thread made is ordered before the waiter goes on, on
+// every schedule. QtTest's own watchdog thread is joined the same way, which
+// is why no suppression for it is needed.
 
 #if defined(__SANITIZE_THREAD__)
 
 #include <QMutex>
 #include <QThread>
+
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <mutex>
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -22,21 +38,78 @@ F next(const char* name, const char* version = nullptr)
     return reinterpret_cast<F>(version ? dlvsym(RTLD_NEXT, name, version) : dlsym(RTLD_NEXT, name));
 }
 
+// Start routines counted per argument (a QThread's routine gets the
+// QThread): how many were started and how many have returned. Counts rather
+// than a flag, because a QThread deleted from its own finished() signal can
+// leave its address to a new one while its routine is still returning.
+class Lifetimes
+{
+public:
+    static Lifetimes& instance()
+    {
+        static auto* lifetimes = new Lifetimes; // outlives every thread
+        return *lifetimes;
+    }
+
+    void started(const void* argument)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        ++counts_[argument].started;
+    }
+
+    void ended(const void* argument)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        ++counts_[argument].ended;
+        changed_.notify_all();
+    }
+
+    // Returns once every routine started with this argument has returned.
+    // The bound only keeps a thread that never returns (a cancelled one whose
+    // unwinding was skipped) from hanging the test.
+    void awaitEnd(const void* argument)
+    {
+        std::unique_lock<std::mutex> lock(mutex_);
+        const auto found = counts_.find(argument);
+        if (found == counts_.end())
+            return;
+        changed_.wait_for(lock, std::chrono::seconds(10),
+                          [&] { return found->second.ended >= found->second.started; });
+        if (found->second.ended >= found->second.started)
+            counts_.erase(found);
+    }
+
+private:
+    struct Count
+    {
+        unsigned started = 0;
+        unsigned ended = 0;
+    };
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::map<const void*, Count> counts_;
+};
+
 struct Start
 {
     void* (*routine)(void*);
     void* argument;
 };
 
-// A QThread's start routine gets the QThread: once it has returned, the
-// thread is done with the object.
-void* startAndRelease(void* p)
+// Counts the routine's end however it leaves: by returning, or by the
+// unwinding of a cancellation.
+struct EndOnExit
+{
+    const void* argument;
+    ~EndOnExit() { Lifetimes::instance().ended(argument); }
+};
+
+void* startCounted(void* p)
 {
     const Start start = *static_cast<Start*>(p);
     delete static_cast<Start*>(p);
-    void* result = start.routine(start.argument);
-    __tsan_release(start.argument);
-    return result;
+    const EndOnExit end {start.argument};
+    return start.routine(start.argument);
 }
 
 } // namespace
@@ -46,7 +119,14 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
 {
     using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
     static const auto real = next<Create>("pthread_create");
-    return real(thread, attributes, startAndRelease, new Start {routine, argument});
+    Lifetimes::instance().started(argument);
+    auto* start = new Start {routine, argument};
+    const int result = real(thread, attributes, startCounted, start);
+    if (result != 0) {
+        delete start;
+        Lifetimes::instance().ended(argument);
+    }
+    return result;
 }
 
 bool QThread::wait(QDeadlineTimer deadline)
@@ -54,7 +134,7 @@ bool QThread::wait(QDeadlineTimer deadline)
     static const auto real = next<bool (*)(QThread*, QDeadlineTimer)>("_ZN7QThread4waitE14QDeadlineTimer", "Qt_5");
     const bool finished = real(this, deadline);
     if (finished)
-        __tsan_acquire(this);
+        Lifetimes::instance().awaitEnd(this);
     return finished;
 }
 
@@ -63,7 +143,7 @@ bool QThread::wait(unsigned long time)
     static const auto real = next<bool (*)(QThread*, unsigned long)>("_ZN7QThread4waitEm", "Qt_5");
     const bool finished = real(this, time);
     if (finished)
-        __tsan_acquire(this);
+        Lifetimes::instance().awaitEnd(this);
     return finished;
 }
 
