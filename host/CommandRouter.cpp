@@ -3,6 +3,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
+
 #include "CommandTable.h"
 #include "EventFormatter.h"
 #include "UnitSession.h"
@@ -36,6 +38,18 @@ void CommandRouter::addSession(UnitSession* s)
         if (e.type == EventFormatter::CommandResult && e.code == kHistoryDownload)
             onHistoryWritten(e.unit);
     });
+}
+
+void CommandRouter::removeSession(const QString& unit)
+{
+    if (UnitSession* s = m_sessions.take(unit))
+        disconnect(s, nullptr, this, nullptr);
+    for (int i = m_pending.size() - 1; i >= 0; --i)
+        if (m_pending.at(i).unit == unit)
+            settle(i, false, QStringLiteral("the unit was removed from the configuration"));
+    m_deferred.erase(std::remove_if(m_deferred.begin(), m_deferred.end(),
+                                    [&unit](const Deferred& d) { return d.unit == unit; }),
+                     m_deferred.end());
 }
 
 void CommandRouter::clear()

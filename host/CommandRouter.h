@@ -24,6 +24,8 @@ public:
     explicit CommandRouter(QObject* parent = nullptr);
 
     void addSession(UnitSession* session);
+    // The unit leaves (a reload): what waits for it is settled as not confirmed.
+    void removeSession(const QString& unit);
     void clear();
 
     // Queues a command on a unit. False with a reason for an unknown unit or

@@ -1,6 +1,6 @@
 #include "DataLog.h"
 
-bool DataLog::open(const QString& path, const QStringList& headings, QString* error)
+bool DataLog::open(const QString& path, const QStringList headings, QString* error)
 {
     m_file.close();
     m_file.setFileName(path);
@@ -9,6 +9,7 @@ bool DataLog::open(const QString& path, const QStringList& headings, QString* er
             *error = QStringLiteral("cannot write data log %1: %2").arg(path, m_file.errorString());
         return false;
     }
+    m_headings = headings;
     m_columns = headings.size();
     if (m_file.size() == 0) {
         QStringList header{QStringLiteral("Time"), QStringLiteral("Unit")};

@@ -13,8 +13,12 @@
 class DataLog
 {
 public:
-    bool open(const QString& path, const QStringList& headings, QString* error);
+    // `headings` by value: reopen() passes the member it replaces.
+    bool open(const QString& path, const QStringList headings, QString* error);
     bool isOpen() const { return m_file.isOpen(); }
+    // Opens the same path again: after a rotation (mv) the rows go to a new
+    // file, which gets the header.
+    bool reopen(QString* error) { return open(m_file.fileName(), m_headings, error); }
     // Writes one row and flushes it, so a reader sees whole rows only.
     bool append(const QString& time, const QString& unit, const QStringList& values);
     void close() { m_file.close(); }
@@ -25,6 +29,7 @@ public:
 
 private:
     QFile m_file;
+    QStringList m_headings;
     int m_columns = 0;
 };
 

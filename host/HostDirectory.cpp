@@ -12,16 +12,18 @@ HostDirectory::HostDirectory(CommandRouter* router, QObject* parent)
 void HostDirectory::setUnits(const QList<QPair<QString, QString>>& units)
 {
     const std::lock_guard<std::mutex> locker(m_lock);
+    // Units that stay keep their snapshot (a reload).
+    QMap<QString, UnitStatus> board;
     m_units.clear();
     m_descriptions.clear();
-    m_board.clear();
     for (const auto& u : units) {
         m_units += u.first;
         m_descriptions.insert(u.first, u.second);
-        UnitStatus s;
+        UnitStatus s = m_board.value(u.first);
         s.unit = u.first;
-        m_board.insert(u.first, s);
+        board.insert(u.first, s);
     }
+    m_board = board;
 }
 
 void HostDirectory::publish(const UnitStatus& status)

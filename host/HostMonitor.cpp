@@ -5,6 +5,8 @@
 #include <QDebug>
 #include <QFileInfo>
 
+#include <algorithm>
+
 #include "CollectThread.h"
 #include "HistoryCodeMap.h"
 #include "NutSettings.h"
@@ -105,28 +107,16 @@ bool HostMonitor::loadPlugin(QString* error)
     return true;
 }
 
-bool HostMonitor::start(bool withViews, QString* error)
+bool HostMonitor::start(const HostConfig& config, bool withViews, QString* error)
 {
-    const QString configDir = m_options.configDir.isEmpty()
-        ? HostConfig::dbDir(QCoreApplication::applicationDirPath()) : m_options.configDir;
-    if (!m_config.load(configDir, error))
-        return false;
+    m_config = config;
+    m_withViews = withViews;
+    const QString configDir = m_config.dir();
     // The collectors read their own keys from the program's directory.
     const QString pluginDir = HostConfig::dbDir(QCoreApplication::applicationDirPath());
     if (QFileInfo(configDir).canonicalFilePath() != QFileInfo(pluginDir).canonicalFilePath()) {
         *error = QStringLiteral("--config %1: the plugin reads its units from %2; make that a link "
                                 "to %1 (the package links it to /etc/vek5m)").arg(configDir, pluginDir);
-        return false;
-    }
-    QList<UnitSettings> runnable;
-    for (const UnitSettings& u : m_config.unitSettings()) {
-        for (const QString& p : u.problems)
-            emitLine(u.name, QStringLiteral("error"), QStringLiteral("not started: %1").arg(p));
-        if (u.problems.isEmpty())
-            runnable += u;
-    }
-    if (runnable.isEmpty()) {
-        *error = QStringLiteral("no unit has a usable configuration (see upsmon-host --check-config)");
         return false;
     }
     for (const UnitCommand& c : m_options.commands) {
@@ -142,7 +132,7 @@ bool HostMonitor::start(bool withViews, QString* error)
         return false;
 
     m_formatter.setEventTexts(m_factory->getEventLogDesc());
-    const QStringList headings = m_factory->getDataLogDesc();
+    m_dataLogHeadings = m_factory->getDataLogDesc();
 
     // Collectors read the code map when they are made, so it goes in first.
     bool written = false;
@@ -158,41 +148,20 @@ bool HostMonitor::start(bool withViews, QString* error)
         qWarning() << "collectors read the history code map relative to the working directory;"
                    << "run from" << QCoreApplication::applicationDirPath() << "for named history codes";
 
-    if (!m_options.dataLogPath.isEmpty() && !m_dataLog.open(m_options.dataLogPath, headings, error))
+    if (!m_options.dataLogPath.isEmpty() && !m_dataLog.open(m_options.dataLogPath, m_dataLogHeadings, error))
         return false;
 
-    NutServerConfig nut;
-    nut.maxAge = m_config.maxAge();
-    if (!nut.load(m_config.dir() + QStringLiteral("/param.ini"), m_config.dir(), m_options.nutListen, error)
-        || !m_nut.start(nut, error))
-        return false;
+    m_nut.start(m_config.nut(), m_config.users());
     m_runner.setShutdownGate([this](std::function<void()> proceed) { m_nut.holdShutdown(std::move(proceed)); });
 
     m_portManage = PortManage::instance();
-    const int answerTimeout = m_options.answerTimeout > 0 ? m_options.answerTimeout
-                                                          : m_config.answerTimeout();
-    StatusModel::Limits limits;
-    limits.chargeLow = m_config.policy().chargeLow > 0 ? m_config.policy().chargeLow : -1;
-    limits.runtimeLow = m_config.policy().runtimeLow > 0 ? m_config.policy().runtimeLow : -1;
-    limits.maxAgeSeconds = m_config.maxAge();
-    QList<QPair<QString, QString>> directoryUnits;
-    for (const UnitSettings& unit : qAsConst(runnable)) {
-        CollectThread* collector = m_factory->create(m_portManage);
-        if (!collector) {
-            *error = QStringLiteral("the plugin made no collector for unit %1").arg(unit.name);
+    for (const UnitSettings& unit : m_config.unitSettings()) {
+        if (!addUnit(unit, error)) {
             shutdown();
             return false;
         }
-        auto* session = new UnitSession(unit, collector, &m_formatter, limits, this);
-        connect(session, &UnitSession::hostEvent, this, &HostMonitor::hostEvent);
-        connect(session, &UnitSession::commStateChanged, this, &HostMonitor::commStateChanged);
-        connect(session, &UnitSession::statusChanged, this, &HostMonitor::onStatus);
-        connect(session, &UnitSession::derivedEvent, this, &HostMonitor::onDerived);
-        m_sessions += session;
-        m_router.addSession(session);
-        directoryUnits += qMakePair(unit.name, unit.target());
     }
-    m_directory.setUnits(directoryUnits);
+    publishUnits();
     if (!startMetrics(error)) {
         shutdown();
         return false;
@@ -202,6 +171,7 @@ bool HostMonitor::start(bool withViews, QString* error)
         if (!m_router.sendWhenAnswered(c.unit, c.name, c.value, &commandError))
             emitLine(c.unit, QStringLiteral("error"), commandError);
     }
+    const int answerTimeout = m_options.answerTimeout > 0 ? m_options.answerTimeout : m_config.answerTimeout();
     for (UnitSession* s : qAsConst(m_sessions))
         s->start(withViews, answerTimeout);
     m_tickTimer.start(1000);
@@ -211,6 +181,120 @@ bool HostMonitor::start(bool withViews, QString* error)
                                                       : m_config.logInterval();
     m_dataLogTimer.start(logInterval * 1000);
     return true;
+}
+
+StatusModel::Limits HostMonitor::limits() const
+{
+    StatusModel::Limits limits;
+    limits.chargeLow = m_config.policy().chargeLow > 0 ? m_config.policy().chargeLow : -1;
+    limits.runtimeLow = m_config.policy().runtimeLow > 0 ? m_config.policy().runtimeLow : -1;
+    limits.maxAgeSeconds = m_config.maxAge();
+    return limits;
+}
+
+bool HostMonitor::addUnit(const UnitSettings& unit, QString* error)
+{
+    CollectThread* collector = m_factory->create(m_portManage);
+    if (!collector) {
+        *error = QStringLiteral("the plugin made no collector for unit %1").arg(unit.name);
+        return false;
+    }
+    auto* session = new UnitSession(unit, collector, &m_formatter, limits(), this);
+    connect(session, &UnitSession::hostEvent, this, &HostMonitor::hostEvent);
+    connect(session, &UnitSession::commStateChanged, this, &HostMonitor::commStateChanged);
+    connect(session, &UnitSession::statusChanged, this, &HostMonitor::onStatus);
+    connect(session, &UnitSession::derivedEvent, this, &HostMonitor::onDerived);
+    m_sessions += session;
+    m_router.addSession(session);
+    return true;
+}
+
+bool HostMonitor::removeUnit(UnitSession* session)
+{
+    m_router.removeSession(session->settings().name);
+    m_sessions.removeOne(session);
+    disconnect(session, nullptr, this, nullptr);
+    const bool stopped = session->stop();
+    delete session;
+    return stopped;
+}
+
+void HostMonitor::publishUnits()
+{
+    QList<QPair<QString, QString>> units;
+    for (const UnitSession* s : qAsConst(m_sessions))
+        units += qMakePair(s->settings().name, s->settings().target());
+    m_directory.setUnits(units);
+}
+
+QString HostMonitor::reload(const HostConfig& next)
+{
+    QStringList added, removed, restarted, kept;
+    bool heldBack = false;  // window mode: the window holds the units' panels for its life
+    QList<UnitSettings> toStart;
+    for (UnitSession* s : QList<UnitSession*>(m_sessions)) {
+        const QString name = s->settings().name;
+        const auto it = std::find_if(next.unitSettings().cbegin(), next.unitSettings().cend(),
+                                     [&name](const UnitSettings& u) { return u.name == name; });
+        if (it != next.unitSettings().cend() && *it == s->settings()) {
+            kept += name;
+            continue;
+        }
+        if (m_withViews) {
+            heldBack = true;
+            kept += name;
+            continue;
+        }
+        if (!removeUnit(s))
+            emitLine(name, QStringLiteral("error"), QStringLiteral("its collector was blocked and is abandoned"));
+        if (it == next.unitSettings().cend())
+            removed += name;
+        else {
+            restarted += name;
+            toStart += *it;
+        }
+    }
+    for (const UnitSettings& u : next.unitSettings()) {
+        if (kept.contains(u.name) || restarted.contains(u.name))
+            continue;
+        heldBack = heldBack || m_withViews;
+        if (!m_withViews) {
+            added += u.name;
+            toStart += u;
+        }
+    }
+    m_config = next;
+    m_policy.setSettings(m_config.policy());
+    m_runner.configure(m_config.policy(), m_options.dryRun);
+    m_nut.start(m_config.nut(), m_config.users());
+    const int answerTimeout = m_options.answerTimeout > 0 ? m_options.answerTimeout : m_config.answerTimeout();
+    for (const UnitSettings& u : qAsConst(toStart)) {
+        QString error;
+        if (!addUnit(u, &error)) {
+            emitLine(u.name, QStringLiteral("error"), QStringLiteral("not started: %1").arg(error));
+            continue;
+        }
+        m_sessions.last()->start(m_withViews, answerTimeout);
+    }
+    for (UnitSession* s : qAsConst(m_sessions))
+        s->setLimits(limits());
+    publishUnits();
+    if (m_metrics && m_metrics->listen() != m_config.metricsListen())
+        m_metrics.reset();
+    QString error;
+    if (!m_metrics && !startMetrics(&error))
+        emitLine(QString(), QStringLiteral("error"), error);
+    if (m_options.logInterval <= 0)
+        m_dataLogTimer.start(m_config.logInterval() * 1000);
+    if (m_dataLog.isOpen() && !m_dataLog.reopen(&error))
+        emitLine(QString(), QStringLiteral("error"), error);
+
+    const auto part = [](const char* what, const QStringList& units) {
+        return units.isEmpty() ? QString() : QStringLiteral("; %1 %2").arg(QLatin1String(what), units.join(QStringLiteral(", ")));
+    };
+    return QStringLiteral("configuration reloaded: %1 units%2%3%4; policy, NUT users and limits applied%5")
+        .arg(m_sessions.size()).arg(part("added", added), part("removed", removed), part("restarted", restarted))
+        .arg(heldBack ? QStringLiteral("; the window keeps its units until the host restarts") : QString());
 }
 
 void HostMonitor::writeDataLog()
@@ -283,13 +367,14 @@ void HostMonitor::tick()
 
 bool HostMonitor::startMetrics(QString* error)
 {
-    const QString listen = m_options.metricsListen.isEmpty() ? m_config.metricsListen()
-                                                             : m_options.metricsListen;
+    const QString listen = m_config.metricsListen();
     if (listen.isEmpty())
         return true;
     m_metrics = std::make_unique<MetricsExporter>(m_directory);
-    if (!m_metrics->start(listen, error))
+    if (!m_metrics->start(listen, error)) {
+        m_metrics.reset();
         return false;
+    }
     connect(&m_router, &CommandRouter::commandOutcome, m_metrics.get(), &MetricsExporter::recordCommand);
     qInfo().noquote() << "metrics on" << m_metrics->url();
     return true;

@@ -21,6 +21,7 @@
 #include "HostDirectory.h"
 #include "Policy.h"
 #include "PolicyRunner.h"
+#include "StatusModel.h"
 #include "EventFormatter.h"
 #include "HostConfig.h"
 #include "HostEvent.h"
@@ -39,9 +40,16 @@ public:
     explicit HostMonitor(const HostOptions& options, QObject* parent = nullptr);
     ~HostMonitor() override;
 
-    // Everything up to the collectors' threads running. False with a
-    // readable reason; nothing is left running then.
-    bool start(bool withViews, QString* error);
+    // Everything up to the collectors' threads running, with a
+    // configuration that passed its check. False with a readable reason;
+    // nothing is left running then.
+    bool start(const HostConfig& config, bool withViews, QString* error);
+    // SIGHUP: applies a configuration that passed its check. Units added,
+    // removed or changed start, stop or restart; the policy's limits, the
+    // NUT users and limits apply at once; NUT clients stay connected and an
+    // episode in progress keeps its state. The data log is reopened (log
+    // rotation). Returns what changed, for the log.
+    QString reload(const HostConfig& next);
     // Stops and deletes every collector (and with it its panel). Must run
     // before any widget that holds a panel is destroyed. Collectors still
     // blocked in a cycle after 2 s are abandoned; their units are returned.
@@ -70,6 +78,12 @@ signals:
 
 private:
     bool loadPlugin(QString* error);
+    bool addUnit(const UnitSettings& unit, QString* error);
+    // Stops the unit's collector and lets its session go; false when the
+    // collector had to be abandoned.
+    bool removeUnit(UnitSession* session);
+    void publishUnits();
+    StatusModel::Limits limits() const;
     // The /metrics endpoint when --metrics-listen or [metrics] listen asks for it.
     bool startMetrics(QString* error);
     void onStatus(const UnitStatus& status);
@@ -80,6 +94,8 @@ private:
 
     HostOptions m_options;
     HostConfig m_config;
+    bool m_withViews = false;
+    QStringList m_dataLogHeadings;
     EventFormatter m_formatter;
     DataLog m_dataLog;
     QLibrary m_driver;

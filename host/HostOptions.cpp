@@ -39,6 +39,11 @@ struct Options
                        "PVMX/drovaPanel/db under the program's directory)."), QStringLiteral("dir")};
     QCommandLineOption checkConfig{QStringLiteral("check-config"),
         QStringLiteral("Check the configuration, print one line per problem; exit 1 if there are any.")};
+    QCommandLineOption print{QStringLiteral("print"),
+        QStringLiteral("With --check-config: print every host setting as it will be used.")};
+    QCommandLineOption asUser{QStringLiteral("as-user"),
+        QStringLiteral("With --check-config: check that this user (the service's) can read the NUT users file."),
+        QStringLiteral("user")};
     QCommandLineOption plugin{QStringLiteral("plugin"),
         QStringLiteral("Plugin file (default: libvek5m_10-30k_Client.so next to the program)."),
         QStringLiteral("path")};
@@ -78,7 +83,7 @@ struct Options
 
     void addTo(QCommandLineParser* p) const
     {
-        p->addOptions({help, version, config, checkConfig, plugin, driver, headless, json, showData,
+        p->addOptions({help, version, config, checkConfig, print, asUser, plugin, driver, headless, json, showData,
                        verbose, dryRun, datalog, duration, logInterval, answerTimeout, level, nutListen, command,
                        metricsListen});
     }
@@ -129,6 +134,12 @@ bool HostOptions::parse(const QStringList& args, bool hasDisplay, HostOptions* o
     o.driverPath = p.value(opt.driver);
     o.configDir = p.value(opt.config);
     o.checkConfig = p.isSet(opt.checkConfig);
+    o.printConfig = p.isSet(opt.print);
+    o.asUser = p.value(opt.asUser);
+    if ((o.printConfig || !o.asUser.isEmpty()) && !o.checkConfig) {
+        *error = QStringLiteral("--print and --as-user go with --check-config");
+        return false;
+    }
     o.dryRun = p.isSet(opt.dryRun);
     o.verbose = p.isSet(opt.verbose);
     o.headless = p.isSet(opt.headless) || !hasDisplay || o.checkConfig;

@@ -31,6 +31,8 @@ struct HostOptions
     QList<UnitCommand> commands;   // each sent to its unit after the unit's first answer
     QString configDir;          // empty: <program dir>/PVMX/drovaPanel/db
     bool checkConfig = false;   // check the configuration, print problems, exit
+    bool printConfig = false;   // with checkConfig: also every effective setting
+    QString asUser;             // with checkConfig: check the users file for this user's rights
     bool dryRun = false;        // print the policy's commands instead of running them
     bool verbose = false;       // every plugin debug line, repeats included
     QString nutListen;          // NUT server ADDR:PORT[,...]; empty: param.ini [nut] listen

@@ -9,6 +9,7 @@
 namespace {
 
 int g_pipe[2] = {-1, -1};
+const int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 void onSignal(int sig)
 {
@@ -33,8 +34,8 @@ SignalWatcher::SignalWatcher(QObject* parent) : QObject(parent)
     sa.sa_handler = onSignal;
     sigemptyset(&sa.sa_mask);
     sa.sa_flags = SA_RESTART;
-    sigaction(SIGINT, &sa, nullptr);
-    sigaction(SIGTERM, &sa, nullptr);
+    for (int sig : kSignals)
+        sigaction(sig, &sa, nullptr);
 }
 
 SignalWatcher::~SignalWatcher()
@@ -44,8 +45,8 @@ SignalWatcher::~SignalWatcher()
     struct sigaction sa {};
     sa.sa_handler = SIG_DFL;
     sigemptyset(&sa.sa_mask);
-    sigaction(SIGINT, &sa, nullptr);
-    sigaction(SIGTERM, &sa, nullptr);
+    for (int sig : kSignals)
+        sigaction(sig, &sa, nullptr);
     delete m_notifier;
     m_notifier = nullptr;
     ::close(g_pipe[0]);
@@ -56,6 +57,10 @@ SignalWatcher::~SignalWatcher()
 void SignalWatcher::readPipe()
 {
     unsigned char byte = 0;
-    while (::read(g_pipe[0], &byte, 1) == 1)
-        emit terminationRequested(byte);
+    while (::read(g_pipe[0], &byte, 1) == 1) {
+        if (byte == SIGHUP)
+            emit reloadRequested();
+        else
+            emit terminationRequested(byte);
+    }
 }

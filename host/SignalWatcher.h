@@ -1,9 +1,9 @@
 #ifndef SIGNALWATCHER_H
 #define SIGNALWATCHER_H
 
-// Turns SIGINT and SIGTERM into a Qt signal on the event loop (self-pipe:
-// the handler only writes one byte, the notifier reads it on the host's
-// thread), so the host can stop its collectors cleanly.
+// Turns SIGINT, SIGTERM and SIGHUP into Qt signals on the event loop
+// (self-pipe: the handler only writes one byte, the notifier reads it on the
+// host's thread), so the host can stop its collectors cleanly or reload.
 
 #include <QObject>
 #include <QSocketNotifier>
@@ -19,6 +19,7 @@ public:
 
 signals:
     void terminationRequested(int signalNumber);
+    void reloadRequested();
 
 private:
     void readPipe();

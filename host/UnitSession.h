@@ -62,6 +62,7 @@ public:
     void sendCommand(int id, const QString& value);
     // Ages the data (STALE).
     void tick(qint64 nowMs);
+    void setLimits(const StatusModel::Limits& limits) { m_model.setLimits(limits); }
     // The host's shutdown policy fired (true) or its episode ended (false).
     void setForcedShutdown(bool on);
 

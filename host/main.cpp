@@ -8,7 +8,9 @@
 #include <QFile>
 #include <QTimer>
 
+#include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <unistd.h>
 
@@ -24,6 +26,33 @@ namespace {
 void printErr(const QString& text)
 {
     std::fprintf(stderr, "upsmon-host: %s\n", qPrintable(text));
+}
+
+// Start-up, SIGHUP and --check-config read the configuration through this
+// one function.
+HostConfig readConfig(const HostOptions& options)
+{
+    HostConfig config;
+    config.load(options.configDir.isEmpty() ? HostConfig::dbDir(QCoreApplication::applicationDirPath())
+                                            : options.configDir,
+                ConfigOverrides{options.nutListen, options.metricsListen, options.asUser});
+    for (const QString& w : config.warnings())
+        printErr(QStringLiteral("warning: %1").arg(w));
+    return config;
+}
+
+int checkConfig(const HostOptions& options)
+{
+    const HostConfig config = readConfig(options);
+    if (options.printConfig)
+        for (const QString& line : config.effective())
+            std::printf("%s\n", qPrintable(line));
+    const QStringList problems = config.problems();
+    for (const QString& p : problems)
+        std::printf("%s\n", qPrintable(p));
+    if (problems.isEmpty())
+        std::printf("%s: %d units, no problems\n", qPrintable(config.dir()), int(config.units().size()));
+    return problems.isEmpty() ? 0 : 1;
 }
 
 } // namespace
@@ -51,38 +80,45 @@ int main(int argc, char* argv[])
     LogFilter::install(options.verbose);
     if (options.checkConfig) {
         QCoreApplication app(argc, argv);
-        HostConfig config;
-        const QString dir = options.configDir.isEmpty()
-            ? HostConfig::dbDir(QCoreApplication::applicationDirPath()) : options.configDir;
-        if (!config.load(dir, &error)) {
-            std::printf("%s\n", qPrintable(error));
-            return 1;
-        }
-        const QStringList problems = config.problems();
-        for (const QString& p : problems)
-            std::printf("%s\n", qPrintable(p));
-        if (problems.isEmpty())
-            std::printf("%s: %d units, no problems\n", qPrintable(dir), int(config.units().size()));
-        return problems.isEmpty() ? 0 : 1;
+        return checkConfig(options);
     }
 
     std::unique_ptr<QCoreApplication> app(options.headless ? new QCoreApplication(argc, argv)
                                                            : new QApplication(argc, argv));
     QCoreApplication::setApplicationName(QStringLiteral("upsmon-host"));
 
-    SignalWatcher watcher;
-    QObject::connect(&watcher, &SignalWatcher::terminationRequested, app.get(), [&](int sig) {
-        printErr(QStringLiteral("signal %1, stopping").arg(sig));
-        QCoreApplication::quit();
-    });
+    const HostConfig config = readConfig(options);
+    if (!config.problems().isEmpty()) {
+        for (const QString& p : config.problems())
+            printErr(p);
+        printErr(QStringLiteral("not started: the configuration has %1 problem(s) (upsmon-host --check-config)")
+                     .arg(config.problems().size()));
+        return 1;
+    }
 
     HostMonitor monitor(options);
+    SignalWatcher watcher;
+    QObject::connect(&watcher, &SignalWatcher::terminationRequested, app.get(), [&](int sig) {
+        printErr(QStringLiteral("signal %1 (%2), stopping").arg(sig).arg(QLatin1String(sigabbrev_np(sig))));
+        QCoreApplication::quit();
+    });
+    QObject::connect(&watcher, &SignalWatcher::reloadRequested, &monitor, [&] {
+        const HostConfig next = readConfig(options);
+        if (!next.problems().isEmpty()) {
+            for (const QString& p : next.problems())
+                printErr(p);
+            printErr(QStringLiteral("signal 1 (HUP): reload refused, the running configuration stays (%1 problem(s))")
+                         .arg(next.problems().size()));
+            return;
+        }
+        printErr(QStringLiteral("signal 1 (HUP): %1").arg(monitor.reload(next)));
+    });
     std::unique_ptr<ConsoleOutput> console;
     if (options.headless) {
         console.reset(new ConsoleOutput(options.json, options.showData));
         QObject::connect(&monitor, &HostMonitor::hostEvent, console.get(), &ConsoleOutput::print);
     }
-    if (!monitor.start(!options.headless, &error)) {
+    if (!monitor.start(config, !options.headless, &error)) {
         printErr(error);
         return 1;
     }

@@ -47,6 +47,7 @@ bool MetricsExporter::start(const QString& listen, QString* error)
         *error = QStringLiteral("cannot serve metrics on %1: %2").arg(listen, QString::fromLocal8Bit(e.what()));
         return false;
     }
+    m_listen = listen;
     m_host = QString::fromStdString(address.substr(0, address.rfind(':')));
     m_exposer->RegisterCollectable(m_units);
     m_exposer->RegisterCollectable(m_process);

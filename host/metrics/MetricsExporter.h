@@ -35,6 +35,8 @@ public:
     // Listens on `listen` (see bindAddress). False with a readable reason;
     // nothing listens then.
     bool start(const QString& listen, QString* error);
+    // What start() was given.
+    QString listen() const { return m_listen; }
     // The port listened on; 0 before a successful start.
     int port() const;
     // "http://ADDR:PORT/metrics" with the port listened on; empty before a
@@ -47,6 +49,7 @@ public slots:
 private:
     std::shared_ptr<StatusCollector> m_units;
     std::shared_ptr<ProcessCollector> m_process;
+    QString m_listen;
     QString m_host;     // as given, or the loopback address for a bare port
     std::unique_ptr<prometheus::Exposer> m_exposer;   // last: stops serving before the collectors go
 };

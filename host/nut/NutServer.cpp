@@ -2,10 +2,10 @@
 
 #include <QDebug>
 #include <QDir>
-#include <QSettings>
 #include <QTcpServer>
 #include <QTcpSocket>
 
+#include <algorithm>
 #include <memory>
 
 #include "NutLineParser.h"
@@ -13,7 +13,6 @@
 
 namespace {
 
-const char* const kDefaultListen = "127.0.0.1:3493";
 const qint64 kMaxUnsentBytes = 1 << 20;   // a client that stops reading is dropped
 const qint64 kReadBufferBytes = 64 * 1024;
 
@@ -87,42 +86,6 @@ bool NutServerConfig::parseListen(const QString& text, QList<QPair<QHostAddress,
     return true;
 }
 
-bool NutServerConfig::load(const QString& paramIni, const QString& configDir,
-                           const QString& listenOverride, QString* error)
-{
-    QSettings ini(paramIni, QSettings::IniFormat);
-    ini.beginGroup(QStringLiteral("nut"));
-    const QString listenText = listenOverride.isEmpty()
-        ? ini.value(QStringLiteral("listen"), QLatin1String(kDefaultListen)).toString() : listenOverride;
-    if (!parseListen(listenText, &listen, error))
-        return false;
-    usersPath = QDir(configDir).absoluteFilePath(
-        ini.value(QStringLiteral("users"), QStringLiteral("upsd.users")).toString());
-    const struct { const char* key; int min; int max; int* target; } numbers[] = {
-        {"maxClients", 1, 10000, &maxClients},
-        {"idleTimeout", 1, 86400, &idleTimeout},
-        {"hostSync", 0, 3600, &hostSync},
-    };
-    for (const auto& n : numbers) {
-        const QVariant v = ini.value(QLatin1String(n.key));
-        bool ok = true;
-        const int value = v.isValid() ? v.toString().toInt(&ok) : *n.target;
-        if (!ok || value < n.min || value > n.max) {
-            *error = QStringLiteral("[nut] %1 must be %2-%3, got \"%4\"")
-                         .arg(QLatin1String(n.key)).arg(n.min).arg(n.max).arg(v.toString());
-            return false;
-        }
-        *n.target = value;
-    }
-    bool ok = true;
-    maxAge = ini.value(QStringLiteral("maxAge"), maxAge).toString().toDouble(&ok);
-    if (!ok || maxAge <= 0) {
-        *error = QStringLiteral("[nut] maxAge must be a positive number of seconds");
-        return false;
-    }
-    return true;
-}
-
 NutServer::NutServer(UnitDirectory* directory, QObject* parent)
     : QObject(parent), m_directory(directory)
 {
@@ -143,16 +106,24 @@ NutServer::~NutServer()
         delete client;
 }
 
-bool NutServer::start(const NutServerConfig& config, QString* error)
+void NutServer::start(const NutServerConfig& config, const NutUsers& users)
 {
-    m_config = config;
+    m_users = users;
     m_state.maxAge = config.maxAge;
-    QStringList problems;
-    if (!m_users.load(config.usersPath, error, &problems))
-        return false;
-    for (const QString& p : qAsConst(problems))
-        qWarning().noquote() << config.usersPath << p;
+    m_config = config;
+    // Listeners that stay keep their port; only the changed ones move.
+    for (int i = m_listeners.size() - 1; i >= 0; --i) {
+        QTcpServer* l = m_listeners.at(i);
+        if (!config.listen.contains(qMakePair(l->serverAddress(), m_requestedPorts.value(l)))) {
+            m_requestedPorts.remove(l);
+            delete m_listeners.takeAt(i);
+        }
+    }
     for (const auto& address : config.listen) {
+        if (std::any_of(m_listeners.cbegin(), m_listeners.cend(), [&](QTcpServer* l) {
+                return l->serverAddress() == address.first && m_requestedPorts.value(l) == address.second;
+            }))
+            continue;
         auto* listener = new QTcpServer(this);
         // A busy port (a NUT upsd on the same machine) costs the clients
         // this address, not the monitoring of the units.
@@ -164,10 +135,10 @@ bool NutServer::start(const NutServerConfig& config, QString* error)
         }
         connect(listener, &QTcpServer::newConnection, this, [this, listener] { accept(listener); });
         m_listeners += listener;
+        m_requestedPorts.insert(listener, address.second);
         qInfo().noquote() << QStringLiteral("NUT server listening on %1:%2 (%3 users)")
                                  .arg(address.first.toString()).arg(listener->serverPort()).arg(m_users.count());
     }
-    return true;
 }
 
 QList<quint16> NutServer::ports() const

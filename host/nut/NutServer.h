@@ -7,7 +7,7 @@
 // time, unread replies). It reads units only through the UnitDirectory and
 // never waits on one.
 //
-// param.ini:
+// param.ini (read by HostConfig):
 //   [nut]
 //   listen=127.0.0.1:3493     comma-separated ADDR:PORT list ("" or "off": no server)
 //   users=upsd.users          NUT upsd.users format; relative to the configuration directory
@@ -16,6 +16,7 @@
 //   idleTimeout=300           seconds without a complete request before a client is dropped
 //   hostSync=15               seconds the forced shutdown waits for secondaries to log out
 
+#include <QHash>
 #include <QHostAddress>
 #include <QList>
 #include <QObject>
@@ -43,10 +44,6 @@ struct NutServerConfig
     int hostSync = 15;
     int maxLineLength = 512;
 
-    // Reads [nut] of `paramIni`; `listenOverride` (the --nut-listen option)
-    // replaces listen= when not empty. False with a reason for bad values.
-    bool load(const QString& paramIni, const QString& configDir, const QString& listenOverride,
-              QString* error);
     // "ADDR:PORT[,ADDR:PORT...]"; "[v6]:PORT" for IPv6 addresses.
     static bool parseListen(const QString& text, QList<QPair<QHostAddress, quint16>>* out,
                             QString* error);
@@ -59,10 +56,10 @@ public:
     explicit NutServer(UnitDirectory* directory, QObject* parent = nullptr);
     ~NutServer() override;
 
-    // Loads the users and listens on every address it can (a busy address
-    // is reported and skipped). False with a reason when the users file is
-    // refused; nothing listens then.
-    bool start(const NutServerConfig& config, QString* error);
+    // Listens on every address it can (a busy address is reported and
+    // skipped). Called again (a reload), it takes the new users and limits
+    // at once, keeps its clients and moves only the listeners that changed.
+    void start(const NutServerConfig& config, const NutUsers& users);
     QList<quint16> ports() const;
     int clientCount() const { return m_clients.size(); }
 
@@ -81,6 +78,7 @@ private:
     NutUsers m_users;
     NutServerState m_state;
     QList<QTcpServer*> m_listeners;
+    QHash<QTcpServer*, quint16> m_requestedPorts;   // 0 for "any": kept across reloads
     QSet<QObject*> m_clients;
     QStringList m_shutdownUnits;
     std::function<void()> m_proceed;

@@ -33,6 +33,9 @@ public:
     };
 
     explicit Policy(const PolicySettings& settings) : m_settings(settings) {}
+    // New limits for the next evaluation; an episode in progress and the
+    // units' times on battery carry on.
+    void setSettings(const PolicySettings& settings) { m_settings = settings; }
 
     Decision evaluate(const QList<UnitStatus>& units, qint64 nowMs);
     // True when notifyCmd may run now (notifyRateLimit a minute).

@@ -36,6 +36,8 @@ public:
     // The host's shutdown policy has fired for this unit (FSD flag and
     // event), or its episode has ended.
     QList<DerivedEvent> setForcedShutdown(bool on);
+    // New limits (a reload); they take effect with the next data report.
+    void setLimits(const Limits& limits) { m_limits = limits; }
     // The host runs its shutdown command because of `unit`.
     static DerivedEvent shutdownEvent(const QString& unit);
 

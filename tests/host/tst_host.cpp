@@ -12,6 +12,7 @@
 #include "Policy.h"
 #include "PolicyRunner.h"
 #include "StatusModel.h"
+#include "TestRig.h"
 
 namespace {
 
@@ -44,6 +45,8 @@ private slots:
     void runner();
     void check_data();
     void check();
+    void verbatim_data();
+    void verbatim();
     void logFilter_data();
     void logFilter();
 };
@@ -300,64 +303,86 @@ void tst_host::check_data()
 {
     QTest::addColumn<QByteArray>("param");
     QTest::addColumn<QByteArray>("dev");
-    QTest::addColumn<QString>("result");    // load error, or the problems: "where key|where key|..."
-    QTest::addColumn<QString>("units");     // "NAME:target:poll" of the units that may start
+    QTest::addColumn<QString>("problems");  // fragments, in order: "where key|where key|..."
+    QTest::addColumn<QString>("units");     // "NAME:target:poll" of the units
 
     const QByteArray tcp = "[UPS1]\ncommType=1\nipAddr=10.0.0.5\nport=502\naddr=3\ninterval=5\n";
-    QTest::newRow("good") << QByteArray("[host]\nunits=UPS1\n") << tcp << "" << "UPS1:tcp 10.0.0.5:502 addr 3:interval";
-    QTest::newRow("blanks and repeats") << QByteArray("[host]\nunits= UPS1 , UPS1,\npollMode=timer\n") << tcp << ""
-        << "UPS1:tcp 10.0.0.5:502 addr 3:timer";
+    const QByteArray units = "[host]\nunits=UPS1\n";
+    const QString ups1 = "UPS1:tcp 10.0.0.5:502 addr 3:interval";
+    QTest::newRow("good") << units << tcp << "" << ups1;
+    QTest::newRow("list with blanks, timer") << QByteArray("Language=0\n[host]\nunits= UPS1 , S\npollMode=timer\n")
+        << tcp + "[S]\nportName=/dev/null\naddr=247\n" << "" << "UPS1:tcp 10.0.0.5:502 addr 3:timer S:serial /dev/null addr 247:timer";
     QTest::newRow("unit overrides pollMode") << QByteArray("[host]\nunits=UPS1\npollMode=timer\n")
-        << tcp + "pollMode=interval\n" << "" << "UPS1:tcp 10.0.0.5:502 addr 3:interval";
-    QTest::newRow("serial device present") << QByteArray("[host]\nunits=S\n")
-        << QByteArray("[S]\nportName=/dev/null\naddr=247\n") << "" << "S:serial /dev/null addr 247:interval";
-    QTest::newRow("no units") << QByteArray("[host]\nlogInterval=5\n") << tcp << "error:no unit configured" << "";
-    QTest::newRow("group missing") << QByteArray("[host]\nunits=UPS1,UPSX\n") << tcp << "[UPSX] for unit"
-        << "UPS1:tcp 10.0.0.5:502 addr 3:interval";
-    QTest::newRow("bad values") << QByteArray("[host]\nunits=B\n")
-        << QByteArray("[B]\ncommType=7\nport=abc\naddr=300\ninterval=0\nportName=/dev/nonexistent-tty\n")
-        << "[B] commType|[B] addr|[B] interval|[B] port|[B] portName" << "";
-    QTest::newRow("tcp without address") << QByteArray("[host]\nunits=T\n")
-        << QByteArray("[T]\ncommType=1\nport=0\n") << "[T] port|[T] ipAddr" << "";
-    QTest::newRow("host and policy keys") << QByteArray("[host]\nunits=UPS1\npollMode=fast\nmaxAge=1\n"
-                                                        "[policy]\nchargeLow=abc\nlowBattery=maybe\n")
-        << tcp << "[host] maxAge|[host] pollMode|[policy] chargeLow|[policy] lowBattery"
-        << "UPS1:tcp 10.0.0.5:502 addr 3:interval";
+        << tcp + "pollMode=interval\n" << "" << ups1;
+    QTest::newRow("no units") << QByteArray("[host]\nlogInterval=5\n") << tcp << "no unit configured" << "";
+    QTest::newRow("unit twice, group missing") << QByteArray("[host]\nunits=UPS1,UPSX,UPS1\n") << tcp
+        << "[UPSX] for unit|units lists UPS1 twice" << ups1;
+    QTest::newRow("bad unit values") << QByteArray("[host]\nunits=B\n")
+        << QByteArray("[B]\ncommType=7\nport=abc\naddr=300\ninterval=0\nportName=\n")
+        << "[B] commType|[B] addr|[B] interval|[B] port|[B] portName" << "B:serial  addr 1:interval";
+    QTest::newRow("tcp address") << QByteArray("[host]\nunits=T,U\n")
+        << QByteArray("[T]\ncommType=1\nport=0\n[U]\ncommType=1\nipAddr=not..an..ip\n")
+        << "[T] port|[T] ipAddr is missing|[U] ipAddr \"not..an..ip\" is neither" << "T:tcp :502 addr 1:interval U:tcp not..an..ip:502 addr 1:interval";
+    QTest::newRow("host and policy keys") << units + "pollMode=fast\nmaxAge=1\n[policy]\nchargeLow=abc\nlowBattery=maybe\nchargelow=5\n"
+        << tcp << "[host] maxAge|[host] pollMode|[policy] chargeLow|[policy] lowBattery|[policy] chargelow is not a known"
+        << ups1;
+    QTest::newRow("broken lines") << units + "[nut\nlisten=x\nnothing here\n[host]\n" << tcp
+        << "line 3: \"[nut\" is not|line 4: listen belongs to no|line 5: \"nothing here\"" << ups1;
+    QTest::newRow("key twice") << units + "logInterval=5\nlogInterval=6\n" << tcp << "logInterval is set twice" << ups1;
+    QTest::newRow("servers") << units + "[nut]\nlisten=garbage\nmaxClients=-1\nmaxAge=soon\n[metrics]\nlisten=1.2.3.4.5:0\n"
+        << tcp << "[nut] listen|[nut] maxClients|[nut] maxAge|[metrics] listen" << ups1;
+    QTest::newRow("shutdownCmd program") << units + "[policy]\nshutdownCmd=/nonexistent/poweroff -f\n" << tcp
+        << "program \"/nonexistent/poweroff\" not found" << ups1;
+    QTest::newRow("shutdownCmd not executable") << units + "[policy]\nshutdownCmd=/proc/version\n" << tcp
+        << "/proc/version is not executable" << ups1;
+    QTest::newRow("shell words pass") << units + "[policy]\nshutdownCmd=exec sync;poweroff\n" << tcp << "" << ups1;
 }
 
 void tst_host::check()
 {
     QFETCH(QByteArray, param);
     QFETCH(QByteArray, dev);
-    QFETCH(QString, result);
+    QFETCH(QString, problems);
     QFETCH(QString, units);
 
     QTemporaryDir dir;
-    const auto write = [&](const char* name, const QByteArray& text) {
-        QFile f(dir.filePath(name));
-        return f.open(QIODevice::WriteOnly) && f.write(text) == text.size();
-    };
-    QVERIFY(write("param.ini", param) && write("dev.ini", dev));
+    QVERIFY(writeFile(dir.filePath("param.ini"), param) && writeFile(dir.filePath("dev.ini"), dev));
     HostConfig config;
-    QString error;
-    const bool loaded = config.load(dir.path(), &error);
-    if (result.startsWith("error:")) {
-        QVERIFY(!loaded);
-        QVERIFY2(error.contains(result.mid(6)), qPrintable(error));
-        return;
-    }
-    QVERIFY2(loaded, qPrintable(error));
-    const QStringList problems = config.problems();
-    const QStringList wanted = result.split('|', Qt::SkipEmptyParts);
-    QCOMPARE(problems.size(), wanted.size());
+    config.load(dir.path());
+    const QStringList got = config.problems();
+    const QStringList wanted = problems.split('|', Qt::SkipEmptyParts);
+    QVERIFY2(got.size() == wanted.size(), qPrintable(got.join('\n')));
     for (int i = 0; i < wanted.size(); ++i)
-        QVERIFY2(problems.at(i).contains(wanted.at(i)), qPrintable(problems.at(i) + " / " + wanted.at(i)));
-    QStringList startable;
+        QVERIFY2(got.at(i).contains(wanted.at(i)), qPrintable(got.at(i) + " / " + wanted.at(i)));
+    QStringList listed;
     for (const UnitSettings& u : config.unitSettings())
-        if (u.problems.isEmpty())
-            startable += QStringLiteral("%1:%2:%3").arg(u.name, u.target(),
-                                                        u.pollMode == UnitSettings::PollTimer ? "timer" : "interval");
-    QCOMPARE(startable.join(' '), units);
+        listed += QStringLiteral("%1:%2:%3").arg(u.name, u.target(), u.pollMode == UnitSettings::PollTimer ? "timer" : "interval");
+    QCOMPARE(listed.join(' '), units);
+}
+
+// Every host text setting reaches its user exactly as written.
+void tst_host::verbatim_data()
+{
+    QTest::addColumn<QByteArray>("line");   // after "notifyCmd="
+    QTest::newRow("semicolon") << QByteArray("sync; echo done >> /var/log/x");
+    QTest::newRow("hash and comma") << QByteArray("logger -t ups '#1, #2'");
+    QTest::newRow("quotes and equals") << QByteArray("\"a=b\" 'c'");
+    QTest::newRow("spaces and tabs around") << QByteArray("  wall\tnow \t ");
+    QTest::newRow("utf-8") << QByteArray("echo Überspannung ⚡");
+    QTest::newRow("empty") << QByteArray("");
+}
+
+void tst_host::verbatim()
+{
+    QFETCH(QByteArray, line);
+    QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath("param.ini"), "[policy]\r\nnotifyCmd=" + line + "\r\n; notifyCmd=no\n[host]\nunits=U\n")
+            && writeFile(dir.filePath("dev.ini"), "[U]\ncommType=1\nipAddr=::1\n"));
+    HostConfig config;
+    config.load(dir.path());
+    QVERIFY2(config.problems().isEmpty(), qPrintable(config.problems().join('\n')));
+    QCOMPARE(config.policy().notifyCmd, QString::fromUtf8(line));
+    QVERIFY(config.effective().contains("[policy] notifyCmd=" + QString::fromUtf8(line)));
 }
 
 void tst_host::logFilter_data()

@@ -15,6 +15,7 @@
 
 #include <arpa/inet.h>
 #include <csignal>
+#include <sys/stat.h>
 #include <list>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -32,6 +33,8 @@ private slots:
     void initTestCase();
     void cli_data();
     void cli();
+    void configProblems_data();
+    void configProblems();
     void scenarios_data();
     void scenarios();
     void window();
@@ -141,6 +144,55 @@ void tst_host_headless::cli()
     const QString out = QString::fromUtf8(host->readAllStandardOutput() + host->readAllStandardError());
     QCOMPARE(host->exitStatus(), QProcess::NormalExit);
     QVERIFY2(host->exitCode() == exitCode && out.contains(output), qPrintable(out));
+}
+
+// --check-config and start-up read the configuration through one function:
+// the same problems in the same words, exit 1 both.
+void tst_host_headless::configProblems_data()
+{
+    QTest::addColumn<QByteArray>("param");
+    QTest::addColumn<QByteArray>("dev");
+    QTest::addColumn<int>("usersMode");
+    QTest::addColumn<QStringList>("checkArgs");   // beyond --check-config; start-up is not run then
+    QTest::addColumn<QStringList>("problems");    // a fragment of each problem line, in order
+
+    QTest::newRow("each start-up failure") << QByteArray("[host]\nunits=UPS1,UPS1\n[nut]\nlisten=garbage\nmaxClients=-1\n"
+                                                         "[metrics]\nlisten=1.2.3.4.5:0\n")
+        << QByteArray("[UPS1]\ncommType=1\nipAddr=not..an..ip\n") << 0644 << QStringList()
+        << QStringList{"[nut] listen", "[nut] maxClients", "readable by anyone", "[metrics] listen",
+                       "ipAddr \"not..an..ip\"", "units lists UPS1 twice"};
+    QTest::newRow("users file the service cannot read") << QByteArray("[host]\nunits=UPS1\n")
+        << QByteArray("[UPS1]\ncommType=1\nipAddr=127.0.0.1\n") << 0640 << QStringList{"--as-user", "nobody"}
+        << QStringList{"upsd.users is not readable by user nobody (owner 0, group root, mode 640)"};
+}
+
+void tst_host_headless::configProblems()
+{
+    QFETCH(QByteArray, param);
+    QFETCH(QByteArray, dev);
+    QFETCH(int, usersMode);
+    QFETCH(QStringList, checkArgs);
+    QFETCH(QStringList, problems);
+    writeConfig(param, dev);
+    const QString users = m_stage + kConf + "/upsd.users";
+    QVERIFY(writeFile(users, "[admin]\npassword=pw\n") && ::chmod(QFile::encodeName(users).constData(), usersMode) == 0);
+    const auto run = [this](const QStringList& args, QStringList* lines) {
+        QProcess* host = start("upsmon-host", args);
+        if (!host->waitForFinished(30000))
+            return -1;
+        *lines = QString::fromUtf8(host->readAllStandardOutput() + host->readAllStandardError()).split('\n', Qt::SkipEmptyParts);
+        return host->exitCode();
+    };
+    QStringList checked, started;
+    QCOMPARE(run(QStringList{"--check-config"} + checkArgs, &checked), 1);
+    QCOMPARE(checked.size(), problems.size());
+    for (int i = 0; i < problems.size(); ++i)
+        QVERIFY2(checked.at(i).contains(problems.at(i)), qPrintable(checked.at(i)));
+    if (checkArgs.isEmpty()) {
+        QCOMPARE(run({"--duration", "5"}, &started), 1);
+        QCOMPARE(started.mid(0, checked.size()), checked.replaceInStrings(QRegularExpression("^"), "upsmon-host: "));
+    }
+    QFile::remove(users);
 }
 
 int tst_host_headless::startSimulator(const QString& scenario, double speed)

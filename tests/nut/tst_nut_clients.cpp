@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 #include <QtTest>
 
+#include <csignal>
 #include <unistd.h>
 
 namespace {
@@ -51,6 +52,12 @@ private slots:
 private:
     QString ups() const { return QStringLiteral("UPS1@127.0.0.1:%1").arg(m_port); }
     QString var(const QString& name) { return run("upsc", {ups(), name}).trimmed(); }
+    bool writeParam(const QByteArray& units, const QByteArray& policy)
+    {
+        return writeFile(m_dir.filePath("PVMX/drovaPanel/db/param.ini"),
+                         "[host]\nunits=" + units + "\n[nut]\nlisten=127.0.0.1:1\nusers=upsd.users\nhostSync=30\n"
+                         "[policy]\nshutdownCmd=echo ran >> " + m_dir.filePath("host.marker").toUtf8() + "\n" + policy);
+    }
 
     QDir m_dir;
     int m_port = 0;
@@ -84,16 +91,19 @@ void tst_nut_clients::initTestCase()
     QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
     m_port = probe.serverPort();
     probe.close();
-    QVERIFY(writeFile(db + "param.ini", "[host]\nunits=UPS1\n[nut]\nlisten=127.0.0.1:1\nusers=upsd.users\nhostSync=30\n"
-                                    "[policy]\nshutdownCmd=touch " + m_dir.filePath("host.marker").toUtf8() + "\n"));
-    QVERIFY(writeFile(db + "dev.ini", "[UPS1]\ncommType=1\nipAddr=127.0.0.1\nport=" + QByteArray::number(m_sim.port())
-                                      + "\naddr=1\ninterval=1\nretries=3\n"));
+    QVERIFY(writeParam("UPS1,UPS0", ""));
+    QByteArray units;
+    for (const char* unit : {"UPS0", "UPS1", "UPS2"})
+        units += QByteArray("[") + unit + "]\ncommType=1\nipAddr=127.0.0.1\nport=" + QByteArray::number(m_sim.port())
+                 + "\naddr=1\ninterval=1\nretries=3\n";
+    QVERIFY(writeFile(db + "dev.ini", units));
     QVERIFY(writeFile(db + "upsd.users", kUsers));
     QVERIFY(QFile::setPermissions(db + "upsd.users", QFile::ReadOwner | QFile::WriteOwner));
     m_host.setWorkingDirectory(m_dir.path());
     m_host.setProcessChannelMode(QProcess::MergedChannels);
     m_host.setStandardOutputFile(m_dir.filePath("host.log"));
-    m_host.start(m_dir.filePath("upsmon-host"), {"--headless", "--nut-listen", QString("127.0.0.1:%1").arg(m_port)});
+    m_host.start(m_dir.filePath("upsmon-host"), {"--headless", "--nut-listen", QString("127.0.0.1:%1").arg(m_port),
+                                                  "--datalog", "data.csv", "--log-interval", "1"});
     QTRY_VERIFY_WITH_TIMEOUT(var("ups.status").startsWith("OL"), 30000);
 
     // upsmon as a secondary: its shutdown command leaves a marker.
@@ -175,6 +185,22 @@ void tst_nut_clients::clients()
 
 void tst_nut_clients::mainsFailure()
 {
+    // On battery, a reload: a unit added, one removed, the policy changed and
+    // the data log rotated, while NUT clients stay connected.
+    QTRY_VERIFY_WITH_TIMEOUT(m_seen.contains("OB"), 60000);
+    QTcpSocket client;
+    client.connectToHost(QHostAddress::LocalHost, quint16(m_port));
+    QVERIFY(client.waitForConnected(5000));
+    QVERIFY(writeParam("UPS1,UPS2", "notifyCmd=echo $UPSNAME $NOTIFYTYPE >> notify.txt\n"));
+    QVERIFY(QFile::rename(m_dir.filePath("data.csv"), m_dir.filePath("data.csv.1")));
+    ::kill(pid_t(m_host.processId()), SIGHUP);
+    QTRY_VERIFY_WITH_TIMEOUT(readFile(m_dir.filePath("host.log")).contains("added UPS2; removed UPS0"), 10000);
+    client.write("LIST UPS\n");
+    QByteArray listed;
+    QTRY_VERIFY2_WITH_TIMEOUT((listed += client.readAll()).contains("END LIST UPS"), listed.constData(), 10000);
+    QVERIFY2(listed.contains("UPS UPS2 ") && !listed.contains("UPS UPS0 "), listed.constData());
+    QTRY_VERIFY_WITH_TIMEOUT(readFile(m_dir.filePath("data.csv")).contains(",UPS2,"), 10000);
+
     // The secondary shuts down once the host, as primary, sets FSD at low battery.
     QTRY_VERIFY2_WITH_TIMEOUT(QFileInfo::exists(m_dir.filePath("shutdown.marker")), qPrintable(m_seen.join(" -> ")),
                               120000);
@@ -195,6 +221,10 @@ void tst_nut_clients::mainsFailure()
     QCOMPARE(run("upscmd", {"-u", "admin", "-p", "adminpw", ups(), "vek5.history.download", csv}).trimmed(), QString("OK"));
     QTRY_VERIFY2_WITH_TIMEOUT(QRegularExpression("\n21,[^\n]+,Appear,\\d{4}-").match(readFile(csv)).hasMatch(),
                               readFile(csv).constData(), 20000);
+    // One episode through the reload: the shutdown ran once; the new policy notified.
+    QCOMPARE(readFile(m_dir.filePath("host.marker")), QByteArray("ran\n"));
+    QVERIFY(readFile(m_dir.filePath("notify.txt")).contains("UPS2 "));
+    QVERIFY(!readFile(m_dir.filePath("data.csv.1")).contains(",UPS2,"));
 }
 
 QTEST_GUILESS_MAIN(tst_nut_clients)

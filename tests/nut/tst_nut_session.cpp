@@ -2,7 +2,6 @@
 // state machine with its users against a table-driven unit directory; then
 // the server's settings, users file and client limits over loopback.
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include "TestRig.h"
@@ -177,39 +176,27 @@ void tst_nut_session::session()
 
 void tst_nut_session::serverLimits_data()
 {
-    QTest::addColumn<QByteArray>("settings");   // [nut] lines besides listen
+    QTest::addColumn<int>("maxClients");
+    QTest::addColumn<int>("idleTimeout");
     QTest::addColumn<QStringList>("sent");      // one client each, connected in turn; "-": sends nothing
-    QTest::addColumn<QStringList>("read");      // each client's first line, "closed"; or the settings' refusal
-    QTest::newRow("listen not ADDR:PORT") << QByteArray("listen=localhost\n") << QStringList()
-        << QStringList{"[nut] listen: \"localhost\" is not ADDR:PORT"};
-    QTest::newRow("maxClients out of range") << QByteArray("maxClients=0\n") << QStringList()
-        << QStringList{"[nut] maxClients must be 1-10000, got \"0\""};
-    QTest::newRow("maxAge not a number") << QByteArray("maxAge=soon\n") << QStringList()
-        << QStringList{"[nut] maxAge must be a positive number of seconds"};
-    QTest::newRow("users file readable by anyone") << QByteArray("users=open.users\n") << QStringList()
-        << QStringList{"open.users is readable by anyone; it holds passwords (chmod 640 or 600)"};
-    QTest::newRow("one client too many") << QByteArray("maxClients=1\n") << QStringList{"LOGOUT", "LOGOUT"}
-        << QStringList{"OK Goodbye", "closed"};
-    QTest::newRow("line too long") << QByteArray() << QStringList{QString(600, 'x')} << QStringList{"ERR TOO-LONG"};
-    QTest::newRow("idle client dropped") << QByteArray("idleTimeout=1\n") << QStringList{"-"} << QStringList{"closed"};
+    QTest::addColumn<QStringList>("read");      // each client's first line, or "closed"
+    QTest::newRow("one client too many") << 1 << 300 << QStringList{"LOGOUT", "LOGOUT"} << QStringList{"OK Goodbye", "closed"};
+    QTest::newRow("line too long") << 64 << 300 << QStringList{QString(600, 'x')} << QStringList{"ERR TOO-LONG"};
+    QTest::newRow("idle client dropped") << 64 << 1 << QStringList{"-"} << QStringList{"closed"};
 }
 
 void tst_nut_session::serverLimits()
 {
-    QFETCH(QByteArray, settings);
     QFETCH(QStringList, sent);
-    QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath("param.ini"), "[nut]\nlisten=127.0.0.1:0\n" + settings));
-    QVERIFY(writeFile(dir.filePath("upsd.users"), kUsers) && writeFile(dir.filePath("open.users"), kUsers));
-    QVERIFY(QFile::setPermissions(dir.filePath("upsd.users"), QFile::ReadOwner | QFile::WriteOwner));
     NutServerConfig config;
+    config.listen = {qMakePair(QHostAddress(QHostAddress::LocalHost), quint16(0))};
+    QFETCH(int, maxClients);
+    QFETCH(int, idleTimeout);
+    config.maxClients = maxClients;
+    config.idleTimeout = idleTimeout;
     FakeDirectory units;
     NutServer server(&units);
-    QString error;
-    if (!config.load(dir.filePath("param.ini"), dir.path(), QString(), &error) || !server.start(config, &error)) {
-        QTEST(QStringList{error.section('/', -1)}, "read");
-        return;
-    }
+    server.start(config, NutUsers());
     std::vector<std::unique_ptr<QTcpSocket>> clients;
     for (const QString& line : sent) {
         clients.emplace_back(new QTcpSocket);
