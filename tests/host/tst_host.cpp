@@ -381,8 +381,18 @@ void tst_host::verbatim()
     HostConfig config;
     config.load(dir.path());
     QVERIFY2(config.problems().isEmpty(), qPrintable(config.problems().join('\n')));
-    QCOMPARE(config.policy().notifyCmd, QString::fromUtf8(line));
-    QVERIFY(config.effective().contains("[policy] notifyCmd=" + QString::fromUtf8(line)));
+    const QString command = QString::fromUtf8(line);
+    QCOMPARE(config.policy().notifyCmd, command);
+    QVERIFY(config.effective().contains("[policy] notifyCmd=" + command));
+    // What --dry-run shows is what would run.
+    PolicySettings policy = config.policy();
+    policy.notifyCmd += "x";    // an empty command is not run at all
+    PolicyRunner runner;
+    runner.configure(policy, true);
+    QString shown;
+    connect(&runner, &PolicyRunner::report, this, [&shown](const QString&, const QString& text) { shown = text; });
+    runner.notify(DerivedEvent{"U", "ONBATT", ""});
+    QVERIFY2(shown.startsWith("dry run: would run notifyCmd \"" + command + "x\" with"), qPrintable(shown));
 }
 
 void tst_host::logFilter_data()

@@ -55,7 +55,8 @@ private:
     bool writeParam(const QByteArray& units, const QByteArray& policy)
     {
         return writeFile(m_dir.filePath("PVMX/drovaPanel/db/param.ini"),
-                         "[host]\nunits=" + units + "\n[nut]\nlisten=127.0.0.1:1\nusers=upsd.users\nhostSync=30\n"
+                         "[host]\nunits=" + units + "\n[nut]\nlisten=127.0.0.1:" + QByteArray::number(m_port) + ", [::1]:"
+                         + QByteArray::number(m_port) + "\nusers=upsd.users\nhostSync=30\n"
                          "[policy]\nshutdownCmd=echo ran >> " + m_dir.filePath("host.marker").toUtf8() + "\n" + policy);
     }
 
@@ -102,8 +103,7 @@ void tst_nut_clients::initTestCase()
     m_host.setWorkingDirectory(m_dir.path());
     m_host.setProcessChannelMode(QProcess::MergedChannels);
     m_host.setStandardOutputFile(m_dir.filePath("host.log"));
-    m_host.start(m_dir.filePath("upsmon-host"), {"--headless", "--nut-listen", QString("127.0.0.1:%1").arg(m_port),
-                                                  "--datalog", "data.csv", "--log-interval", "1"});
+    m_host.start(m_dir.filePath("upsmon-host"), {"--headless", "--datalog", "data.csv", "--log-interval", "1"});
     QTRY_VERIFY_WITH_TIMEOUT(var("ups.status").startsWith("OL"), 30000);
 
     // upsmon as a secondary: its shutdown command leaves a marker.
@@ -149,6 +149,8 @@ void tst_nut_clients::clients_data()
     const QStringList admin{"-u", "admin", "-p", "adminpw"}, beeper{"-u", "beeper", "-p", "beeperpw"};
     QTest::newRow("upsc lists the variables") << QStringList{"upsc", "UPS"} << 0
         << "battery\\.charge: \\d+\n(.*\n)*input\\.L1-N\\.voltage: 2\\d\\d(\\.\\d+)?\n(.*\n)*ups\\.status: OL" << "";
+    QTest::newRow("every listen address") << QStringList{"upsc", "UPS1@[::1]:" + QString::number(m_port), "ups.status"} << 0
+        << "^O[LB]" << "";
     QTest::newRow("upscmd lists commands") << QStringList{"upscmd", "-l", "UPS"} << 0 << "beeper.disable - Disable the UPS beeper\n" << "";
     QTest::newRow("beeper off") << QStringList{"upscmd"} + admin + QStringList{"UPS", "beeper.disable"} << 0 << "OK" << "ups.beeper.status=^disabled$";
     QTest::newRow("beeper on, allowed by name") << QStringList{"upscmd"} + beeper + QStringList{"UPS", "beeper.enable"} << 0 << "OK"
