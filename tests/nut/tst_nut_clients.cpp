@@ -19,6 +19,15 @@ const char* const kScenario = "at 0 load 100\nat 0 battery 27\nat 30 mains off\n
 const char* const kUsers = "[admin]\n password = adminpw\n actions = SET\n instcmds = ALL\n"
                            "[beeper]\n password = beeperpw\n instcmds = beeper.enable\n"
                            "[monsec]\n password = secpw\n upsmon secondary\n";
+// What Home Assistant, nut_exporter and dashboards read, as the simulator serves its unit 1
+// (230 V, 20 kVA at power factor 0.9, here at full load) to a host with chargeLow=20, runtimeLow=60.
+const char* const kConsumerReads[][2] = {
+    {"ups.mfr", "SimPower"}, {"ups.model", "SIM-20K-33"}, {"ups.serial", "SIM20K0000000001"},
+    {"ups.firmware", "213"}, {"input.voltage", "2[23]\\d(\\.\\d+)?"}, {"output.voltage", "2[23]\\d(\\.\\d+)?"},
+    {"output.current", "(2[89]|30)(\\.\\d+)?"}, {"ups.realpower", "1[78]\\d\\d\\d(\\.\\d+)?"},
+    {"battery.charge.low", "20"}, {"battery.runtime.low", "60"}, {"driver.name", "upsmon-host"},
+    {"driver.version", "\\d+\\.\\d+\\.\\d+"},
+};
 
 QString binDir() { return qEnvironmentVariable("VEK5_BIN_DIR"); }
 
@@ -85,7 +94,7 @@ void tst_nut_clients::initTestCase()
     m_port = probe.serverPort();
     probe.close();
     QVERIFY(writeFile(db + "param.ini", "[host]\nunits=UPS1\n[nut]\nlisten=127.0.0.1:1\nusers=upsd.users\nhostSync=30\n"
-                                    "[policy]\nshutdownCmd=touch " + m_dir.filePath("host.marker").toUtf8() + "\n"));
+                                    "[policy]\nchargeLow=20\nruntimeLow=60\nshutdownCmd=touch " + m_dir.filePath("host.marker").toUtf8() + "\n"));
     QVERIFY(writeFile(db + "dev.ini", "[UPS1]\ncommType=1\nipAddr=127.0.0.1\nport=" + QByteArray::number(m_sim.port())
                                       + "\naddr=1\ninterval=1\nretries=3\n"));
     QVERIFY(writeFile(db + "upsd.users", kUsers));
@@ -139,6 +148,8 @@ void tst_nut_clients::clients_data()
     const QStringList admin{"-u", "admin", "-p", "adminpw"}, beeper{"-u", "beeper", "-p", "beeperpw"};
     QTest::newRow("upsc lists the variables") << QStringList{"upsc", "UPS"} << 0
         << "battery\\.charge: \\d+\n(.*\n)*input\\.L1-N\\.voltage: 2\\d\\d(\\.\\d+)?\n(.*\n)*ups\\.status: OL" << "";
+    for (const auto& read : kConsumerReads)
+        QTest::newRow(read[0]) << QStringList{"upsc", "UPS", read[0]} << 0 << QString("^%1\n$").arg(read[1]) << "";
     QTest::newRow("upscmd lists commands") << QStringList{"upscmd", "-l", "UPS"} << 0 << "beeper.disable - Disable the UPS beeper\n" << "";
     QTest::newRow("beeper off") << QStringList{"upscmd"} + admin + QStringList{"UPS", "beeper.disable"} << 0 << "OK" << "ups.beeper.status=^disabled$";
     QTest::newRow("beeper on, allowed by name") << QStringList{"upscmd"} + beeper + QStringList{"UPS", "beeper.enable"} << 0 << "OK"
