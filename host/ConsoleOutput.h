@@ -2,7 +2,9 @@
 #define CONSOLEOUTPUT_H
 
 // Console mode: one line per event on stdout, as text or JSON. Data reports
-// are left out unless asked for, as they come every polling interval.
+// are left out unless asked for, as they come every polling interval; the
+// unit's state still shows as a "state" line at its first report and after
+// each derived event.
 
 #include <QObject>
 #include <QTextStream>

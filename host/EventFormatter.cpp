@@ -8,6 +8,16 @@ namespace {
 
 const char* const kTimeFormat = "yyyy-MM-dd hh:mm:ss";
 
+// What a state line shows besides the flags, in this order.
+struct StateItem { const char* name; const char* label; const char* suffix; int decimals; };
+const StateItem kStateItems[] = {
+    {"battery.charge", "charge", "%", 0},
+    {"battery.runtime", "runtime", "s", 0},
+    {"ups.load", "load", "%", 0},
+    {"input.voltage", "in", "V", 1},
+    {"output.voltage", "out", "V", 1},
+};
+
 QString recordText(const QMap<QString, QVariant>& record, const char* key)
 {
     return record.value(QLatin1String(key)).toString();
@@ -71,6 +81,26 @@ HostEvent EventFormatter::describe(const DerivedEvent& event)
     return e;
 }
 
+HostEvent EventFormatter::describe(const UnitStatus& status, const QString& kind)
+{
+    HostEvent e;
+    e.time = QDateTime::currentDateTime().toString(QLatin1String(kTimeFormat));
+    e.unit = status.unit;
+    e.kind = kind;
+    QStringList words = status.flags;
+    e.values.insert(QStringLiteral("ups.status"), status.flags.join(QLatin1Char(' ')));
+    for (const StateItem& item : kStateItems) {
+        const QVariant v = status.values.value(QLatin1String(item.name));
+        if (!v.isValid())
+            continue;
+        const QString number = QString::number(v.toDouble(), 'f', item.decimals);
+        words += QStringLiteral("%1 %2%3").arg(QLatin1String(item.label), number, QLatin1String(item.suffix));
+        e.values.insert(QLatin1String(item.name), number.toDouble());
+    }
+    e.text = words.join(QLatin1Char(' '));
+    return e;
+}
+
 HostEvent EventFormatter::describe(int type, const QMap<QString, QVariant>& record,
                                    const QString& fallbackUnit) const
 {
@@ -129,11 +159,6 @@ HostEvent EventFormatter::describe(int type, const QMap<QString, QVariant>& reco
         e.state = recordInt(record, "alarmState");
         e.text = alarmChange(recordInt(record, "alarmId"), &e.code);
         break;
-    case DataReport:
-        e.kind = QStringLiteral("data");
-        e.state = record.value(QStringLiteral("data")).value<QMap<int, QVariant>>().size();
-        e.text = QStringLiteral("%1 points").arg(e.state);
-        break;
     case StatusPoint2368:
     case StatusPoint2022:
         e.kind = QStringLiteral("status");
@@ -174,5 +199,7 @@ QString EventFormatter::toJson(const HostEvent& e)
     if (e.state >= 0)
         o.insert(QStringLiteral("state"), e.state);
     o.insert(QStringLiteral("text"), e.text);
+    for (auto it = e.values.constBegin(); it != e.values.constEnd(); ++it)
+        o.insert(it.key(), QJsonValue::fromVariant(it.value()));
     return QString::fromUtf8(QJsonDocument(o).toJson(QJsonDocument::Compact));
 }

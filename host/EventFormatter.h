@@ -11,6 +11,7 @@
 
 #include "DerivedEvent.h"
 #include "HostEvent.h"
+#include "UnitStatus.h"
 
 class EventFormatter
 {
@@ -40,7 +41,7 @@ public:
     static bool isCollectorEvent(int type);
 
     // Describes one record; `fallbackUnit` names the unit when the record
-    // has no "name". Data reports describe as kind "data".
+    // has no "name". Data reports are described by the unit's state instead.
     HostEvent describe(int type, const QMap<QString, QVariant>& record,
                        const QString& fallbackUnit) const;
 
@@ -52,6 +53,10 @@ public:
     QString alarmChange(int alarmId, int* index) const;
     // A derived event as a line of the log.
     static HostEvent describe(const DerivedEvent& event);
+    // A unit's state in one line of kind "state" or "data": its flags, charge,
+    // runtime, load and voltages ("OL CHRG charge 100% runtime 3600s load 23%
+    // in 230.1V out 230.0V"), the same as values for JSON.
+    static HostEvent describe(const UnitStatus& status, const QString& kind);
 
     static QString toText(const HostEvent& e);
     static QString toJson(const HostEvent& e);

@@ -7,6 +7,7 @@
 
 #include <QMetaType>
 #include <QString>
+#include <QVariant>
 
 struct HostEvent
 {
@@ -14,11 +15,12 @@ struct HostEvent
     QString unit;       // device name
     int type = 0;       // event type of the record
     QString kind;       // "comm", "alarm", "status", "command", "request", "notice", "data", "error",
-                        // "notify", "policy"
+                        // "notify", "policy", "state"
     int code = -1;      // alarm event code, command id or status point; -1 when none
     int state = -1;     // alarm / communication / status state; -1 when none
     QString text;       // readable description
     QString notify;     // derived event name (ONBATT, ...); empty for a raw record
+    QVariantMap values; // a unit's state under NUT variable names; JSON has them as fields
 };
 
 Q_DECLARE_METATYPE(HostEvent)

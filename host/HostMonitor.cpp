@@ -140,7 +140,7 @@ bool HostMonitor::start(const HostConfig& config, bool withViews, QString* error
     if (!HistoryCodeMap::install(codeMap, m_factory->getEventLogDesc(), &written, error))
         return false;
     if (written)
-        qDebug() << "installed" << codeMap;
+        qInfo() << "installed" << codeMap;
     // Canonical paths: an installed host reaches its configuration through
     // a link, and so does the working directory the wrapper prepares.
     if (QFileInfo(QStringLiteral("PVMX/drovaPanel/db/historycodemap.csv")).canonicalFilePath()

@@ -10,13 +10,10 @@ const qint64 kRepeatReportMs = 60000;
 const int kMaxRemembered = 4096;
 
 LogFilter* g_filter = nullptr;
-bool g_verbose = false;
 
 void handler(QtMsgType type, const QMessageLogContext&, const QString& message)
 {
-    const bool debug = type == QtDebugMsg || type == QtInfoMsg;
-    const QStringList lines = g_verbose || !debug
-        ? QStringList{message} : g_filter->filter(debug, message, QDateTime::currentMSecsSinceEpoch());
+    const QStringList lines = g_filter->filter(type, message, QDateTime::currentMSecsSinceEpoch());
     for (const QString& l : lines)
         std::fprintf(stderr, "%s\n", qPrintable(l));
     if (type == QtFatalMsg)
@@ -25,22 +22,23 @@ void handler(QtMsgType type, const QMessageLogContext&, const QString& message)
 
 } // namespace
 
-QStringList LogFilter::filter(bool debug, const QString& message, qint64 nowMs)
+QStringList LogFilter::filter(QtMsgType type, const QString& message, qint64 nowMs)
 {
-    if (!debug)
-        return {message};
+    const QString line = type == QtDebugMsg ? QStringLiteral("plugin: ") + message : message;
+    if (m_verbose || (type != QtDebugMsg && type != QtInfoMsg))
+        return {line};
     const std::lock_guard<std::mutex> locker(m_lock);
-    auto it = m_seen.find(message);
+    auto it = m_seen.find(line);
     if (it == m_seen.end()) {
         if (m_seen.size() >= kMaxRemembered)
             m_seen.clear();
-        m_seen.insert(message, Seen{nowMs, 0});
-        return {message};
+        m_seen.insert(line, Seen{nowMs, 0});
+        return {line};
     }
     ++it->repeats;
     if (nowMs - it->reportedMs < kRepeatReportMs)
         return {};
-    const QString summary = QStringLiteral("%1 (repeated %2 times)").arg(message).arg(it->repeats);
+    const QString summary = QStringLiteral("%1 (repeated %2 times)").arg(line).arg(it->repeats);
     it->reportedMs = nowMs;
     it->repeats = 0;
     return {summary};
@@ -48,8 +46,7 @@ QStringList LogFilter::filter(bool debug, const QString& message, qint64 nowMs)
 
 void LogFilter::install(bool verbose)
 {
-    static LogFilter filter;
+    static LogFilter filter(verbose);
     g_filter = &filter;
-    g_verbose = verbose;
     qInstallMessageHandler(handler);
 }

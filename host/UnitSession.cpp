@@ -39,7 +39,7 @@ void UnitSession::start(bool withView, int answerTimeoutSec)
     if (withView) {
         m_view = m_collector->getView();
         if (!m_view)
-            qDebug() << "unit" << m_settings.name << "has no panel";
+            qInfo() << "unit" << m_settings.name << "has no panel";
     }
     m_answerTimer.start(answerTimeoutSec * 1000);
     if (m_settings.pollMode == UnitSettings::PollTimer) {
@@ -107,6 +107,7 @@ void UnitSession::publish(const QList<DerivedEvent>& events)
     emit statusChanged(m_model.status());
     for (const DerivedEvent& e : events)
         emit derivedEvent(e);
+    m_stateDue = m_stateDue || !events.isEmpty();
 }
 
 void UnitSession::tick(qint64 nowMs)
@@ -145,9 +146,12 @@ void UnitSession::onRecord(int type, QMap<QString, QVariant> record)
         m_lastData = record.value(QStringLiteral("data")).value<QMap<int, QVariant>>();
         if (m_view)
             m_view->flushData(m_lastData);
-        const HostEvent e = m_formatter->describe(type, record, m_settings.name);
-        emit hostEvent(e);
         publish(m_model.updateData(m_lastData, now));
+        // The first report and the first after a derived event show the
+        // operator the unit's state; the others are data lines.
+        emit hostEvent(EventFormatter::describe(m_model.status(), m_stateDue ? QStringLiteral("state")
+                                                                             : QStringLiteral("data")));
+        m_stateDue = false;
         emit dataReported(m_settings.name);
         return;
     }

@@ -95,6 +95,7 @@ private:
     StatusModel m_model;
     int m_commState = Unknown;
     bool m_answered = false;
+    bool m_stateDue = true;     // the next data report is shown as the unit's state
     QMap<int, QVariant> m_lastData;
     QTimer m_answerTimer;
     std::mutex m_inboxLock;

@@ -81,6 +81,25 @@ const EventText kMessages[] = {
     {"SHUTDOWN", "shutting down because of %1", "the host runs [policy] shutdownCmd (once per episode)"},
 };
 
+// Values the host itself gives every unit, as NUT's drivers give theirs.
+struct HostValue
+{
+    const char* name;
+    const char* meaning;
+    QVariant (*value)(const StatusModel::Limits&);
+};
+const HostValue kHostValues[] = {
+    {"device.type", "always \"ups\"", [](const StatusModel::Limits&) { return QVariant(QStringLiteral("ups")); }},
+    {"driver.name", "always \"upsmon-host\": the host stands in for NUT's driver",
+     [](const StatusModel::Limits&) { return QVariant(QStringLiteral("upsmon-host")); }},
+    {"driver.version", "upsmon-host's version",
+     [](const StatusModel::Limits&) { return QVariant(QStringLiteral(VEK5_VERSION)); }},
+    {"battery.charge.low", "[policy] chargeLow (%), where LB starts on battery; absent when 0 (off)",
+     [](const StatusModel::Limits& l) { return l.chargeLow >= 0 ? QVariant(l.chargeLow) : QVariant(); }},
+    {"battery.runtime.low", "[policy] runtimeLow (s), where LB starts on battery; absent when 0 (off)",
+     [](const StatusModel::Limits& l) { return l.runtimeLow >= 0 ? QVariant(l.runtimeLow) : QVariant(); }},
+};
+
 DerivedEvent makeEvent(const QString& unit, const QString& name, int maxAge)
 {
     DerivedEvent e{unit, name, QString()};
@@ -111,6 +130,14 @@ QList<QPair<QString, QString>> StatusModel::eventRules()
     QList<QPair<QString, QString>> rules;
     for (const EventText& t : kMessages)
         rules += qMakePair(QString::fromLatin1(t.name), QString::fromLatin1(t.when));
+    return rules;
+}
+
+QList<QPair<QString, QString>> StatusModel::hostValueRules()
+{
+    QList<QPair<QString, QString>> rules;
+    for (const HostValue& v : kHostValues)
+        rules += qMakePair(QString::fromLatin1(v.name), QString::fromLatin1(v.meaning));
     return rules;
 }
 
@@ -151,7 +178,11 @@ QList<DerivedEvent> StatusModel::updateData(const QMap<int, QVariant>& data, qin
     m_status.dataAgeSeconds = 0;
 
     m_status.values.clear();
-    m_status.values.insert(QStringLiteral("device.type"), QStringLiteral("ups"));
+    for (const HostValue& h : kHostValues) {
+        const QVariant v = h.value(m_limits);
+        if (v.isValid())
+            m_status.values.insert(QLatin1String(h.name), v);
+    }
     for (const StatusPoint* p = statusPointTable(); p->name; ++p) {
         const QVariant v = statusPointValue(*p, data);
         if (v.isValid())

@@ -43,6 +43,8 @@ public:
 
     const UnitStatus& status() const { return m_status; }
 
+    // The values the host adds to every unit's, in words, for the documentation.
+    static QList<QPair<QString, QString>> hostValueRules();
     // The flag rules in words, in flag order, for the documentation.
     static QList<QPair<QString, QString>> flagRules();
     // The derived events and when they are raised, for the documentation.

@@ -1,13 +1,23 @@
 #include "StatusPointTable.h"
 
+#include <QList>
 #include <QtGlobal>
+
+#include <algorithm>
+#include <numeric>
 
 namespace {
 
+// The range the plugin serves, for a unit whose model registers are empty.
+const char* const kRangeName = "vek5m 10-30k";
+
 const StatusPoint kPoints[] = {
     {"device.mfr", 4000, 4015, StatusPoint::Text, "", "manufacturer"},
-    {"device.model", 4016, 4031, StatusPoint::Text, "", "model"},
+    {"device.model", 4016, 4031, StatusPoint::Text, "", "model", kRangeName},
     {"device.serial", 4064, 4079, StatusPoint::Text, "", "serial number"},
+    {"ups.mfr", 4000, 4015, StatusPoint::Text, "", "manufacturer"},
+    {"ups.model", 4016, 4031, StatusPoint::Text, "", "model", kRangeName},
+    {"ups.serial", 4064, 4079, StatusPoint::Text, "", "serial number"},
     {"ups.id", 4080, 4095, StatusPoint::Text, "", "device name"},
     {"ups.firmware", 4098, 4098, StatusPoint::Value, "", "firmware version"},
     {"ups.firmware.aux", 4255, 4258, StatusPoint::Text, "", "inverter software version"},
@@ -22,6 +32,7 @@ const StatusPoint kPoints[] = {
     {"input.L1-N.voltage", 4133, 4133, StatusPoint::Value, "V", "input voltage R"},
     {"input.L2-N.voltage", 4134, 4134, StatusPoint::Value, "V", "input voltage S"},
     {"input.L3-N.voltage", 4135, 4135, StatusPoint::Value, "V", "input voltage T"},
+    {"input.voltage", 4132, 4135, StatusPoint::PhaseMean, "V", "input voltage, mean of the phases"},
     {"input.L1.current", 4136, 4136, StatusPoint::Value, "A", "input current R"},
     {"input.L2.current", 4137, 4137, StatusPoint::Value, "A", "input current S"},
     {"input.L3.current", 4138, 4138, StatusPoint::Value, "A", "input current T"},
@@ -33,9 +44,11 @@ const StatusPoint kPoints[] = {
     {"output.L1-N.voltage", 4163, 4163, StatusPoint::Value, "V", "output voltage R"},
     {"output.L2-N.voltage", 4164, 4164, StatusPoint::Value, "V", "output voltage S"},
     {"output.L3-N.voltage", 4165, 4165, StatusPoint::Value, "V", "output voltage T"},
+    {"output.voltage", 4162, 4165, StatusPoint::PhaseMean, "V", "output voltage, mean of the phases"},
     {"output.L1.current", 4166, 4166, StatusPoint::Value, "A", "output current R"},
     {"output.L2.current", 4167, 4167, StatusPoint::Value, "A", "output current S"},
     {"output.L3.current", 4168, 4168, StatusPoint::Value, "A", "output current T"},
+    {"output.current", 4166, 4168, StatusPoint::Highest, "A", "output current of the most loaded phase"},
     {"output.frequency", 4169, 4169, StatusPoint::Value, "Hz", "output frequency R"},
     {"vek5.output.L1.frequency", 4169, 4169, StatusPoint::Value, "Hz", "output frequency R"},
     {"vek5.output.L2.frequency", 4170, 4170, StatusPoint::Value, "Hz", "output frequency S"},
@@ -46,6 +59,7 @@ const StatusPoint kPoints[] = {
     {"output.L1.realpower", 4178, 4178, StatusPoint::Kilo, "W", "output real power R"},
     {"output.L2.realpower", 4179, 4179, StatusPoint::Kilo, "W", "output real power S"},
     {"output.L3.realpower", 4180, 4180, StatusPoint::Kilo, "W", "output real power T"},
+    {"ups.realpower", 4178, 4180, StatusPoint::KiloSum, "W", "output real power of all phases"},
     {"output.L1.power.percent", 4184, 4184, StatusPoint::Value, "%", "load R"},
     {"output.L2.power.percent", 4185, 4185, StatusPoint::Value, "%", "load S"},
     {"output.L3.power.percent", 4186, 4186, StatusPoint::Value, "%", "load T"},
@@ -71,6 +85,29 @@ const StatusPoint kPoints[] = {
     {nullptr, 0, 0, StatusPoint::Value, nullptr, nullptr},
 };
 
+// The rules over several points; invalid when the unit reported none of them.
+QVariant aggregate(const StatusPoint& row, const QMap<int, QVariant>& data)
+{
+    int first = row.first;
+    int last = row.last;
+    if (row.rule == StatusPoint::PhaseMean) {
+        // A unit with fewer phases than points reports the others as 0.
+        const int phases = data.value(row.first, row.last - row.first).toInt();
+        first = row.first + 1;
+        last = first + qBound(1, phases, row.last - row.first) - 1;
+    }
+    QList<double> values;
+    for (int p = first; p <= last; ++p)
+        if (data.contains(p))
+            values += data.value(p).toDouble();
+    if (values.isEmpty())
+        return QVariant();
+    if (row.rule == StatusPoint::Highest)
+        return *std::max_element(values.cbegin(), values.cend());
+    const double sum = std::accumulate(values.cbegin(), values.cend(), 0.0);
+    return row.rule == StatusPoint::KiloSum ? sum * 1000 : sum / values.size();
+}
+
 } // namespace
 
 const StatusPoint* statusPointTable()
@@ -89,15 +126,14 @@ QVariant statusPointValue(const StatusPoint& row, const QMap<int, QVariant>& dat
                 text += QChar(c);
         }
         text = text.trimmed();
-        return text.isEmpty() ? QVariant() : QVariant(text);
+        if (text.isEmpty())
+            return row.fallback ? QVariant(QString::fromLatin1(row.fallback)) : QVariant();
+        return text;
     }
-    case StatusPoint::Highest: {
-        QVariant best;
-        for (int p = row.first; p <= row.last; ++p)
-            if (data.contains(p) && (!best.isValid() || data.value(p).toDouble() > best.toDouble()))
-                best = data.value(p).toDouble();
-        return best;
-    }
+    case StatusPoint::Highest:
+    case StatusPoint::PhaseMean:
+    case StatusPoint::KiloSum:
+        return aggregate(row, data);
     default:
         break;
     }
@@ -122,6 +158,8 @@ const char* statusRuleText(StatusPoint::Rule rule)
     case StatusPoint::Minutes: return "minutes x 60";
     case StatusPoint::Kilo: return "x 1000";
     case StatusPoint::Highest: return "highest of the points";
+    case StatusPoint::PhaseMean: return "mean of the phases, the first point their count";
+    case StatusPoint::KiloSum: return "sum of the points x 1000";
     case StatusPoint::Text: return "text, one character per point";
     case StatusPoint::Enabled: return "1 = enabled, else disabled";
     case StatusPoint::Value: break;

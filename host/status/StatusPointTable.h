@@ -16,6 +16,8 @@ struct StatusPoint
         Minutes,    // a duration in minutes, given in seconds
         Kilo,       // kVA / kW given in VA / W
         Highest,    // the highest of points first..last
+        PhaseMean,  // first: the phase count; the mean of that many points after it
+        KiloSum,    // the sum of points first..last, kW given in W
         Text,       // one character per point, first..last, NULs dropped
         Enabled     // 1 "enabled", otherwise "disabled"
     };
@@ -25,6 +27,7 @@ struct StatusPoint
     Rule rule;
     const char* unit;   // unit of the NUT value, "" when none
     const char* meaning;
+    const char* fallback = nullptr;     // Text: the value when the unit reports none
 };
 
 // Terminated by a row with a null name.

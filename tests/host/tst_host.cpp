@@ -63,15 +63,15 @@ void tst_host::status_data()
     // from a running unit: tst_host_headless.
 
     QTest::newRow("first report on line") << "d base" << -1.0 << -1.0 << "OL" << ""
-        << "battery.charge=100;battery.runtime=1560;device.type=ups;alarms=";
+        << "battery.charge=100;battery.runtime=1560;device.type=ups;alarms=;ups.model=vek5m 10-30k;battery.charge.low=";
     QTest::newRow("first report on battery") << "d 4101=4,4223=1" << -1.0 << -1.0 << "OB DISCHRG" << "ONBATT" << "";
     QTest::newRow("back on line") << "d base;d 4101=4;d 4101=2" << -1.0 << -1.0 << "OL CHRG" << "ONBATT ONLINE" << "";
     QTest::newRow("low battery alarm") << "d base;d 4101=4;d 2022=1" << -1.0 << -1.0
         << "ALARM OB LB DISCHRG" << "ONBATT LOWBATT" << "alarms=22:catalogue 22";
     QTest::newRow("charge below chargeLow") << "d base,4101=4,4111=15" << 20.0 << -1.0
-        << "OB LB DISCHRG" << "ONBATT LOWBATT" << "";
+        << "OB LB DISCHRG" << "ONBATT LOWBATT" << "battery.charge.low=20";
     QTest::newRow("runtime below runtimeLow") << "d base,4101=4,4110=1" << -1.0 << 120.0
-        << "OB LB DISCHRG" << "ONBATT LOWBATT" << "battery.runtime=60";
+        << "OB LB DISCHRG" << "ONBATT LOWBATT" << "battery.runtime=60;battery.runtime.low=120";
     QTest::newRow("low charge on line is no LB") << "d base,4101=2,4111=5" << 20.0 << 600.0 << "OL CHRG" << "" << "";
     QTest::newRow("overload") << "d base;d 2141=1,2019=1" << -1.0 << -1.0 << "ALARM OL OVER" << "OVERLOAD"
         << "alarms=19:catalogue 19,141:catalogue 141";
@@ -87,10 +87,13 @@ void tst_host::status_data()
     QTest::newRow("forced shutdown") << "d base,4101=4;f 1;f 1" << -1.0 << -1.0 << "OB DISCHRG FSD" << "ONBATT FSD" << "";
     QTest::newRow("forced shutdown ends") << "d base;f 1;f 0" << -1.0 << -1.0 << "OL" << "FSD" << "";
     QTest::newRow("values")
-        << "d 4016=86,4017=69,4018=75,4019=0,4184=30,4185=50,4186=40,4243=20,4260=0,4133=231,4241=41,4242=45"
+        << "d 4016=86,4017=69,4018=75,4019=0,4184=30,4185=50,4186=40,4243=20,4260=0,4133=231,4241=41,4242=45,"
+           "4134=229,4135=224,4166=10,4167=12,4168=11,4178=2,4179=3,4180=4.5"
         << -1.0 << -1.0 << "" << ""
-        << "device.model=VEK;ups.load=50;ups.power.nominal=20000;ups.beeper.status=disabled;"
-           "input.L1-N.voltage=231;ups.temperature=45";
+        << "device.model=VEK;ups.model=VEK;ups.load=50;ups.power.nominal=20000;ups.beeper.status=disabled;"
+           "input.L1-N.voltage=231;ups.temperature=45;input.voltage=228;output.current=12;ups.realpower=9500";
+    QTest::newRow("single-phase output") << "d 4162=1,4163=230,4164=0,4165=0" << -1.0 << -1.0 << "" << ""
+        << "output.voltage=230;input.voltage=";
 }
 
 void tst_host::status()
@@ -397,11 +400,11 @@ void tst_host::verbatim()
 
 void tst_host::logFilter_data()
 {
-    QTest::addColumn<QString>("lines");     // "SECONDS[w]:text" separated by '|' (w: a warning)
+    QTest::addColumn<QString>("lines");     // "SECONDS[w|i]:text" separated by '|' (w: a warning, i: info, else debug)
     QTest::addColumn<QString>("printed");
 
-    QTest::newRow("distinct lines") << "0:a|0:b" << "a|b";
-    QTest::newRow("repeats counted") << "0:a|1:a|2:a|59:a|60:a|61:a|121:a" << "a|a (repeated 4 times)|a (repeated 2 times)";
+    QTest::newRow("distinct lines, the plugin's tagged") << "0:a|0i:b" << "plugin: a|b";
+    QTest::newRow("repeats counted") << "0i:a|1i:a|2i:a|59i:a|60i:a|61i:a|121i:a" << "a|a (repeated 4 times)|a (repeated 2 times)";
     QTest::newRow("warnings always") << "0w:x|0w:x" << "x|x";
 }
 
@@ -414,7 +417,8 @@ void tst_host::logFilter()
     QStringList out;
     for (const QString& l : lines.split('|')) {
         const QString head = l.section(':', 0, 0);
-        out += filter.filter(!head.endsWith('w'), l.section(':', 1), QString(head).remove('w').toLongLong() * 1000);
+        const QtMsgType type = head.endsWith('w') ? QtWarningMsg : head.endsWith('i') ? QtInfoMsg : QtDebugMsg;
+        out += filter.filter(type, l.section(':', 1), QString(head).remove('w').remove('i').toLongLong() * 1000);
     }
     QCOMPARE(out.join('|'), printed);
 }

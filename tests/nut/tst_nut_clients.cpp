@@ -20,6 +20,15 @@ const char* const kScenario = "at 0 load 100\nat 0 battery 27\nat 30 mains off\n
 const char* const kUsers = "[admin]\n password = adminpw\n actions = SET\n instcmds = ALL\n"
                            "[beeper]\n password = beeperpw\n instcmds = beeper.enable\n"
                            "[monsec]\n password = secpw\n upsmon secondary\n";
+// What Home Assistant, nut_exporter and dashboards read, as the simulator serves its unit 1
+// (230 V, 20 kVA at power factor 0.9, here at full load) to a host with chargeLow=20, runtimeLow=60.
+const char* const kConsumerReads[][2] = {
+    {"ups.mfr", "SimPower"}, {"ups.model", "SIM-20K-33"}, {"ups.serial", "SIM20K0000000001"},
+    {"ups.firmware", "213"}, {"input.voltage", "2[23]\\d(\\.\\d+)?"}, {"output.voltage", "2[23]\\d(\\.\\d+)?"},
+    {"output.current", "(2[89]|30)(\\.\\d+)?"}, {"ups.realpower", "1[78]\\d\\d\\d(\\.\\d+)?"},
+    {"battery.charge.low", "20"}, {"battery.runtime.low", "60"}, {"driver.name", "upsmon-host"},
+    {"driver.version", "\\d+\\.\\d+\\.\\d+"},
+};
 
 QString binDir() { return qEnvironmentVariable("VEK5_BIN_DIR"); }
 
@@ -57,7 +66,7 @@ private:
         return writeFile(m_dir.filePath("PVMX/drovaPanel/db/param.ini"),
                          "[host]\nunits=" + units + "\n[nut]\nlisten=127.0.0.1:" + QByteArray::number(m_port) + ", [::1]:"
                          + QByteArray::number(m_port) + "\nusers=upsd.users\nhostSync=30\n"
-                         "[policy]\nshutdownCmd=echo ran >> " + m_dir.filePath("host.marker").toUtf8() + "\n" + policy);
+                         "[policy]\nchargeLow=20\nruntimeLow=60\nshutdownCmd=echo ran >> " + m_dir.filePath("host.marker").toUtf8() + "\n" + policy);
     }
 
     QDir m_dir;
@@ -151,6 +160,8 @@ void tst_nut_clients::clients_data()
         << "battery\\.charge: \\d+\n(.*\n)*input\\.L1-N\\.voltage: 2\\d\\d(\\.\\d+)?\n(.*\n)*ups\\.status: OL" << "";
     QTest::newRow("every listen address") << QStringList{"upsc", "UPS1@[::1]:" + QString::number(m_port), "ups.status"} << 0
         << "^O[LB]" << "";
+    for (const auto& read : kConsumerReads)
+        QTest::newRow(read[0]) << QStringList{"upsc", "UPS", read[0]} << 0 << QString("^%1\n$").arg(read[1]) << "";
     QTest::newRow("upscmd lists commands") << QStringList{"upscmd", "-l", "UPS"} << 0 << "beeper.disable - Disable the UPS beeper\n" << "";
     QTest::newRow("beeper off") << QStringList{"upscmd"} + admin + QStringList{"UPS", "beeper.disable"} << 0 << "OK" << "ups.beeper.status=^disabled$";
     QTest::newRow("beeper on, allowed by name") << QStringList{"upscmd"} + beeper + QStringList{"UPS", "beeper.enable"} << 0 << "OK"
