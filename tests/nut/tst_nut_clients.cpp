@@ -126,6 +126,7 @@ void tst_nut_clients::initTestCase()
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("NUT_CONFPATH", m_dir.filePath("upsmon"));
     env.insert("NUT_STATEPATH", m_dir.filePath("upsmon"));
+    env.insert("NUT_ALTPIDPATH", m_dir.filePath("upsmon"));   // not /run/nut: runs side by side do not meet
     m_monitor.setProcessEnvironment(env);
     m_monitor.setProcessChannelMode(QProcess::MergedChannels);
     m_monitor.setStandardOutputFile(m_dir.filePath("upsmon.log"));
