@@ -301,6 +301,7 @@ void vek5Client::loadConfig()
         qWarning("vek5Client: loadConfig() while the collector's thread runs; it takes effect at the next cycle");
         deferToNextCycle(apply);
     } else {
+        applyLeftoverChanges();
         apply();
     }
 }
@@ -312,6 +313,7 @@ void vek5Client::setPort(QString portName, QString settings)
         deferToNextCycle([this, portName, settings] { setPort(portName, settings); });
         return;
     }
+    applyLeftoverChanges();
     m_portName = portName;
     m_portSettings = settings;
     m_portReopened = 1;
@@ -476,7 +478,7 @@ void vek5Client::threadTimer()
     endCycle();
 }
 
-void vek5Client::runCycle()
+void vek5Client::applyPendingChanges()
 {
     std::vector<std::function<void()>> changes;
     {
@@ -485,6 +487,20 @@ void vek5Client::runCycle()
     }
     for (const auto& change : changes)
         change();
+}
+
+void vek5Client::applyLeftoverChanges()
+{
+    // A thread stopped before its next cycle leaves its deferred changes
+    // behind; they are older than the change being made now, so they go
+    // first instead of overriding it at the next cycle.
+    if (!isRunning())
+        applyPendingChanges();
+}
+
+void vek5Client::runCycle()
+{
+    applyPendingChanges();
 
     ++m_tick;
     {

@@ -106,6 +106,8 @@ public:
 private:
     bool fromOutsideRunningThread() const;
     void deferToNextCycle(std::function<void()> change);
+    void applyPendingChanges();
+    void applyLeftoverChanges();
     bool beginCycle();
     void endCycle();
     void runCycle();

@@ -81,6 +81,7 @@ private slots:
     void driverCreateRelease();
     void stateMachine_data();
     void stateMachine();
+    void stoppedConfigWins();
     void pollInterval_data();
     void pollInterval();
     void alarmEvents_data();
@@ -202,6 +203,31 @@ void tst_client::stateMachine()
 
 // Steps: "p" polls, "c" queues a command; `cycles` is how many cycles ran;
 // the tick counts cycles since the queue was last non-empty.
+// A change deferred while the collector's thread ran, and left pending by
+// a stop before its next tick, must not override a newer one made while the
+// thread is stopped.
+void tst_client::stoppedConfigWins()
+{
+    vek5Client client;
+    client.m_devName = "late";
+    bool leftPending = false;
+    for (int attempt = 0; attempt < 20 && !leftPending; ++attempt) {
+        AppConfig::write("dev.ini", {{"late/interval", 5}});
+        client.loadConfig();
+        client.start();
+        AppConfig::write("dev.ini", {{"late/interval", 7}});
+        client.loadConfig();
+        client.quit();
+        QVERIFY(client.wait(5000));
+        leftPending = client.m_interval == 5;
+    }
+    QVERIFY(leftPending);
+    AppConfig::write("dev.ini", {{"late/interval", 9}});
+    client.loadConfig();
+    client.poll();
+    QCOMPARE(client.m_interval, 9);
+}
+
 void tst_client::pollInterval_data()
 {
     QTest::addColumn<int>("interval");
