@@ -13,7 +13,7 @@
 #
 #   bash scripts/package-check.sh [BUILD_DIR]      (default: build)
 set -uo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/.." || exit 2
 
 build=${1:-build}
 package=vek5m-10-30k
@@ -23,6 +23,8 @@ nut_port=3493        # the shipped param.ini's [nut] listen
 failures=0
 host_pid=""
 sim_pid=""
+installed=""
+users_file=""
 work=$(mktemp -d)
 
 pass() { echo "PASS: $*"; }
@@ -32,10 +34,10 @@ require() { [ "$failures" -eq 0 ] || finish; }
 indent() { sed 's/^/    /'; }
 
 stop_pid() {    # SIGTERM, then SIGKILL after 20 s; only processes this script started
-  local pid=$1 i
+  local pid=$1
   [ -n "$pid" ] && kill -0 "$pid" 2>/dev/null || return 0
   kill -TERM "$pid"
-  for i in $(seq 200); do kill -0 "$pid" 2>/dev/null || break; sleep 0.1; done
+  for _ in $(seq 200); do kill -0 "$pid" 2>/dev/null || break; sleep 0.1; done
   kill -0 "$pid" 2>/dev/null && kill -KILL "$pid"
   wait "$pid" 2>/dev/null
   return 0
@@ -44,6 +46,10 @@ stop_pid() {    # SIGTERM, then SIGKILL after 20 s; only processes this script s
 finish() {
   stop_pid "$host_pid"
   stop_pid "$sim_pid"
+  if [ -n "$installed" ]; then    # given up half-way: leave the machine as found
+    rm -f "$users_file"
+    dpkg --purge "$package" >/dev/null 2>&1
+  fi
   rm -rf "$work"
   if [ "$failures" -eq 0 ]; then echo "package check: PASS"; exit 0; fi
   echo "package check: FAIL ($failures steps)"; exit 1
@@ -90,6 +96,7 @@ warnings=$(grep -c '^W: ' "$work/lintian.log")
 [ "$errors" -eq 0 ] && pass "lintian: no errors ($warnings warnings)" || fail "lintian: $errors errors"
 
 # 2. Installed.
+installed=yes
 if dpkg -i "$deb" >"$work/dpkg-i.log" 2>&1; then pass "dpkg -i"; else indent <"$work/dpkg-i.log"; fail "dpkg -i"; fi
 require
 mapfile -t files < <(dpkg -L "$package")
@@ -106,13 +113,16 @@ mapfile -t unit_env < <(unit_value Environment)
 strip() { sed 's/^[-@:+!]*//'; }    # systemd's Exec prefixes
 read -ra start_pre <<<"$(unit_value ExecStartPre | strip)"
 read -ra start <<<"$(unit_value ExecStart | strip)"
-for program in "${start_pre[0]}" "${start[0]}"; do
+for key in ExecStartPre ExecStart; do
+  [ "$key" = ExecStart ] && program=${start[0]} || program=${start_pre[0]}
   if dpkg -S "$program" >/dev/null 2>&1 && [ -x "$program" ]; then
-    pass "$program (Exec) is shipped by the package"
+    pass "$key program $program is shipped by the package"
   else
-    fail "$program (Exec) is not a program of the package"
+    fail "$key program $program is not a program of the package"
   fi
 done
+wants=/etc/systemd/system/$(unit_value WantedBy).wants/$unit_name
+[ -L "$wants" ] && pass "enabled by postinst: $wants" || fail "$unit_name not enabled ($wants missing)"
 getent passwd "$user" >/dev/null && getent group "$group" >/dev/null \
   && pass "user $user and group $group exist" || fail "user $user / group $group missing"
 require
@@ -147,12 +157,12 @@ wait_for 30 listening "$sim_port" && pass "upssim of the package serves 127.0.0.
 
 "${as_unit[@]}" "${start[@]}" >"$work/host.log" 2>&1 &
 host_pid=$!
-status() { kill -0 "$host_pid" 2>/dev/null && upsc UPS1@127.0.0.1 ups.status >"$work/upsc.log" 2>&1; }
+status() { kill -0 "$host_pid" 2>/dev/null && upsc UPS1@127.0.0.1 ups.status >"$work/upsc.log" 2>"$work/upsc.err"; }
 if wait_for 90 status; then
   pass "upsc UPS1@127.0.0.1 ups.status: $(cat "$work/upsc.log")"
   upsc UPS1@127.0.0.1 2>/dev/null | grep -E '^(battery.charge|input.L1-N.voltage|ups.load):' | indent
 else
-  indent <"$work/upsc.log"; tail -n 20 "$work/host.log" | indent
+  indent <"$work/upsc.err"; tail -n 20 "$work/host.log" | indent
   fail "upsc UPS1@127.0.0.1 had no answer from the host in 90 s"
 fi
 owner=$(ps -o user= -p "$host_pid" 2>/dev/null)
@@ -184,9 +194,10 @@ removed_status=$(dpkg-query -W -f='${db:Status-Status}' "$package")
   || fail "left installed ($removed_status): ${kept[*]}"
 
 # 5. Purged: the conffiles and the service's state go too.
-if dpkg --purge "$package" >"$work/dpkg-purge.log" 2>&1 && [ ! -e "$confdir" ] && [ ! -e "$state" ]; then
-  pass "dpkg --purge removes $confdir and $state (the system user $user stays)"
+installed=""
+if dpkg --purge "$package" >"$work/dpkg-purge.log" 2>&1 && [ ! -e "$confdir" ] && [ ! -e "$state" ] && [ ! -L "$wants" ]; then
+  pass "dpkg --purge removes $confdir, $state and the unit's enablement (the system user $user stays)"
 else
-  indent <"$work/dpkg-purge.log"; fail "dpkg --purge left $(ls -d "$confdir" "$state" 2>/dev/null | tr '\n' ' ')"
+  indent <"$work/dpkg-purge.log"; fail "dpkg --purge left $(ls -d "$confdir" "$state" "$wants" 2>/dev/null | tr '\n' ' ')"
 fi
 finish
