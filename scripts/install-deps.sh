@@ -2,16 +2,19 @@
 # Installs the Debian packages that a task needs, when any is missing.
 #   scripts/install-deps.sh run    build and run the monitor
 #   scripts/install-deps.sh test   build and run every test
+#   scripts/install-deps.sh package   build and check the Debian package
 set -euo pipefail
 
 build=(cmake make g++ pkg-config qtbase5-dev qtbase5-dev-tools libhidapi-dev libudev-dev libmodbus-dev prometheus-cpp-dev)
 run=(xauth)
 test=(socat mbpoll xvfb xauth binutils clang libclang-rt-14-dev valgrind libbenchmark-dev nut-client prometheus curl stress-ng)
+package=(dpkg-dev file lintian nut-client)
 
 case "${1:-}" in
   run)  wanted=("${build[@]}" "${run[@]}") ;;
   test) wanted=("${build[@]}" "${test[@]}") ;;
-  *) echo "usage: $0 run|test" >&2; exit 2 ;;
+  package) wanted=("${build[@]}" "${package[@]}") ;;
+  *) echo "usage: $0 run|test|package" >&2; exit 2 ;;
 esac
 
 missing=()

@@ -67,9 +67,11 @@ void tst_host_headless::initTestCase()
     install.setProcessEnvironment(env);
     install.start(VEK5_CMAKE_COMMAND, {"--install", VEK5_BUILD_DIR});
     QVERIFY(install.waitForFinished(120000) && install.exitCode() == 0);
+    const QString db = m_stage + kPrefix + "/" VEK5_PKGLIBDIR "/PVMX/drovaPanel/db";    // prefix /usr: absolute, to /etc
+    QVERIFY(QFileInfo(db).symLinkTarget() != kConf || (QFile::remove(db) && QFile::link(m_stage + kConf, db)));
     const QList<QPair<QString, QString>> pieces{
         {kPrefix + "/lib/systemd/system/upsmon-host.service", "ExecStart=" + kBin + "/upsmon-host --headless"},
-        {kPrefix + "/" VEK5_INSTALL_DOCDIR "/examples/60-vek5m-rs485.rules", "/dev/serial/by-id"},
+        {kPrefix + "/lib/udev/rules.d/60-vek5m-rs485.rules", "/dev/serial/by-id"},
         {kPrefix + "/" VEK5_PKGLIBDIR "/libvek5m_10-30k_Client.so", ""},
         {kPrefix + "/" VEK5_INSTALL_LIBDIR "/libvek5m_10-30k.so", ""},
         {kPrefix + "/" VEK5_PKGLIBDIR "/PVMX/drovaPanel/db/historycodemap.csv", "21,Monitor_Battery powered,"}};
