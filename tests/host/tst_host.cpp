@@ -12,12 +12,17 @@
 #include "Policy.h"
 #include "PolicyRunner.h"
 #include "StatusModel.h"
-#include "TestRig.h"
 
 namespace {
 
 // An online unit with a full battery.
 const char* const kBase = "4101=3,4223=1,4218=0,4259=0,4111=100,4110=26";
+
+bool writeFile(const QString& path, const QByteArray& text)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly) && f.write(text) == text.size();
+}
 
 QMap<int, QVariant> points(const QString& pairs)
 {
