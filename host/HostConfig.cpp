@@ -72,6 +72,7 @@ bool HostConfig::load(const QString& dir, QString* error)
     m_logInterval = host.integer("logInterval", 60, 1, 86400);
     m_answerTimeout = host.integer("answerTimeout", 30, 1, 86400);
     m_maxAge = host.integer("maxAge", 15, 2, 3600);
+    m_historyDir = host.text("historyDir", "");
     UnitSettings::PollMode hostMode = UnitSettings::PollInterval;
     pollMode(host, QStringLiteral("pollMode"), UnitSettings::PollInterval, &hostMode);
     m_globalProblems = host.problems();

@@ -13,6 +13,8 @@
 //   pollMode=interval    interval: the host polls each unit on a thread of its
 //                        own; timer: the collector's own 100 ms timer
 //   maxAge=15            seconds without a data report before STALE
+//   historyDir=          where history downloads go; relative to the state
+//                        directory, which is the default (ConfinedDirectory)
 //   [policy]             see PolicySettings
 //
 //   [metrics]
@@ -62,6 +64,7 @@ public:
     int logInterval() const { return m_logInterval; }
     int answerTimeout() const { return m_answerTimeout; }
     int maxAge() const { return m_maxAge; }
+    QString historyDir() const { return m_historyDir; }
     const PolicySettings& policy() const { return m_policy; }
     // One line per problem: "dev.ini [UPS1] port: ...".
     QStringList problems() const;
@@ -74,6 +77,7 @@ private:
     int m_logInterval = 60;
     int m_answerTimeout = 30;
     int m_maxAge = 15;
+    QString m_historyDir;
     PolicySettings m_policy;
     QString m_metricsListen;
 };

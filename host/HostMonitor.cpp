@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDebug>
+#include <QDir>
 #include <QFileInfo>
 
 #include "CollectThread.h"
@@ -16,6 +17,12 @@ namespace {
 const char* const kPluginIid = "com.nalo.Qt.ProInterface";
 const char* const kPluginFile = "libvek5m_10-30k_Client.so";
 const char* const kDriverFile = "libvek5m_10-30k.so";
+const char* const kConsoleUser = "console";     // who gave a --command
+
+bool isOff(const QString& listen)
+{
+    return listen.isEmpty() || listen.compare(QLatin1String("off"), Qt::CaseInsensitive) == 0;
+}
 }
 
 QString HostMonitor::defaultDriverPath(const QString& pluginDir)
@@ -39,9 +46,9 @@ HostMonitor::HostMonitor(const HostOptions& options, QObject* parent)
     });
     connect(&m_router, &CommandRouter::commandOutcome, this,
             [this](const QString& unit, const QString& command, const QString& outcome,
-                   const QString& detail) {
+                   const QString& detail, const QString& who) {
                 emitLine(unit, QStringLiteral("command"),
-                         QStringLiteral("%1 %2: %3").arg(command, outcome, detail));
+                         QStringLiteral("%1 %2: %3 (by %4)").arg(command, outcome, detail, who));
             });
     connect(&m_runner, &PolicyRunner::report, this, [this](const QString& unit, const QString& text) {
         emitLine(unit, QStringLiteral("policy"), text);
@@ -133,9 +140,18 @@ bool HostMonitor::start(bool withViews, QString* error)
         if (!m_config.units().contains(c.unit)) {
             *error = QStringLiteral("--command %1:%2: unknown unit \"%1\" (units: %3)")
                          .arg(c.unit, c.name, m_config.units().join(QStringLiteral(", ")));
+            m_argumentRefused = true;
             return false;
         }
     }
+    std::string metricsAddress;
+    if (!isOff(m_options.metricsListen)
+        && !MetricsExporter::bindAddress(m_options.metricsListen, &metricsAddress, error)) {
+        error->prepend(QStringLiteral("--metrics-listen: "));
+        m_argumentRefused = true;
+        return false;
+    }
+    m_router.setHistoryDir(QDir(ConfinedDirectory::stateDir()).absoluteFilePath(m_config.historyDir()));
     m_policy = Policy(m_config.policy());
     m_runner.configure(m_config.policy(), m_options.dryRun);
     if (!loadPlugin(error))
@@ -199,7 +215,7 @@ bool HostMonitor::start(bool withViews, QString* error)
     }
     for (const UnitCommand& c : m_options.commands) {
         QString commandError;
-        if (!m_router.sendWhenAnswered(c.unit, c.name, c.value, &commandError))
+        if (!m_router.sendWhenAnswered(c.unit, c.name, c.value, QLatin1String(kConsoleUser), &commandError))
             emitLine(c.unit, QStringLiteral("error"), commandError);
     }
     for (UnitSession* s : qAsConst(m_sessions))
@@ -285,7 +301,7 @@ bool HostMonitor::startMetrics(QString* error)
 {
     const QString listen = m_options.metricsListen.isEmpty() ? m_config.metricsListen()
                                                              : m_options.metricsListen;
-    if (listen.isEmpty())
+    if (isOff(listen))
         return true;
     m_metrics = std::make_unique<MetricsExporter>(m_directory);
     if (!m_metrics->start(listen, error))
@@ -302,6 +318,7 @@ QStringList HostMonitor::shutdown()
     m_tickTimer.stop();
     m_inboxTimer.stop();
     m_router.clear();
+    m_runner.stopAll();
     // Ask every thread to leave first, then join them against one deadline,
     // so that the whole stop stays within it however many units there are.
     for (UnitSession* s : qAsConst(m_sessions))
