@@ -74,7 +74,7 @@ struct Options
                        "repeatable."), QStringLiteral("unit:name[:value]")};
     QCommandLineOption metricsListen{QStringLiteral("metrics-listen"),
         QStringLiteral("Serve Prometheus metrics at http://ADDR:PORT/metrics (default: param.ini "
-                       "[metrics] listen; off when neither is set)."), QStringLiteral("addr:port")};
+                       "[metrics] listen; \"off\" or neither set: none)."), QStringLiteral("addr:port")};
 
     void addTo(QCommandLineParser* p) const
     {
