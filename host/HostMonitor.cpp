@@ -318,12 +318,13 @@ QStringList HostMonitor::shutdown()
     m_tickTimer.stop();
     m_inboxTimer.stop();
     m_router.clear();
-    m_runner.stopAll();
     // Ask every thread to leave first, then join them against one deadline,
     // so that the whole stop stays within it however many units there are.
     for (UnitSession* s : qAsConst(m_sessions))
         s->requestStop();
     const QDeadlineTimer deadline(UnitSession::kJoinTimeoutMs);
+    // The policy's commands go meanwhile, within the same time.
+    m_runner.stopAll();
     QStringList abandoned;
     for (UnitSession* s : qAsConst(m_sessions))
         if (!s->stop(deadline))

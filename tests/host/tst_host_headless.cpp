@@ -127,7 +127,7 @@ void tst_host_headless::cli_data()
     QTest::newRow("other config dir") << QStringList{"--config", "other"} << tcp << 1 << "the plugin reads";
     QTest::newRow("plugin missing") << QStringList{"--plugin", "/nonexistent/p.so"} << tcp << 1 << "not found";
     QTest::newRow("metrics address") << QStringList{"--metrics-listen", "localhost:9100"} << tcp << 2 << "ADDR:PORT";
-    QTest::newRow("metrics off") << QStringList{"--metrics-listen", "off"} << tcp << 3 << "never answered: UPS1";
+    QTest::newRow("metrics off") << QStringList{"--metrics-listen", "off"} << tcp << 3 << "UPS1";   // runs, the unit silent
 }
 
 void tst_host_headless::cli()
