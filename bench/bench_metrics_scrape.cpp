@@ -44,8 +44,8 @@ public:
     QStringList units() const override { return m_names; }
     QString description(const QString&) const override { return {}; }
     UnitStatus status(const QString& unit) const override { return m_units.value(unit); }
-    bool sendCommand(const QString&, const QString&, const QString&, QString*) override { return false; }
-    bool writeSetting(const QString&, int, int, QString*) override { return false; }
+    bool sendCommand(const QString&, const QString&, const QString&, const QString&, QString*) override { return false; }
+    bool writeSetting(const QString&, int, int, const QString&, QString*) override { return false; }
 
 private:
     QStringList m_names;

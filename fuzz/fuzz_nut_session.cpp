@@ -23,8 +23,8 @@ public:
                 {{"battery.charge", 12.5}, {"device.model", "M\"1\\"}, {"vek5.battery.numbers", 40}},
                 {{23, "Monitor_Low battery (EOD)"}}};
     }
-    bool sendCommand(const QString&, const QString&, const QString&, QString*) override { return true; }
-    bool writeSetting(const QString&, int, int, QString*) override { return true; }
+    bool sendCommand(const QString&, const QString&, const QString&, const QString&, QString*) override { return true; }
+    bool writeSetting(const QString&, int, int, const QString&, QString*) override { return true; }
 };
 
 } // namespace

@@ -54,10 +54,14 @@ void CommandRouter::removeSession(const QString& unit)
 
 void CommandRouter::clear()
 {
+    // Every command a user gave reports an outcome, the ones cut short too.
+    while (!m_pending.isEmpty())
+        settle(0, false, QStringLiteral("the host stopped before the unit confirmed it"));
+    for (const Deferred& d : qAsConst(m_deferred))
+        emit commandOutcome(d.unit, d.name, QStringLiteral("not confirmed"),
+                            QStringLiteral("the unit never answered; not sent"), d.who);
     m_sessions.clear();
-    m_pending.clear();
     m_deferred.clear();
-    m_expiry.stop();
 }
 
 UnitSession* CommandRouter::session(const QString& unit, QString* error) const
@@ -69,8 +73,8 @@ UnitSession* CommandRouter::session(const QString& unit, QString* error) const
     return s;
 }
 
-bool CommandRouter::check(const QString& unit, const QString& name, const QString& value,
-                          const CommandName** command, QString* sent, QString* error) const
+bool CommandRouter::check(const QString& unit, const QString& name, const QString& value, const QString& who,
+                          const CommandName** command, QString* sent, QString* error)
 {
     if (!session(unit, error))
         return false;
@@ -79,28 +83,41 @@ bool CommandRouter::check(const QString& unit, const QString& name, const QStrin
         *error = QStringLiteral("unknown command \"%1\"; see upsmon-host --help").arg(name);
         return false;
     }
-    return commandValue(**command, value, sent, error);
+    if (commandValue(**command, value, sent, error)
+        && ((*command)->argument != CommandName::FileName || m_historyDir.resolve(*sent, sent, error)))
+        return true;
+    // A value refused is what an attempt to write elsewhere looks like: on record.
+    emit commandOutcome(unit, QLatin1String((*command)->name), QStringLiteral("refused"), *error, who);
+    return false;
 }
 
-bool CommandRouter::send(const QString& unit, const QString& name, const QString& value, QString* error)
+bool CommandRouter::send(const QString& unit, const QString& name, const QString& value, const QString& who,
+                         QString* error)
 {
     const CommandName* c = nullptr;
     QString sent;
-    if (!check(unit, name, value, &c, &sent, error))
+    if (!check(unit, name, value, who, &c, &sent, error))
         return false;
     UnitSession* s = m_sessions.value(unit);
+    // A later command on the same point decides what the data will show.
+    for (int i = m_pending.size() - 1; i >= 0; --i) {
+        const Pending& p = m_pending.at(i);
+        if (p.unit == unit && c->confirmPoint > 0 && p.command->confirmPoint == c->confirmPoint
+            && p.command->confirmValue != c->confirmValue)
+            settle(i, false, QStringLiteral("superseded by %1 before the data showed it").arg(QLatin1String(c->name)));
+    }
     s->sendCommand(c->id, sent);
     emit commandOutcome(unit, QLatin1String(c->name), QStringLiteral("queued"),
-                        QStringLiteral("command %1 (%2) queued").arg(c->id).arg(QLatin1String(c->description)));
+                        QStringLiteral("command %1 (%2) queued").arg(c->id).arg(QLatin1String(c->description)), who);
     if (c->confirmPoint > 0 || c->id == kHistoryDownload) {
-        m_pending += Pending{unit, c, sent, QDateTime::currentDateTime(),
+        m_pending += Pending{unit, c, sent, who, QDateTime::currentDateTime(),
                              QDateTime::currentMSecsSinceEpoch() + confirmTimeoutMs(s->settings())};
         m_expiry.start();
     }
     return true;
 }
 
-bool CommandRouter::writeSetting(const QString& unit, int point, int rawValue, QString* error)
+bool CommandRouter::writeSetting(const QString& unit, int point, int rawValue, const QString& who, QString* error)
 {
     UnitSession* s = session(unit, error);
     if (!s)
@@ -112,20 +129,20 @@ bool CommandRouter::writeSetting(const QString& unit, int point, int rawValue, Q
     }
     s->sendCommand(kSettingCommand, QStringLiteral("%1,%2").arg(point).arg(rawValue));
     emit commandOutcome(unit, QStringLiteral("setting %1").arg(point), QStringLiteral("queued"),
-                        QStringLiteral("setting %1 = %2 queued").arg(point).arg(rawValue));
+                        QStringLiteral("setting %1 = %2 queued").arg(point).arg(rawValue), who);
     return true;
 }
 
 bool CommandRouter::sendWhenAnswered(const QString& unit, const QString& name, const QString& value,
-                                     QString* error)
+                                     const QString& who, QString* error)
 {
     const CommandName* c = nullptr;
     QString sent;
-    if (!check(unit, name, value, &c, &sent, error))
+    if (!check(unit, name, value, who, &c, &sent, error))
         return false;
     if (m_sessions.value(unit)->hasAnswered())
-        return send(unit, name, value, error);
-    m_deferred += Deferred{unit, name, value};
+        return send(unit, name, value, who, error);
+    m_deferred += Deferred{unit, name, value, who};
     return true;
 }
 
@@ -138,7 +155,7 @@ void CommandRouter::onAnswered(const QString& unit)
         }
         const Deferred d = m_deferred.takeAt(i);
         QString error;
-        send(d.unit, d.name, d.value, &error);
+        send(d.unit, d.name, d.value, d.who, &error);
     }
 }
 
@@ -146,7 +163,7 @@ void CommandRouter::settle(int index, bool confirmed, const QString& detail)
 {
     const Pending p = m_pending.takeAt(index);
     emit commandOutcome(p.unit, QLatin1String(p.command->name),
-                        confirmed ? QStringLiteral("confirmed") : QStringLiteral("not confirmed"), detail);
+                        confirmed ? QStringLiteral("confirmed") : QStringLiteral("not confirmed"), detail, p.who);
     if (m_pending.isEmpty())
         m_expiry.stop();
 }
@@ -167,7 +184,8 @@ void CommandRouter::onData(const QString& unit)
 
 void CommandRouter::onHistoryWritten(const QString& unit)
 {
-    for (int i = m_pending.size() - 1; i >= 0; --i) {
+    // The unit runs its commands in order: this report is the oldest download's.
+    for (int i = 0; i < m_pending.size(); ++i) {
         const Pending& p = m_pending.at(i);
         if (p.unit != unit || p.command->id != kHistoryDownload)
             continue;
@@ -183,6 +201,7 @@ void CommandRouter::onHistoryWritten(const QString& unit)
                                          .arg(file.absoluteFilePath()).arg(lines)
                                    : QStringLiteral("history export failed: %1 was not written")
                                          .arg(file.absoluteFilePath()));
+        return;
     }
 }
 

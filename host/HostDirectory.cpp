@@ -56,12 +56,13 @@ UnitStatus HostDirectory::status(const QString& unit) const
 }
 
 bool HostDirectory::sendCommand(const QString& unit, const QString& name, const QString& value,
-                                 QString* error)
+                                 const QString& who, QString* error)
 {
-    return m_router->send(unit, name, value, error);
+    return m_router->send(unit, name, value, who, error);
 }
 
-bool HostDirectory::writeSetting(const QString& unit, int point, int rawValue, QString* error)
+bool HostDirectory::writeSetting(const QString& unit, int point, int rawValue, const QString& who,
+                                 QString* error)
 {
-    return m_router->writeSetting(unit, point, rawValue, error);
+    return m_router->writeSetting(unit, point, rawValue, who, error);
 }

@@ -29,9 +29,10 @@ public:
     QStringList units() const override;
     QString description(const QString& unit) const override;
     UnitStatus status(const QString& unit) const override;
-    bool sendCommand(const QString& unit, const QString& name, const QString& value,
+    bool sendCommand(const QString& unit, const QString& name, const QString& value, const QString& who,
                      QString* error) override;
-    bool writeSetting(const QString& unit, int point, int rawValue, QString* error) override;
+    bool writeSetting(const QString& unit, int point, int rawValue, const QString& who,
+                      QString* error) override;
 
 signals:
     // A unit's snapshot changed (each data report, comm change, ageing).

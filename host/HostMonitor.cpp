@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDebug>
+#include <QDir>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -18,6 +19,7 @@ namespace {
 const char* const kPluginIid = "com.nalo.Qt.ProInterface";
 const char* const kPluginFile = "libvek5m_10-30k_Client.so";
 const char* const kDriverFile = "libvek5m_10-30k.so";
+const char* const kConsoleUser = "console";     // who gave a --command
 }
 
 QString HostMonitor::defaultDriverPath(const QString& pluginDir)
@@ -41,9 +43,9 @@ HostMonitor::HostMonitor(const HostOptions& options, QObject* parent)
     });
     connect(&m_router, &CommandRouter::commandOutcome, this,
             [this](const QString& unit, const QString& command, const QString& outcome,
-                   const QString& detail) {
+                   const QString& detail, const QString& who) {
                 emitLine(unit, QStringLiteral("command"),
-                         QStringLiteral("%1 %2: %3").arg(command, outcome, detail));
+                         QStringLiteral("%1 %2: %3 (by %4)").arg(command, outcome, detail, who));
             });
     connect(&m_runner, &PolicyRunner::report, this, [this](const QString& unit, const QString& text) {
         emitLine(unit, QStringLiteral("policy"), text);
@@ -123,9 +125,11 @@ bool HostMonitor::start(const HostConfig& config, bool withViews, QString* error
         if (!m_config.units().contains(c.unit)) {
             *error = QStringLiteral("--command %1:%2: unknown unit \"%1\" (units: %3)")
                          .arg(c.unit, c.name, m_config.units().join(QStringLiteral(", ")));
+            m_argumentRefused = true;
             return false;
         }
     }
+    m_router.setHistoryDir(QDir(ConfinedDirectory::stateDir()).absoluteFilePath(m_config.historyDir()));
     m_policy = Policy(m_config.policy());
     m_runner.configure(m_config.policy(), m_options.dryRun);
     if (!loadPlugin(error))
@@ -168,7 +172,7 @@ bool HostMonitor::start(const HostConfig& config, bool withViews, QString* error
     }
     for (const UnitCommand& c : m_options.commands) {
         QString commandError;
-        if (!m_router.sendWhenAnswered(c.unit, c.name, c.value, &commandError))
+        if (!m_router.sendWhenAnswered(c.unit, c.name, c.value, QLatin1String(kConsoleUser), &commandError))
             emitLine(c.unit, QStringLiteral("error"), commandError);
     }
     const int answerTimeout = m_options.answerTimeout > 0 ? m_options.answerTimeout : m_config.answerTimeout();
@@ -264,6 +268,7 @@ QString HostMonitor::reload(const HostConfig& next)
         }
     }
     m_config = next;
+    m_router.setHistoryDir(QDir(ConfinedDirectory::stateDir()).absoluteFilePath(m_config.historyDir()));
     m_policy.setSettings(m_config.policy());
     m_runner.configure(m_config.policy(), m_options.dryRun);
     m_nut.start(m_config.nut(), m_config.users());
@@ -392,6 +397,8 @@ QStringList HostMonitor::shutdown()
     for (UnitSession* s : qAsConst(m_sessions))
         s->requestStop();
     const QDeadlineTimer deadline(UnitSession::kJoinTimeoutMs);
+    // The policy's commands go meanwhile, within the same time.
+    m_runner.stopAll();
     QStringList abandoned;
     for (UnitSession* s : qAsConst(m_sessions))
         if (!s->stop(deadline))

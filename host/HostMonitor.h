@@ -63,6 +63,9 @@ public:
     PolicyRunner* policyRunner() { return &m_runner; }
     // Units that have not answered once since the start.
     QStringList silentUnits() const;
+    // True when start() failed on a command-line argument (exit status 2):
+    // one naming an unknown unit or a bad address.
+    bool argumentRefused() const { return m_argumentRefused; }
 
     // The model driver next to the plugin when there is one there, otherwise
     // its bare file name, left to the dynamic loader's search path.
@@ -113,6 +116,7 @@ private:
     PolicyRunner m_runner;
     NutServer m_nut{&m_directory};
     std::unique_ptr<MetricsExporter> m_metrics;   // after the directory it reads: goes first
+    bool m_argumentRefused = false;
 };
 
 #endif // HOSTMONITOR_H

@@ -2,6 +2,7 @@
 
 #include <QCommandLineParser>
 
+#include "MetricsExporter.h"
 #include "NutServer.h"
 
 #include "CommandTable.h"
@@ -79,7 +80,7 @@ struct Options
                        "repeatable."), QStringLiteral("unit:name[:value]")};
     QCommandLineOption metricsListen{QStringLiteral("metrics-listen"),
         QStringLiteral("Serve Prometheus metrics at http://ADDR:PORT/metrics (default: param.ini "
-                       "[metrics] listen; off when neither is set)."), QStringLiteral("addr:port")};
+                       "[metrics] listen; \"off\" or neither set: none)."), QStringLiteral("addr:port")};
 
     void addTo(QCommandLineParser* p) const
     {
@@ -153,6 +154,12 @@ bool HostOptions::parse(const QStringList& args, bool hasDisplay, HostOptions* o
         return false;
     }
     o.metricsListen = p.value(opt.metricsListen);
+    std::string metricsAddress;
+    if (!o.metricsListen.isEmpty() && o.metricsListen.compare(QLatin1String("off"), Qt::CaseInsensitive) != 0
+        && !MetricsExporter::bindAddress(o.metricsListen, &metricsAddress, error)) {
+        error->prepend(QStringLiteral("--metrics-listen: "));
+        return false;
+    }
     const struct { const QCommandLineOption& option; int min; int max; int* value; } numbers[] = {
         {opt.duration, 1, 86400 * 365, &o.duration},
         {opt.logInterval, 1, 86400, &o.logInterval},

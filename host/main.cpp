@@ -1,8 +1,13 @@
 // upsmon-host: loads the UPS plugin and monitors the units listed in
 // param.ini, in a window or, without a display or with --headless, on the
-// console. Exit status: 0 clean stop, 1 start-up failure or configuration
-// problems (--check-config), 2 bad arguments, 3 a unit never answered during
-// the run.
+// console. Exit status:
+//   0  clean stop (--help and --version too)
+//   1  start-up failure: a configuration, plugin, driver or data-log file
+//      missing or unusable, an address that cannot be listened on; with
+//      --check-config, configuration problems
+//   2  bad arguments: an unknown option, a value out of range or not of its
+//      form, an unknown command or unit in --command, a refused file name
+//   3  a unit never answered during the run
 
 #include <QApplication>
 #include <QFile>
@@ -120,7 +125,7 @@ int main(int argc, char* argv[])
     }
     if (!monitor.start(config, !options.headless, &error)) {
         printErr(error);
-        return 1;
+        return monitor.argumentRefused() ? 2 : 1;
     }
 
     std::unique_ptr<MainWindow> window;

@@ -24,7 +24,7 @@ const CommandName kCommands[] = {
     {"vek5.wakeup", 1013, "Wake the unit up", 4223, 1, CommandName::NoArgument, "1"},
     {"vek5.shutdown.bypass", 1015, "Shut the inverter down, leaving the load on bypass", 4218, 1,
      CommandName::NoArgument, ""},
-    {"vek5.history.download", 1045, "Download the event history to the CSV file VALUE", 0, 0,
+    {"vek5.history.download", 1045, "Download the event history to the file VALUE of the history directory", 0, 0,
      CommandName::FileName, ""},
     {nullptr, 0, nullptr, 0, 0, CommandName::NoArgument, nullptr},
 };
@@ -69,8 +69,11 @@ bool commandValue(const CommandName& command, const QString& value, QString* sen
         return true;
     }
     case CommandName::FileName:
-        if (value.isEmpty()) {
-            *error = QStringLiteral("%1 needs a file name").arg(QLatin1String(command.name));
+        // A name only: where it goes is the host's to say (ConfinedDirectory).
+        if (value.isEmpty() || value.contains(QLatin1Char('/')) || value.contains(QLatin1Char('\\'))
+            || value == QLatin1String(".") || value == QLatin1String("..")) {
+            *error = QStringLiteral("%1 needs a file name without a path (no \"/\", not \"..\"), got \"%2\"")
+                         .arg(QLatin1String(command.name), value);
             return false;
         }
         *sent = value;

@@ -13,7 +13,7 @@ struct CommandName
     enum Argument {
         NoArgument,     // a VALUE is refused; `fixedValue` is sent
         Minutes,        // VALUE: a whole number of minutes, 1-65535
-        FileName        // VALUE: the file to write
+        FileName        // VALUE: the name of the file to write, without a path
     };
 
     const char* name;        // "beeper.disable"

@@ -156,6 +156,7 @@ void HostConfig::readHost(IniReader& ini)
     m_logInterval = ini.integer("logInterval", 60, 1, 86400);
     m_answerTimeout = ini.integer("answerTimeout", 30, 1, 86400);
     m_maxAge = ini.integer("maxAge", 15, 2, 3600);
+    m_historyDir = ini.text("historyDir", "");
 }
 
 void HostConfig::readNut(IniReader& ini, const ConfigOverrides& overrides)

@@ -16,6 +16,8 @@
 //   pollMode=interval    interval: the host polls each unit on a thread of its
 //                        own; timer: the collector's own 100 ms timer
 //   maxAge=15            seconds without a data report before STALE
+//   historyDir=          where history downloads go; relative to the state
+//                        directory, which is the default (ConfinedDirectory)
 //   [policy]             see PolicySettings
 //   [nut]                see NutServer
 //   [metrics]
@@ -82,6 +84,7 @@ public:
     int logInterval() const { return m_logInterval; }
     int answerTimeout() const { return m_answerTimeout; }
     int maxAge() const { return m_maxAge; }
+    QString historyDir() const { return m_historyDir; }
     const PolicySettings& policy() const { return m_policy; }
     const NutServerConfig& nut() const { return m_nut; }
     const NutUsers& users() const { return m_users; }
@@ -105,6 +108,7 @@ private:
     int m_logInterval = 60;
     int m_answerTimeout = 30;
     int m_maxAge = 15;
+    QString m_historyDir;
     PolicySettings m_policy;
     NutServerConfig m_nut;
     NutUsers m_users;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "NutLineParser.h"
 #include "UnitDirectory.h"
@@ -15,6 +16,7 @@ namespace {
 
 const qint64 kMaxUnsentBytes = 1 << 20;   // a client that stops reading is dropped
 const qint64 kReadBufferBytes = 64 * 1024;
+const qint64 kRefusalLogIntervalMs = 60 * 1000;   // a flood at maxClients is one line a minute
 
 // One connected client: its socket, line buffer, session and idle timer.
 class NutClient : public QObject
@@ -101,8 +103,11 @@ NutServer::NutServer(UnitDirectory* directory, QObject* parent)
 
 NutServer::~NutServer()
 {
-    // Sessions refer to the shared state: they go before it does.
-    for (QObject* client : qAsConst(m_clients))
+    // Sessions refer to the shared state: they go before it does. A client
+    // still connected reports its disconnection while it goes, which takes it
+    // out of m_clients: walk a copy.
+    const QSet<QObject*> clients = std::exchange(m_clients, {});
+    for (QObject* client : clients)
         delete client;
 }
 
@@ -138,6 +143,10 @@ void NutServer::start(const NutServerConfig& config, const NutUsers& users)
         m_requestedPorts.insert(listener, address.second);
         qInfo().noquote() << QStringLiteral("NUT server listening on %1:%2 (%3 users)")
                                  .arg(address.first.toString()).arg(listener->serverPort()).arg(m_users.count());
+        if (!address.first.isLoopback())
+            qWarning().noquote() << QStringLiteral("NUT server on %1, not a loopback address: NUT passwords travel "
+                                                   "in clear text; keep it to a trusted network")
+                                        .arg(address.first.toString());
     }
 }
 
@@ -153,6 +162,7 @@ void NutServer::accept(QTcpServer* listener)
 {
     while (QTcpSocket* socket = listener->nextPendingConnection()) {
         if (m_clients.size() >= m_config.maxClients) {
+            refused(*socket);
             socket->abort();
             socket->deleteLater();
             continue;
@@ -164,6 +174,21 @@ void NutServer::accept(QTcpServer* listener)
                 client->deleteLater();
         });
     }
+}
+
+void NutServer::refused(const QTcpSocket& socket)
+{
+    if (m_sinceRefusalLogged.isValid() && !m_sinceRefusalLogged.hasExpired(kRefusalLogIntervalMs)) {
+        ++m_refusedUnlogged;
+        return;
+    }
+    qWarning().noquote() << QStringLiteral("NUT server refused a connection from %1: %2 clients (maxClients)%3")
+                                .arg(socket.peerAddress().toString()).arg(m_config.maxClients)
+                                .arg(m_refusedUnlogged ? QStringLiteral("; %1 more refused since the last report")
+                                                             .arg(m_refusedUnlogged)
+                                                       : QString());
+    m_refusedUnlogged = 0;
+    m_sinceRefusalLogged.start();
 }
 
 void NutServer::holdShutdown(std::function<void()> proceed)

@@ -11,11 +11,12 @@
 //   [nut]
 //   listen=127.0.0.1:3493     comma-separated ADDR:PORT list ("" or "off": no server)
 //   users=upsd.users          NUT upsd.users format; relative to the configuration directory
-//   maxClients=64             further connections are closed at once
+//   maxClients=64             further connections are closed at once (logged at most once a minute)
 //   maxAge=15                 seconds of data age after which variables read DATA-STALE
 //   idleTimeout=300           seconds without a complete request before a client is dropped
 //   hostSync=15               seconds the forced shutdown waits for secondaries to log out
 
+#include <QElapsedTimer>
 #include <QHash>
 #include <QHostAddress>
 #include <QList>
@@ -32,6 +33,7 @@
 #include "NutUsers.h"
 
 class QTcpServer;
+class QTcpSocket;
 class UnitDirectory;
 
 struct NutServerConfig
@@ -70,6 +72,7 @@ public:
 
 private:
     void accept(QTcpServer* listener);
+    void refused(const QTcpSocket& socket);
     void checkSecondaries();
     void release();
 
@@ -81,6 +84,8 @@ private:
     QHash<QTcpServer*, quint16> m_requestedPorts;   // 0 for "any": kept across reloads
     QSet<QObject*> m_clients;
     QStringList m_shutdownUnits;
+    QElapsedTimer m_sinceRefusalLogged;    // invalid until the first refusal
+    int m_refusedUnlogged = 0;
     std::function<void()> m_proceed;
     QTimer m_syncPoll;
     QTimer m_syncDeadline;

@@ -1,5 +1,7 @@
 #include "NutSession.h"
 
+#include <chrono>
+
 #include "CommandTable.h"
 #include "NutLineParser.h"
 #include "NutSettings.h"
@@ -41,6 +43,12 @@ QString numberText(double value)
 bool is(const QString& w, const char* keyword)
 {
     return w.compare(QLatin1String(keyword), Qt::CaseInsensitive) == 0;
+}
+
+qint64 monotonicMs()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 } // namespace
@@ -92,8 +100,11 @@ QByteArray NutSession::handle(const QByteArray& text)
         return instcmd(w);
     if (is(command, "USERNAME"))
         return credential(w, &m_username, "ALREADY-SET-USERNAME", "INVALID-USERNAME");
-    if (is(command, "PASSWORD"))
+    if (is(command, "PASSWORD")) {
+        if (m_state->loginGuard.blocked(m_peer, monotonicMs()))
+            return err("ACCESS-DENIED");
         return credential(w, &m_password, "ALREADY-SET-PASSWORD", "INVALID-PASSWORD");
+    }
     if (is(command, "LOGIN"))
         return login(w);
     if (is(command, "PRIMARY"))
@@ -122,6 +133,11 @@ QByteArray NutSession::credential(const QStringList& w, QString* field, const ch
 
 const NutUser* NutSession::user(QByteArray* error) const
 {
+    const qint64 now = monotonicMs();
+    if (m_state->loginGuard.blocked(m_peer, now)) {
+        *error = err("ACCESS-DENIED");
+        return nullptr;
+    }
     if (m_username.isEmpty()) {
         *error = err("USERNAME-REQUIRED");
         return nullptr;
@@ -131,8 +147,10 @@ const NutUser* NutSession::user(QByteArray* error) const
         return nullptr;
     }
     const NutUser* u = m_users->authenticate(m_username, m_password);
-    if (!u)
+    if (!u) {
+        m_state->loginGuard.failed(m_peer, m_username, now);
         *error = err("ACCESS-DENIED");
+    }
     return u;
 }
 
@@ -321,7 +339,7 @@ QByteArray NutSession::set(const QStringList& w)
     if (!notReadable.isEmpty())
         return notReadable;
     QString why;
-    if (!m_directory->writeSetting(unit, setting->point, raw, &why))
+    if (!m_directory->writeSetting(unit, setting->point, raw, who(), &why))
         return err("SET-FAILED");
     return line("OK");
 }
@@ -344,9 +362,9 @@ QByteArray NutSession::instcmd(const QStringList& w)
     const QByteArray notReadable = readable(m_directory->status(unit));
     if (!notReadable.isEmpty())
         return notReadable;
-    QString why;
-    if (!m_directory->sendCommand(unit, name, w.value(2), &why))
-        return err(why.contains(QLatin1String("value")) ? "INVALID-ARGUMENT" : "INSTCMD-FAILED");
+    QString why, sent;
+    if (!m_directory->sendCommand(unit, name, w.value(2), who(), &why))
+        return err(commandValue(*c, w.value(2), &sent, &why) ? "INSTCMD-FAILED" : "INVALID-ARGUMENT");
     return line("OK");
 }
 

@@ -13,6 +13,8 @@
 #include <QString>
 #include <QStringList>
 
+#include "NutLoginGuard.h"
+
 class NutUsers;
 class UnitDirectory;
 struct NutSetting;
@@ -25,6 +27,7 @@ struct NutServerState
     QMap<QString, QStringList> logins;     // unit -> addresses of the clients logged in to it
     QSet<QString> forcedShutdown;          // units whose FSD flag is set (a latch)
     double maxAge = 15;                    // seconds of data age after which data is stale
+    NutLoginGuard loginGuard;              // failed logins per client address
 };
 
 class NutSession
@@ -54,8 +57,11 @@ private:
     QByteArray fsd(const QStringList& w);
     QByteArray credential(const QStringList& w, QString* field, const char* already, const char* invalid);
 
-    // Null with `error` set when the credentials are missing or wrong.
+    // Null with `error` set when the credentials are missing or wrong, or
+    // the client's address is refused for failing too often.
     const NutUser* user(QByteArray* error) const;
+    // The user and address, for the event log: "admin@192.0.2.7".
+    QString who() const { return m_username + QLatin1Char('@') + m_peer; }
     // Empty when the unit's data may be read, else the error line.
     QByteArray readable(const UnitStatus& status) const;
     bool knownUnit(const QString& unit) const;

@@ -6,13 +6,18 @@
 // UPSNAME, NOTIFYTYPE and NOTIFYMSG in its environment. With dry-run it only
 // reports what it would run.
 //
+// Every command runs in a process group of its own and is bounded: one
+// running longer than its timeout (notifyTimeout, shutdownTimeout) is
+// stopped with its whole group (TERM, KILL after kGraceMs), at most
+// notifyMaxRunning notifyCmd run at once (further ones are dropped and
+// reported), and none outlives the runner: stopAll() ends those still running.
+//
 // Shutdown gate: an outlet that must hold the shutdown (a NUT server
 // waiting for its secondaries to log out) installs a gate. The runner calls
 // it with a `proceed` function and runs shutdownCmd when the gate calls
 // `proceed` (once; the gate owns any timeout). Without a gate it runs at once.
 
 #include <QObject>
-#include <QProcess>
 
 #include <functional>
 
@@ -25,11 +30,17 @@ class PolicyRunner : public QObject
 public:
     using ShutdownGate = std::function<void(std::function<void()> proceed)>;
 
+    // How long a stopped command's group has between TERM and KILL.
+    static constexpr int kGraceMs = 2000;
+
     explicit PolicyRunner(QObject* parent = nullptr);
     ~PolicyRunner() override;
 
     void configure(const PolicySettings& settings, bool dryRun);
     void setShutdownGate(ShutdownGate gate) { m_gate = std::move(gate); }
+    // Stops every command still running with its group, and waits for them
+    // (at most kGraceMs, then KILL).
+    void stopAll();
 
 public slots:
     void notify(const DerivedEvent& event);
@@ -41,7 +52,8 @@ signals:
     void report(const QString& unit, const QString& text);
 
 private:
-    void run(const QString& command, const DerivedEvent& event, const QString& what);
+    void run(const QString& command, const DerivedEvent& event, const QString& what, int timeoutSeconds);
+    int running(const QString& what) const;
 
     PolicySettings m_settings;
     Policy m_rate{PolicySettings()};

@@ -13,5 +13,8 @@ PolicySettings PolicySettings::read(IniReader& ini)
     p.commLostOnBatteryGrace = ini.integer("commLostOnBatteryGrace", p.commLostOnBatteryGrace, 0, 86400);
     p.notifyCmd = ini.text("notifyCmd", "");
     p.notifyRateLimit = ini.integer("notifyRateLimit", p.notifyRateLimit, 0, 10000);
+    p.notifyTimeout = ini.integer("notifyTimeout", p.notifyTimeout, 1, 3600);
+    p.notifyMaxRunning = ini.integer("notifyMaxRunning", p.notifyMaxRunning, 1, 100);
+    p.shutdownTimeout = ini.integer("shutdownTimeout", p.shutdownTimeout, 0, 86400);
     return p;
 }

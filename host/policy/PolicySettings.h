@@ -18,6 +18,9 @@ struct PolicySettings
     int commLostOnBatteryGrace = 15;// critical: on battery, then silent this long
     QString notifyCmd;              // run on every derived event; empty: none
     int notifyRateLimit = 30;       // notifyCmd runs a minute at most; 0 unlimited
+    int notifyTimeout = 30;         // a notifyCmd running longer is stopped with its process group
+    int notifyMaxRunning = 4;       // notifyCmd runs at once at most; further ones are dropped
+    int shutdownTimeout = 120;      // as notifyTimeout for shutdownCmd; 0: none
 
     static PolicySettings read(IniReader& ini);
 };

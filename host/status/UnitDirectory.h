@@ -27,11 +27,13 @@ public:
 
     // Queues the command of the command table named `name` (or given by its
     // control id). False with a readable reason when the unit or the name is
-    // unknown or the value is not accepted.
+    // unknown or the value is not accepted. `who` asked, for the event log:
+    // the outlet's user ("admin@192.0.2.7" for a NUT client).
     virtual bool sendCommand(const QString& unit, const QString& name, const QString& value,
-                             QString* error) = 0;
+                             const QString& who, QString* error) = 0;
     // Queues a setting write: control(2016, "<point>,<raw value>").
-    virtual bool writeSetting(const QString& unit, int point, int rawValue, QString* error) = 0;
+    virtual bool writeSetting(const QString& unit, int point, int rawValue, const QString& who,
+                              QString* error) = 0;
 };
 
 #endif // UNITDIRECTORY_H

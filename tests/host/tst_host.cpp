@@ -13,6 +13,8 @@
 #include "PolicyRunner.h"
 #include "StatusModel.h"
 
+#include <memory>
+
 namespace {
 
 // An online unit with a full battery.
@@ -32,6 +34,20 @@ QMap<int, QVariant> points(const QString& pairs)
         data.insert(kv.at(0).toInt(), QVariant(kv.at(1).toFloat()));
     }
     return data;
+}
+
+// Processes of a process group that still run (an orphan's zombie may wait
+// for a parent that never reaps it).
+int liveMembers(int group)
+{
+    int live = 0;
+    for (const QString& pid : QDir("/proc").entryList(QDir::Dirs)) {
+        QFile f("/proc/" + pid + "/stat");
+        const QByteArray stat = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+        const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');  // state ppid pgrp
+        live += fields.size() > 2 && fields.at(2).toInt() == group && fields.at(0) != "Z";
+    }
+    return live;
 }
 
 } // namespace
@@ -270,7 +286,8 @@ void tst_host::runner_data()
     QTest::addColumn<QString>("shutdownCmd");
     QTest::addColumn<QString>("notifyCmd");
     QTest::addColumn<bool>("dryRun");
-    QTest::addColumn<QString>("calls");         // s: shutdown, n: notify, g: shutdown through a gate that proceeds twice
+    QTest::addColumn<QString>("calls");         // s: shutdown, n: notify, g: shutdown through a gate that proceeds twice,
+                                                // x: the host stops
     QTest::addColumn<QStringList>("reports");
     const QString running = "running shutdownCmd: U1 is on battery";
     const QString wouldRun = "dry run: would run shutdownCmd \"poweroff\" with UPSNAME=U1 NOTIFYTYPE=ONBATT";
@@ -281,6 +298,12 @@ void tst_host::runner_data()
     QTest::newRow("failing command") << "exit 3" << "" << false << "s" << QStringList{running, "shutdownCmd exited with status 3"};
     QTest::newRow("notify over the limit") << "" << "true" << false << "nn"
                                            << QStringList{"notifyCmd not run for ONBATT: more than 1 a minute"};
+    // The command's group, a background job included, is gone after either.
+    const QString hanging = "echo $$ > group.pid; sleep 600 & wait";
+    QTest::newRow("hanging notify, timed out") << "" << hanging << false << "n"
+                                               << QStringList{"notifyCmd ran longer than 1 s; stopped with its process group"};
+    QTest::newRow("hanging shutdown, host stops") << hanging << "" << false << "sx"
+        << QStringList{running, "shutdownCmd still running as the host stops; stopped with its process group"};
 }
 
 void tst_host::runner()
@@ -294,6 +317,8 @@ void tst_host::runner()
     settings.shutdownCmd = shutdownCmd;
     settings.notifyCmd = notifyCmd;
     settings.notifyRateLimit = 1;
+    settings.notifyTimeout = 1;
+    QFile::remove("group.pid");
     PolicyRunner runner;
     runner.configure(settings, dryRun);
     if (calls.contains('g'))
@@ -301,10 +326,20 @@ void tst_host::runner()
     QStringList got;
     connect(&runner, &PolicyRunner::report, this, [&got](const QString& unit, const QString& text) { got += unit + ": " + text; });
     const DerivedEvent event{"U1", "ONBATT", "U1 is on battery"};
-    for (QChar call : calls)
-        call == 'n' ? runner.notify(event) : runner.shutdown(event);
+    const auto started = [] { return QFileInfo("group.pid").size() > 0; };
+    for (QChar call : calls) {
+        if (call == 'x')
+            QVERIFY(QTest::qWaitFor(started, 10000));
+        call == 'n' ? runner.notify(event) : call == 'x' ? runner.stopAll() : runner.shutdown(event);
+    }
     QVERIFY(QTest::qWaitFor([&] { return got.size() >= reports.size(); }, 10000));
     QCOMPARE(got, reports.replaceInStrings(QRegularExpression("^"), "U1: "));
+    if (started()) {
+        QFile pid("group.pid");
+        QVERIFY(pid.open(QIODevice::ReadOnly));
+        const int group = pid.readAll().trimmed().toInt();
+        QVERIFY(QTest::qWaitFor([group] { return liveMembers(group) == 0; }, 10000));
+    }
 }
 
 void tst_host::check_data()

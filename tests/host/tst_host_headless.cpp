@@ -122,16 +122,18 @@ void tst_host_headless::cli_data()
     QTest::newRow("check-config broken") << QStringList{"--check-config"} << QByteArray("[UPS1]\nport=abc\naddr=300\n")
         << 1 << "dev.ini [UPS1] addr must be a whole number 1-247, not \"300\"";
     QTest::newRow("no usable unit") << QStringList{} << QByteArray("[UPS1]\ncommType=7\n") << 1 << "not started";
-    QTest::newRow("unknown unit") << QStringList{"--command", "UPS9:load.off"} << tcp << 1 << "unknown unit \"UPS9\"";
+    QTest::newRow("unknown unit") << QStringList{"--command", "UPS9:load.off"} << tcp << 2 << "unknown unit \"UPS9\"";
     QTest::newRow("unknown command") << QStringList{"--command", "UPS1:lod.off"} << tcp << 2 << "unknown command";
     QTest::newRow("command without unit") << QStringList{"--command", "1007"} << tcp << 2 << "UNIT:NAME[:VALUE]";
     QTest::newRow("value refused") << QStringList{"--command", "UPS1:load.off:1"} << tcp << 2 << "takes no value";
     QTest::newRow("minutes needed") << QStringList{"--command", "UPS1:1004:x"} << tcp << 2 << "number of minutes";
     QTest::newRow("file needed") << QStringList{"--command", "UPS1:1045"} << tcp << 2 << "needs a file name";
+    QTest::newRow("path for a file") << QStringList{"--command", "UPS1:1045:../h.csv"} << tcp << 2 << "without a path";
     QTest::newRow("bad level") << QStringList{"--level", "3"} << tcp << 2 << "--level needs a whole number 0-2";
     QTest::newRow("other config dir") << QStringList{"--config", "other"} << tcp << 1 << "the plugin reads";
     QTest::newRow("plugin missing") << QStringList{"--plugin", "/nonexistent/p.so"} << tcp << 1 << "not found";
-    QTest::newRow("metrics address") << QStringList{"--metrics-listen", "localhost:9100"} << tcp << 1 << "ADDR:PORT";
+    QTest::newRow("metrics address") << QStringList{"--metrics-listen", "localhost:9100"} << tcp << 2 << "ADDR:PORT";
+    QTest::newRow("metrics off") << QStringList{"--metrics-listen", "off"} << tcp << 3 << "UPS1";   // runs, the unit silent
 }
 
 void tst_host_headless::cli()
@@ -239,7 +241,7 @@ const Scenario kScenarios[] = {
     {"mains failure to end of discharge", "MAINS", "at 0 load 100;at 0 battery 30;at 100 mains off", 10,
      "ONBATT LOWBATT FSD SHUTDOWN OFF",
      {"alarm:alarm 21 raised: Monitor_Battery powered", "alarm:alarm 21 cleared: Monitor_Battery powered",
-      "command:beeper.disable confirmed", "command:vek5.history.download confirmed: history written"}},
+      "command:beeper.disable confirmed: point 4260 is now 0 \\(by console\\)", "command:vek5.history.download confirmed: history written"}},
     {"bypass", "BYPASS", "at 0 load 45;at 8 transfer bypass", 1, "ONBYPASS",
      {"command:vek5.history.download not confirmed: history export failed",
       "state:\"battery.charge\":\\d+,\"battery.runtime\":\\d+,\"input.voltage\":2\\d\\d(\\.\\d)?,.*\"text\":\"OL( CHRG)? "
@@ -314,8 +316,8 @@ void tst_host_headless::runHost(bool answering)
                     .arg(units.join(',')).toUtf8(), dev);
     QStringList args{"--headless", "--json", "--datalog", "datalog.csv", "--log-interval", "2"};
     if (answering)
-        args += {"--command", "MAINS:beeper.disable", "--command", "MAINS:vek5.history.download:" + m_app.filePath("h.csv"),
-                 "--command", "BYPASS:vek5.history.download:/nonexistent/h.csv"};
+        args += {"--command", "MAINS:beeper.disable", "--command", "MAINS:vek5.history.download:h.csv",
+                 "--command", "BYPASS:vek5.history.download:other"};   // a directory: nothing can be written
     QProcess& host = *start("upsmon-host", args);
     QVERIFY(host.waitForStarted(5000));
     const auto done = [&] {

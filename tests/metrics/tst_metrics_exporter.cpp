@@ -19,8 +19,8 @@ public:
     QStringList units() const override { return table.keys(); }
     QString description(const QString&) const override { return {}; }
     UnitStatus status(const QString& unit) const override { return table.value(unit); }
-    bool sendCommand(const QString&, const QString&, const QString&, QString*) override { return false; }
-    bool writeSetting(const QString&, int, int, QString*) override { return false; }
+    bool sendCommand(const QString&, const QString&, const QString&, const QString&, QString*) override { return false; }
+    bool writeSetting(const QString&, int, int, const QString&, QString*) override { return false; }
 };
 
 QByteArray scrape(int port)

@@ -29,6 +29,10 @@ const char* const kConsumerReads[][2] = {
     {"battery.charge.low", "20"}, {"battery.runtime.low", "60"}, {"driver.name", "upsmon-host"},
     {"driver.version", "\\d+\\.\\d+\\.\\d+"},
 };
+// History downloads that must stay out of anywhere but the host's directory;
+// "link.csv" there leads to "../linked.csv".
+const char* const kRefusedNames[] = {"../escaped.csv", "/tmp/upsmon-escaped.csv", "upsmon/escaped.csv", "link.csv"};
+QString refusedTarget(const QString& name) { return name == "link.csv" ? "../linked.csv" : name; }
 
 QString binDir() { return qEnvironmentVariable("VEK5_BIN_DIR"); }
 
@@ -92,6 +96,9 @@ void tst_nut_clients::initTestCase()
     m_dir.removeRecursively();
     const QString db = m_dir.filePath("PVMX/drovaPanel/db/");
     QVERIFY(QDir().mkpath(db) && QDir().mkpath(m_dir.filePath("upsmon")));
+    for (const char* name : kRefusedNames)
+        QFile::remove(m_dir.filePath(refusedTarget(name)));
+    QVERIFY(QFile::link("../linked.csv", m_dir.filePath("link.csv")));
     for (const char* piece : kPieces)
         QVERIFY(QFile::copy(binDir() + '/' + piece, m_dir.filePath(piece)));
     QVERIFY(writeFile(m_dir.filePath("scenario.scn"), kScenario));
@@ -180,6 +187,9 @@ void tst_nut_clients::clients_data()
                                     << "vek5.cell.float.voltage=^2\\.25$";
     QTest::newRow("option setting") << QStringList{"upsrw"} + admin + QStringList{"-s", "vek5.lcd.display.cap=Disable", "UPS"} << 0 << "OK"
                                     << "vek5.lcd.display.cap=^Disable$";
+    for (const char* name : kRefusedNames)
+        QTest::newRow(name) << QStringList{"upscmd"} + admin + QStringList{"UPS", "vek5.history.download", name} << 1
+                            << "ERR (INVALID-ARGUMENT|INSTCMD-FAILED)" << "";
 }
 
 void tst_nut_clients::clients()
@@ -233,14 +243,21 @@ void tst_nut_clients::mainsFailure()
             >= QFileInfo(m_dir.filePath("shutdown.marker")).lastModified());
     QVERIFY(run("upsc", {"-c", ups()}).trimmed().isEmpty());
     // The unit's own history, downloaded through NUT, holds the change to battery.
+    // It lands in the host's directory, and is on record with who asked; refused ones wrote nothing.
     const QString csv = m_dir.filePath("history.csv");
-    QCOMPARE(run("upscmd", {"-u", "admin", "-p", "adminpw", ups(), "vek5.history.download", csv}).trimmed(), QString("OK"));
+    QCOMPARE(run("upscmd", {"-u", "admin", "-p", "adminpw", ups(), "vek5.history.download", "history.csv"}).trimmed(), QString("OK"));
     QTRY_VERIFY2_WITH_TIMEOUT(QRegularExpression("\n21,[^\n]+,Appear,\\d{4}-").match(readFile(csv)).hasMatch(),
                               readFile(csv).constData(), 20000);
     // One episode through the reload: the shutdown ran once; the new policy notified.
     QCOMPARE(readFile(m_dir.filePath("host.marker")), QByteArray("ran\n"));
     QVERIFY(readFile(m_dir.filePath("notify.txt")).contains("UPS1 LOWBATT"));
     QVERIFY(!readFile(m_dir.filePath("data.csv.1")).contains(",UPS2,"));
+    const QByteArray dir = m_dir.canonicalPath().toUtf8();
+    QTRY_VERIFY_WITH_TIMEOUT(readFile(m_dir.filePath("host.log")).contains("history written to " + dir + "/history.csv ("), 20000);
+    QVERIFY(readFile(m_dir.filePath("host.log")).contains("vek5.history.download refused: \"link.csv\" is not a file of the "
+                                                          "history directory " + dir + " (by admin@127.0.0.1)"));
+    for (const char* name : kRefusedNames)
+        QVERIFY2(!QFileInfo::exists(m_dir.filePath(refusedTarget(name))), name);
 }
 
 QTEST_GUILESS_MAIN(tst_nut_clients)

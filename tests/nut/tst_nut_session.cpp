@@ -31,13 +31,13 @@ public:
         s.alarms = {{325, "Rectifier_Fan failure"}};
         return s;
     }
-    bool sendCommand(const QString& unit, const QString& name, const QString& value, QString*) override
+    bool sendCommand(const QString& unit, const QString& name, const QString& value, const QString& who, QString*) override
     {
-        return effects << QString("cmd %1 %2 %3").arg(unit, name, value).trimmed(), true;
+        return effects << QString("%1 cmd %2 %3 %4").arg(who, unit, name, value).trimmed(), true;
     }
-    bool writeSetting(const QString& unit, int point, int raw, QString*) override
+    bool writeSetting(const QString& unit, int point, int raw, const QString& who, QString*) override
     {
-        return effects << QString("set %1 %2 %3").arg(unit).arg(point).arg(raw), true;
+        return effects << QString("%1 set %2 %3 %4").arg(who, unit).arg(point).arg(raw), true;
     }
     QStringList effects;
 };
@@ -129,16 +129,16 @@ void tst_nut_session::session_data()
         "SET VAR UPS1 vek5.battery.numbers 40", "^ERR INVALID-PASSWORD\nOK\nERR ALREADY-SET-USERNAME\nERR PASSWORD-REQUIRED\nOK\n"
         "ERR ALREADY-SET-PASSWORD\nERR ACCESS-DENIED\n$");
     row("commands by name", "USERNAME beep|PASSWORD pw|SET VAR UPS1 vek5.battery.numbers 40|INSTCMD UPS1 load.off|INSTCMD UPS1 beeper.enable",
-        "^ERR ACCESS-DENIED\nERR ACCESS-DENIED\nOK\n$", {"cmd UPS1 beeper.enable"});
+        "^ERR ACCESS-DENIED\nERR ACCESS-DENIED\nOK\n$", {"beep@10.0.0.7 cmd UPS1 beeper.enable"});
     row("settings", admin + "SET VAR UPS1 vek5.battery.numbers 32|SET VAR UPS1 vek5.cell.float.voltage 2.25|"
         "SET VAR UPS1 vek5.auto.power.on Enable|SET VAR UPS1 vek5.charge.current.limit 0.5", "^OK\nOK\nOK\nOK\n$",
-        {"set UPS1 3017 32", "set UPS1 3019 225", "set UPS1 3054 0", "set UPS1 3023 50"});
+        QString("set UPS1 3017 32|set UPS1 3019 225|set UPS1 3054 0|set UPS1 3023 50").split('|').replaceInStrings(QRegularExpression("^"), "admin@10.0.0.7 "));
     row("setting errors", admin + "SET VAR UPS1 vek5.battery.numbers 181|SET VAR UPS1 vek5.cell.float.voltage 2.255|"
         "SET VAR UPS1 vek5.auto.power.on maybe|SET VAR UPS1 ups.load 10|SET VAR UPS1 ups.nothing 10|SET VAR LOST vek5.battery.numbers 40|"
         "SET TRACKING ON", "^ERR INVALID-VALUE\nERR INVALID-VALUE\nERR INVALID-VALUE\nERR READONLY\nERR VAR-NOT-SUPPORTED\n"
         "ERR DATA-STALE\nERR INVALID-ARGUMENT\n$");
     row("commands", admin + "INSTCMD UPS1 beeper.disable|INSTCMD UPS1 test.battery.start 5", "^OK\nOK\n$",
-        {"cmd UPS1 beeper.disable", "cmd UPS1 test.battery.start 5"});
+        {"admin@10.0.0.7 cmd UPS1 beeper.disable", "admin@10.0.0.7 cmd UPS1 test.battery.start 5"});
     row("command errors", admin + "INSTCMD UPS1 load.explode|INSTCMD LOST beeper.disable|INSTCMD NEW beeper.disable|LOGIN UPS1",
         "^ERR CMD-NOT-SUPPORTED\nERR DATA-STALE\nERR DRIVER-NOT-CONNECTED\nERR ACCESS-DENIED\n$");
     row("secondary", "USERNAME mon|PASSWORD pw|LOGIN UPS1|GET NUMLOGINS UPS1|LIST CLIENT UPS1|LOGIN UPS1|PRIMARY UPS1|FSD UPS1",
@@ -178,39 +178,62 @@ void tst_nut_session::serverLimits_data()
 {
     QTest::addColumn<int>("maxClients");
     QTest::addColumn<int>("idleTimeout");
-    QTest::addColumn<QStringList>("sent");      // one client each, connected in turn; "-": sends nothing
-    QTest::addColumn<QStringList>("read");      // each client's first line, or "closed"
-    QTest::newRow("one client too many") << 1 << 300 << QStringList{"LOGOUT", "LOGOUT"} << QStringList{"OK Goodbye", "closed"};
-    QTest::newRow("line too long") << 64 << 300 << QStringList{QString(600, 'x')} << QStringList{"ERR TOO-LONG"};
-    QTest::newRow("idle client dropped") << 64 << 1 << QStringList{"-"} << QStringList{"closed"};
+    QTest::addColumn<QStringList>("sent");      // one client each, in turn: requests split by '|', "-" none; "ADDR>" binds
+    QTest::addColumn<QStringList>("read");      // each client's last reply line, or "closed"
+    QTest::addColumn<QStringList>("logged");    // "N text": N lines of the log hold the text
+    QTest::newRow("clients too many, logged once") << 1 << 300 << QStringList{"VER", "LOGOUT", "LOGOUT"}
+        << QStringList{"upsmon-host NUT server (protocol 1.3)", "closed", "closed"}
+        << QStringList{"1 refused a connection from 127.0.0.1: 1 clients (maxClients)"};
+    QTest::newRow("line too long") << 64 << 300 << QStringList{QString(600, 'x')} << QStringList{"ERR TOO-LONG"} << QStringList();
+    QTest::newRow("idle client dropped") << 64 << 1 << QStringList{"-"} << QStringList{"closed"} << QStringList();
+    // Guessing from one address shuts that address out after five tries, unchecked and unlogged.
+    QTest::newRow("password guessing") << 64 << 300 << QStringList{"USERNAME mon|PASSWORD no" + QString("|LOGIN UPS1").repeated(200),
+        "USERNAME mon|PASSWORD pw|LOGIN UPS1", "127.0.0.2>USERNAME mon|PASSWORD pw|LOGIN UPS1"}
+        << QStringList{"ERR ACCESS-DENIED", "ERR ACCESS-DENIED", "OK"}
+        << QStringList{"5 NUT login failed: user \"mon\" from 127.0.0.1", "1 127.0.0.1: 5 failed logins within 60 s; its logins are refused for 60 s"};
 }
 
 void tst_nut_session::serverLimits()
 {
     QFETCH(QStringList, sent);
+    QFETCH(QStringList, logged);
     NutServerConfig config;
     config.listen = {qMakePair(QHostAddress(QHostAddress::LocalHost), quint16(0))};
     QFETCH(int, maxClients);
     QFETCH(int, idleTimeout);
     config.maxClients = maxClients;
     config.idleTimeout = idleTimeout;
+    NutUsers users;
+    QStringList problems;
+    users.parse(kUsers, &problems);
     FakeDirectory units;
     NutServer server(&units);
-    server.start(config, NutUsers());
+    MessageCapture log;
+    server.start(config, users);
+    // Each client has its answers before the next connects; all stay connected.
     std::vector<std::unique_ptr<QTcpSocket>> clients;
-    for (const QString& line : sent) {
-        clients.emplace_back(new QTcpSocket);
-        clients.back()->connectToHost(QHostAddress::LocalHost, server.ports().value(0));
-        QVERIFY(clients.back()->waitForConnected(5000));
-        if (line != "-")
-            clients.back()->write(line.toUtf8() + "\n");
-    }
     QStringList read;
-    for (const auto& c : clients) {
-        QVERIFY(QTest::qWaitFor([&c] { return c->canReadLine() || c->state() != QAbstractSocket::ConnectedState; }, 10000));
-        read += c->canReadLine() ? QString::fromUtf8(c->readLine()).trimmed() : QStringLiteral("closed");
+    for (const QString& text : sent) {
+        clients.emplace_back(new QTcpSocket);
+        QTcpSocket& c = *clients.back();
+        QVERIFY(!text.contains('>') || c.bind(QHostAddress(text.section('>', 0, 0))));
+        c.connectToHost(QHostAddress::LocalHost, server.ports().value(0));
+        QVERIFY(c.waitForConnected(5000));
+        const QStringList requests = text == "-" ? QStringList() : text.section('>', -1).split('|');
+        for (const QString& r : requests)
+            c.write(r.toUtf8() + "\n");
+        QStringList replies;
+        QVERIFY(QTest::qWaitFor([&] {
+            while (c.canReadLine())
+                replies += QString::fromUtf8(c.readLine()).trimmed();
+            return (!requests.isEmpty() && replies.size() >= requests.size()) || c.state() != QAbstractSocket::ConnectedState;
+        }, 10000));
+        read += replies.isEmpty() ? QStringLiteral("closed") : replies.last();
     }
     QTEST(read, "read");
+    for (const QString& l : logged)
+        QVERIFY2(MessageCapture::lines().filter(l.section(' ', 1)).size() == l.section(' ', 0, 0).toInt(),
+                 qPrintable(MessageCapture::lines().join('\n')));
 }
 
 QTEST_GUILESS_MAIN(tst_nut_session)
