@@ -46,6 +46,18 @@ HostConfig readConfig(const HostOptions& options)
     return config;
 }
 
+// Prints each problem and then `verdict` (with the count); true when there
+// were any.
+bool reportProblems(const HostConfig& config, const QString& verdict)
+{
+    const QStringList problems = config.problems();
+    for (const QString& p : problems)
+        printErr(p);
+    if (!problems.isEmpty())
+        printErr(verdict.arg(problems.size()));
+    return !problems.isEmpty();
+}
+
 int checkConfig(const HostOptions& options)
 {
     const HostConfig config = readConfig(options);
@@ -93,13 +105,8 @@ int main(int argc, char* argv[])
     QCoreApplication::setApplicationName(QStringLiteral("upsmon-host"));
 
     const HostConfig config = readConfig(options);
-    if (!config.problems().isEmpty()) {
-        for (const QString& p : config.problems())
-            printErr(p);
-        printErr(QStringLiteral("not started: the configuration has %1 problem(s) (upsmon-host --check-config)")
-                     .arg(config.problems().size()));
+    if (reportProblems(config, QStringLiteral("not started: the configuration has %1 problem(s) (upsmon-host --check-config)")))
         return 1;
-    }
 
     HostMonitor monitor(options);
     SignalWatcher watcher;
@@ -109,13 +116,8 @@ int main(int argc, char* argv[])
     });
     QObject::connect(&watcher, &SignalWatcher::reloadRequested, &monitor, [&] {
         const HostConfig next = readConfig(options);
-        if (!next.problems().isEmpty()) {
-            for (const QString& p : next.problems())
-                printErr(p);
-            printErr(QStringLiteral("signal 1 (HUP): reload refused, the running configuration stays (%1 problem(s))")
-                         .arg(next.problems().size()));
+        if (reportProblems(next, QStringLiteral("signal 1 (HUP): reload refused, the running configuration stays (%1 problem(s))")))
             return;
-        }
         printErr(QStringLiteral("signal 1 (HUP): %1").arg(monitor.reload(next)));
     });
     std::unique_ptr<ConsoleOutput> console;

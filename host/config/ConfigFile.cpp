@@ -5,7 +5,6 @@
 
 void ConfigFile::parse(const QByteArray& text)
 {
-    m_order.clear();
     m_groups.clear();
     m_problems.clear();
     const auto problem = [this](int line, const QString& what) {
@@ -37,10 +36,7 @@ void ConfigFile::parse(const QByteArray& text)
             }
             group = bare.mid(1, bare.size() - 2).trimmed();
             inGroup = true;
-            if (!m_groups.contains(group)) {
-                m_order += group;
-                m_groups.insert(group, {});
-            }
+            m_groups[group];    // a group without keys is still there
             continue;
         }
         const int eq = line.indexOf(QLatin1Char('='));

@@ -40,16 +40,12 @@ public:
     // False when the file cannot be read; `error` says why.
     bool load(const QString& path, QString* error);
 
-    QString name() const { return m_name; }
-    bool hasGroup(const QString& group) const { return m_groups.contains(group); }
-    QStringList groups() const { return m_order; }
     // The group's keys and values; empty for a group that is not there.
     QMap<QString, ConfigEntry> group(const QString& group) const { return m_groups.value(group); }
     QStringList problems() const { return m_problems; }
 
 private:
     QString m_name;
-    QStringList m_order;
     QMap<QString, QMap<QString, ConfigEntry>> m_groups;
     QStringList m_problems;
 };
