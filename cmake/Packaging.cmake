@@ -23,10 +23,11 @@ set(VEK5_PACKAGE vek5m-10-30k)
 if(NOT CMAKE_INSTALL_DOCDIR)
   set(CMAKE_INSTALL_DOCDIR share/doc/${VEK5_PACKAGE})
 endif()
-include(GNUInstallDirs)
-
-set(VEK5_PKGLIBDIR ${CMAKE_INSTALL_LIBDIR}/vek5m)
-set(VEK5_SCENARIODIR ${CMAKE_INSTALL_DATADIR}/vek5m/scenarios)
+# The programs, the plugin and the driver install beside their targets
+# (VEK5_PKGLIBDIR and VEK5_SCENARIODIR come from the top-level CMakeLists).
+if(NOT TARGET upsmon-host OR NOT TARGET upssim)
+  return()
+endif()
 set(VEK5_CONFDIR ${CMAKE_INSTALL_FULL_SYSCONFDIR}/vek5m)
 file(RELATIVE_PATH VEK5_BIN_TO_PKGLIB ${CMAKE_INSTALL_FULL_BINDIR}
      ${CMAKE_INSTALL_PREFIX}/${VEK5_PKGLIBDIR})
@@ -39,11 +40,6 @@ configure_file(host/install/upssim.in ${vek5_stage}/upssim @ONLY)
 
 install(PROGRAMS ${vek5_stage}/upsmon-host ${vek5_stage}/upssim
         DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(TARGETS upsmon-host upssim RUNTIME DESTINATION ${VEK5_PKGLIBDIR})
-install(TARGETS vek5m_10-30k_Client LIBRARY DESTINATION ${VEK5_PKGLIBDIR})
-install(TARGETS vek5driver LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY simulator/scenarios/ DESTINATION ${VEK5_SCENARIODIR}
-        FILES_MATCHING PATTERN "*.scn")
 set(vek5_conffiles
     ${PROJECT_SOURCE_DIR}/host/install/param.ini ${PROJECT_SOURCE_DIR}/host/install/dev.ini
     ${PROJECT_SOURCE_DIR}/host/install/serial.ini ${PROJECT_BINARY_DIR}/host/historycodemap.csv)
