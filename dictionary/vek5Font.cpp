@@ -1,6 +1,7 @@
 #include "vek5Font.h"
 
 #include "eventcatalogue.h"
+#include "statetexts.h"
 
 #include <QByteArray>
 #include <QMutex>
@@ -47,23 +48,6 @@ const char* const dataLogHeadings[] = {
     QT_TRANSLATE_NOOP("vek5Font", "Bypass voltage R/S/T(V)"),
     QT_TRANSLATE_NOOP("vek5Font", "Bypass current R/S/T(A)"),
     QT_TRANSLATE_NOOP("vek5Font", "Bypass power R/S/T(W)"),
-};
-
-// Indexed by the unit's battery state code.
-const char* const batteryStateTexts[] = {
-    QT_TRANSLATE_NOOP("vek5Font", "Disconnect"),
-    QT_TRANSLATE_NOOP("vek5Font", "Standby"),
-    QT_TRANSLATE_NOOP("vek5Font", "Equalized charge"),
-    QT_TRANSLATE_NOOP("vek5Font", "Float charge"),
-    QT_TRANSLATE_NOOP("vek5Font", "Discharge"),
-};
-
-// Indexed by the unit's output mode code.
-const char* const outputModeTexts[] = {
-    QT_TRANSLATE_NOOP("vek5Font", "None"),
-    QT_TRANSLATE_NOOP("vek5Font", "Load on bypass"),
-    QT_TRANSLATE_NOOP("vek5Font", "Load on inverter"),
-    QT_TRANSLATE_NOOP("vek5Font", "Load on other"),
 };
 
 // Indices into the headings of the columns the host logs, in the order in
@@ -169,10 +153,11 @@ vek5Font::vek5Font(QObject* parent) : QObject(parent)
 {
     for (const char* text : dataLogHeadings)
         m_dataLogDesc << tr(text);
-    for (const char* text : batteryStateTexts)
-        m_batteryState << tr(text);
-    for (const char* text : outputModeTexts)
-        m_outputMode << tr(text);
+    // The log names a leading run of the codes; codeIndex() shows any other as code 0.
+    for (std::size_t i = 0; i < StateTexts::batteryCount && StateTexts::battery[i].dataLog; ++i)
+        m_batteryState << tr(StateTexts::battery[i].dataLog);
+    for (std::size_t i = 0; i < StateTexts::outputCount && StateTexts::output[i].dataLog; ++i)
+        m_outputMode << tr(StateTexts::output[i].dataLog);
 
     using namespace EventCatalogue;
     QVector<QString> events(2 * HalfSize);

@@ -1,6 +1,7 @@
 #include "StatusModel.h"
 
 #include "StatusPointTable.h"
+#include "statetexts.h"
 
 namespace {
 
@@ -20,7 +21,7 @@ struct FlagInputs
 
     bool is(int point, int value) const { return data.contains(point) && data.value(point).toInt() == value; }
     bool alarm(int index) const { return is(kFirstAlarmPoint + index, 1); }
-    bool onBattery() const { return is(4101, 4); }
+    bool onBattery() const { return is(4101, StateTexts::BatteryDischarging); }
     bool below(const char* name, double limit) const
     {
         const QVariant v = status.values.value(QLatin1String(name));
@@ -52,7 +53,7 @@ const FlagRule kFlags[] = {
              || (in.onBattery() && (in.below("battery.charge", in.limits.chargeLow)
                                     || in.below("battery.runtime", in.limits.runtimeLow)));
      }},
-    {"CHRG", nullptr, "4101 = 2 (charging)", [](const FlagInputs& in) { return in.is(4101, 2); }},
+    {"CHRG", nullptr, "4101 = 2 (charging)", [](const FlagInputs& in) { return in.is(4101, StateTexts::BatteryEqualizedCharge); }},
     {"DISCHRG", nullptr, "4101 = 4 (discharging)", [](const FlagInputs& in) { return in.onBattery(); }},
     {"BYPASS", "ONBYPASS", "4218 (load on bypass) = 1", [](const FlagInputs& in) { return in.is(4218, 1); }},
     {"TEST", nullptr, "4259 (battery test status) not 0",

@@ -97,6 +97,8 @@ class tst_views : public QObject
 private slots:
     void displayText_data();
     void displayText();
+    void catalogueTexts_data();
+    void catalogueTexts();
     void flows_data();
     void flows();
     void panelTexts_data();
@@ -157,6 +159,44 @@ void tst_views::displayText()
     record.unit = unit;
     record.addCombo(options);
     QTEST(record.displayText(data), "expected");
+}
+
+// Alarm texts by index (no label), and option texts of catalogue records
+// for a raw code.
+void tst_views::catalogueTexts_data()
+{
+    QTest::addColumn<QString>("label");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("first alarm") << "" << 0 << "Monitor_Bypass module/System board communication is abnormal";
+    QTest::newRow("reserved alarm") << "" << 3 << "";
+    QTest::newRow("alarm without prefix") << "" << 48 << "UPS need maintenance";
+    QTest::newRow("trailing blank") << "" << 244 << "Byp Module/Sys board_Output abnormal ";
+    QTest::newRow("doubled blank") << "" << 360 << "Rectifier_Lithium battery charge  primary protection";
+    QTest::newRow("last event") << "" << 497 << "Inverter_Inverter negative power fault";
+    QTest::newRow("beyond the events") << "" << 498 << "";
+    QTest::newRow("battery 2") << "Battery status:" << 2 << "Const current equalized charge";
+    QTest::newRow("battery 5") << "Battery status:" << 5 << "Const voltage equalized charge";
+    QTest::newRow("battery 6") << "Battery status:" << 6 << "";
+    QTest::newRow("output 3") << "Output load on state:" << 3 << "Load on other";
+}
+
+void tst_views::catalogueTexts()
+{
+    QFETCH(QString, label);
+    QFETCH(int, code);
+    vek5_10_30k_View catalogue;
+    const QStringList alarms = catalogue.getAlarmList();
+    QCOMPARE(alarms.size(), 512);
+    QCOMPARE(alarms.size() - alarms.count(QString()), 301);
+    if (label.isEmpty()) {
+        QTEST(alarms.at(code), "expected");
+        return;
+    }
+    const QList<ParameterInformation*> records = catalogue.getBatteryData() + catalogue.getOutputData();
+    const auto record = std::find_if(records.cbegin(), records.cend(), [&](auto* r) { return r->label == label; });
+    QVERIFY(record != records.cend());
+    QTEST((*record)->displayText(DataMap{{(*record)->pointId, code}}), "expected");
 }
 
 void tst_views::flows_data()
