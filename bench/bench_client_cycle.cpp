@@ -2,6 +2,7 @@
 // through the driver callback, the (empty) command runner, and the report
 // with the host connected. The driver's bus traffic is not part of it.
 
+#include "points.h"
 #include "vek5Client.h"
 
 #include <QCoreApplication>
@@ -17,14 +18,15 @@ struct PointRange
 };
 
 // Alarm states, settings and device information, real-time measurements.
-const PointRange kPoints[] = {{2000, 2511}, {3000, 3150}, {4000, 4275}};
+const PointRange kPoints[] = {{point::FirstAlarm, point::LastAlarm}, {point::FirstSetting, point::LastSetting},
+                               {point::FirstReading, point::LastReading}};
 
 void feed(vek5Client& client, float alarmValue)
 {
     void* context = &client.m_driverContext;
     for (const PointRange& range : kPoints) {
         for (int id = range.first; id <= range.last; ++id) {
-            const float value = range.first == 2000 ? alarmValue : float(id % 97) * 1.5f;
+            const float value = range.first == point::FirstAlarm ? alarmValue : float(id % 97) * 1.5f;
             vek5DataProce(id, value, context);
         }
     }

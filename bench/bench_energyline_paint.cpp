@@ -2,6 +2,7 @@
 // running, every information panel open, every point it reads present.
 
 #include "Energyline.h"
+#include "points.h"
 
 #include <QApplication>
 #include <QImage>
@@ -13,22 +14,25 @@ namespace {
 QMap<int, QVariant> fullData()
 {
     QMap<int, QVariant> data;
-    for (int id = 4218; id <= 4224; ++id)
+    for (int id = point::FirstFlow; id <= point::LastFlow; ++id)
         data.insert(id, 1);
-    for (int id : {4191, 4132, 4162})
+    for (int id : {point::BypassPhases, point::InputPhases, point::OutputPhases})
         data.insert(id, 3);
-    for (int id = 4133; id <= 4200; ++id)
+    for (int id = point::InputVoltageR; id <= point::BypassFrequencyT; ++id)
         data.insert(id, 200.0 + id % 50 + 0.25);
     const char* model = "UPS-30K";
     for (int i = 0; model[i]; ++i) {
-        data.insert(4000 + i, int(model[i]));
-        data.insert(4016 + i, int(model[i]));
-        data.insert(4080 + i, int(model[i]));
+        data.insert(point::Manufacturer + i, int(model[i]));
+        data.insert(point::Model + i, int(model[i]));
+        data.insert(point::DeviceName + i, int(model[i]));
     }
     const QList<QPair<int, QVariant>> singles = {
-        {4190, 1}, {4250, 1}, {4248, 2}, {4161, 2}, {4101, 3}, {4239, 2}, {4240, 2},
-        {4241, 41.5}, {4242, 39.0}, {4103, 240.0}, {4104, -240.0}, {4105, 1.5},
-        {4106, -1.5}, {4107, 25.0}, {4110, 90}, {4111, 100}};
+        {point::BypassStatus, 1}, {point::WorkMode, 1}, {point::ModelId, 2}, {point::OutputLoadOn, 2},
+        {point::BatteryStatus, 3}, {point::RectifierStatus, 2}, {point::InverterStatus, 2},
+        {point::RectifierTemperature, 41.5}, {point::InverterTemperature, 39.0},
+        {point::BatteryVoltagePositive, 240.0}, {point::BatteryVoltageNegative, -240.0},
+        {point::BatteryCurrentPositive, 1.5}, {point::BatteryCurrentNegative, -1.5},
+        {point::BatteryTemperature, 25.0}, {point::BatteryRuntime, 90}, {point::BatteryCharge, 100}};
     for (const auto& s : singles)
         data.insert(s.first, s.second);
     return data;

@@ -2,6 +2,7 @@
 // alarm in eight active): refreshData with each main tab current, the way
 // the host drives it on every data report.
 
+#include "points.h"
 #include "vek5View.h"
 
 #include <QApplication>
@@ -18,9 +19,11 @@ struct PointRange
 };
 
 // Alarm states, settings and device information, real-time measurements.
-const PointRange kPoints[] = {{2000, 2511}, {3000, 3150}, {4000, 4275}};
+const PointRange kPoints[] = {{point::FirstAlarm, point::LastAlarm}, {point::FirstSetting, point::LastSetting},
+                               {point::FirstReading, point::LastReading}};
 // Identity texts, one character per point.
-const PointRange kTexts[] = {{4000, 4031}, {4080, 4095}};
+const PointRange kTexts[] = {{point::Manufacturer, point::Model + point::ModelLength - 1},
+                              {point::DeviceName, point::DeviceName + point::DeviceNameLength - 1}};
 
 // Points whose value picks a text or a layout: valid entries, three phases,
 // every flow flag set.
@@ -29,9 +32,11 @@ const struct
     int id;
     int value;
 } kChoices[] = {
-    {4101, 2}, {4132, 3}, {4161, 2}, {4162, 3}, {4190, 1}, {4191, 3}, {4218, 1}, {4219, 1},
-    {4220, 1}, {4221, 1}, {4222, 1}, {4223, 1}, {4224, 1}, {4239, 2}, {4240, 2}, {4248, 2},
-    {4250, 1},
+    {point::BatteryStatus, 2}, {point::InputPhases, 3}, {point::OutputLoadOn, 2}, {point::OutputPhases, 3},
+    {point::BypassStatus, 1}, {point::BypassPhases, 3}, {point::LoadOnBypass, 1}, {point::MainsToRectifier, 1},
+    {point::RectifierToBus, 1}, {point::InverterRunning, 1}, {point::InverterToLoad, 1},
+    {point::OutputSupplied, 1}, {point::BatteryFlowing, 1}, {point::RectifierStatus, 2},
+    {point::InverterStatus, 2}, {point::ModelId, 2}, {point::WorkMode, 1},
 };
 
 const int kAlarmEvery = 8;
@@ -41,8 +46,8 @@ QMap<int, QVariant> fullDataMap()
     QMap<int, QVariant> data;
     for (const PointRange& range : kPoints) {
         for (int id = range.first; id <= range.last; ++id) {
-            if (range.first == 2000)
-                data.insert(id, (id - 2000) % kAlarmEvery == 0 ? 1 : 0);
+            if (range.first == point::FirstAlarm)
+                data.insert(id, (id - point::FirstAlarm) % kAlarmEvery == 0 ? 1 : 0);
             else
                 data.insert(id, float(id % 97) * 1.5f);
         }
@@ -70,7 +75,7 @@ void refreshTab(benchmark::State& state, int tab)
         view.refreshData();
     state.counters["points"] = double(data.size());
     int alarms = 0;
-    for (int id = 2000; id <= 2511; ++id)
+    for (int id = point::FirstAlarm; id <= point::LastAlarm; ++id)
         alarms += data.value(id).toInt() == 1;
     state.counters["alarms"] = alarms;
 }

@@ -10,6 +10,7 @@
 // SPEED (default 20) is the simulator's --speed: the run takes 1100 / SPEED s.
 
 #include "SimulatorProcess.h"
+#include "points.h"
 #include "vek5Client.h"
 
 #include <QElapsedTimer>
@@ -106,8 +107,10 @@ int main(int argc, char** argv)
     QObject::connect(&client, &CollectThread::postDEvent, [&](int type, QMap<QString, QVariant> record) {
         const QMap<int, QVariant> data = record.value("data").value<QMap<int, QVariant>>();
         if (type == 2007 && client.m_commState == 0)
-            samples.append({clock.elapsed() / 1000.0 * speed, data.value(4103).toDouble(),
-                            data.value(4111).toDouble(), data.value(4223).toInt() == 1});
+            samples.append({clock.elapsed() / 1000.0 * speed,
+                            data.value(point::BatteryVoltagePositive).toDouble(),
+                            data.value(point::BatteryCharge).toDouble(),
+                            data.value(point::OutputSupplied).toInt() == 1});
     });
     while (clock.elapsed() / 1000.0 * speed < kEndSeconds) {
         client.poll();

@@ -8,6 +8,7 @@
 
 #include "PortManage.h"
 #include "SimulatorProcess.h"
+#include "points.h"
 #include "vek5Client.h"
 #include "vek5View.h"
 
@@ -34,7 +35,7 @@ bool save(QWidget* window, const QString& path)
 int activeAlarms(const QMap<int, QVariant>& data)
 {
     int count = 0;
-    for (auto it = data.lowerBound(2000); it != data.end() && it.key() <= 2511; ++it)
+    for (auto it = data.lowerBound(point::FirstAlarm); it != data.end() && it.key() <= point::LastAlarm; ++it)
         count += it.value().toInt() == 1;
     return count;
 }
@@ -92,7 +93,7 @@ int main(int argc, char* argv[])
     collector->start();
 
     // An active alarm and a few more reports, so the values have moved off their start.
-    bool ok = QTest::qWaitFor([&] { return activeAlarms(last) > 0 && last.value(4016).toInt() != 0; }, 30000);
+    bool ok = QTest::qWaitFor([&] { return activeAlarms(last) > 0 && last.value(point::Model).toInt() != 0; }, 30000);
     const int seen = reports;
     static_cast<void>(QTest::qWaitFor([&] { return reports >= seen + 2; }, 10000));
     auto* tabs = view->findChild<QTabWidget*>("devStacketTable");

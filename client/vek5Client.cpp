@@ -3,6 +3,7 @@
 #include "CollectView.h"
 #include "PortManage.h"
 #include "SerialPort.h"
+#include "points.h"
 #include "portaccess.h"
 #include "vek5Font.h"
 #include "vek5View.h"
@@ -74,10 +75,10 @@ constexpr int kEventData = 2007;
 constexpr int kEventStatus2368 = 2009;
 constexpr int kEventStatus2022 = 2010;
 
-constexpr int kFirstAlarmPoint = 2000;
-constexpr int kStatusPoint2022 = 2022;
-constexpr int kStatusPoint2368 = 2368;
-constexpr int kFirstModelPoint = 4016;
+constexpr int kFirstAlarmPoint = point::FirstAlarm;
+constexpr int kStatusPoint2022 = point::LowBatteryDod;
+constexpr int kStatusPoint2368 = point::InputAbnormal;
+constexpr int kFirstModelPoint = point::Model;
 constexpr int kModelLength = 16;
 constexpr int kLoadPoint = 4184;
 

@@ -2,6 +2,7 @@
 
 #include "eventcatalogue.h"
 #include "statetexts.h"
+#include "points.h"
 
 #include <QByteArray>
 #include <QMutex>
@@ -53,28 +54,6 @@ const char* const dataLogHeadings[] = {
 // Indices into the headings of the columns the host logs, in the order in
 // which changeLogData() fills a row.
 const int loggedHeadings[] = {8, 10, 19, 18, 14, 15, 16, 17, 13, 12, 3, 4, 5, 6, 0};
-
-// Point ids read for one data-log row.
-enum Point {
-    InputPhases = 4132,
-    InputVoltageR = 4133, InputVoltageS = 4134, InputVoltageT = 4135,
-    InputFrequencyR = 4139, InputFrequencyS = 4140, InputFrequencyT = 4141,
-    BypassPhases = 4191,
-    BypassVoltageR = 4192, BypassVoltageS = 4193, BypassVoltageT = 4194,
-    BypassFrequency = 4198,
-    OutputModeCode = 4161,
-    OutputPhases = 4162,
-    OutputVoltageR = 4163, OutputVoltageS = 4164, OutputVoltageT = 4165,
-    OutputCurrentR = 4166, OutputCurrentS = 4167, OutputCurrentT = 4168,
-    OutputPowerR = 4178, OutputPowerS = 4179, OutputPowerT = 4180,
-    OutputLoadR = 4184, OutputLoadS = 4185, OutputLoadT = 4186,
-    OutputFrequency = 4169,
-    BatteryStateCode = 4101,
-    BatteryCapacity = 4109,
-    BatteryVoltagePositive = 4103, BatteryVoltageNegative = 4104,
-    BatteryCurrentPositive = 4105, BatteryCurrentNegative = 4106,
-    BatteryTemperature = 4107,
-};
 
 // Below this the temperature probe is taken as absent.
 constexpr int LowestTemperature = -10;
@@ -184,30 +163,33 @@ QStringList vek5Font::getDataLogDesc()
 QStringList vek5Font::changeLogData(QMap<int, QVariant> data)
 {
     QStringList row;
-    const bool inputThreePhase = data.value(InputPhases).toInt() == 3;
-    row << phaseValues(data, inputThreePhase, InputVoltageR, InputVoltageS, InputVoltageT);
-    row << phaseValues(data, inputThreePhase, InputFrequencyR, InputFrequencyS, InputFrequencyT);
-    row << phaseValues(data, data.value(BypassPhases).toInt() == 3, BypassVoltageR, BypassVoltageS,
-                       BypassVoltageT);
-    row << oneDecimal(number(data, BypassFrequency));
+    const bool inputThreePhase = data.value(point::InputPhases).toInt() == 3;
+    row << phaseValues(data, inputThreePhase, point::InputVoltageR, point::InputVoltageS, point::InputVoltageT);
+    row << phaseValues(data, inputThreePhase, point::InputFrequencyR, point::InputFrequencyS,
+                       point::InputFrequencyT);
+    row << phaseValues(data, data.value(point::BypassPhases).toInt() == 3, point::BypassVoltageR,
+                       point::BypassVoltageS, point::BypassVoltageT);
+    row << oneDecimal(number(data, point::BypassFrequencyR));
 
-    const int mode = codeIndex(data.value(OutputModeCode).toInt(), m_outputMode.size());
+    const int mode = codeIndex(data.value(point::OutputLoadOn).toInt(), m_outputMode.size());
 
-    const bool outputThreePhase = data.value(OutputPhases).toInt() == 3;
-    row << phaseValues(data, outputThreePhase, OutputVoltageR, OutputVoltageS, OutputVoltageT);
-    row << phaseValues(data, outputThreePhase, OutputCurrentR, OutputCurrentS, OutputCurrentT);
-    row << phaseValues(data, outputThreePhase, OutputPowerR, OutputPowerS, OutputPowerT);
-    row << phaseValues(data, outputThreePhase, OutputLoadR, OutputLoadS, OutputLoadT);
-    row << oneDecimal(number(data, OutputFrequency));
+    const bool outputThreePhase = data.value(point::OutputPhases).toInt() == 3;
+    row << phaseValues(data, outputThreePhase, point::OutputVoltageR, point::OutputVoltageS,
+                       point::OutputVoltageT);
+    row << phaseValues(data, outputThreePhase, point::OutputCurrentR, point::OutputCurrentS,
+                       point::OutputCurrentT);
+    row << phaseValues(data, outputThreePhase, point::OutputKwR, point::OutputKwS, point::OutputKwT);
+    row << phaseValues(data, outputThreePhase, point::OutputLoadR, point::OutputLoadS, point::OutputLoadT);
+    row << oneDecimal(number(data, point::OutputFrequencyR));
     row << m_outputMode.at(mode);
 
-    const int state = codeIndex(truncated(number(data, BatteryStateCode)), m_batteryState.size());
+    const int state = codeIndex(truncated(number(data, point::BatteryStatus)), m_batteryState.size());
 
-    row << oneDecimal(number(data, BatteryCapacity));
-    row << positiveNegative(data, BatteryVoltagePositive, BatteryVoltageNegative);
-    row << positiveNegative(data, BatteryCurrentPositive, BatteryCurrentNegative);
-    row << (data.value(BatteryTemperature).toInt() >= LowestTemperature
-                ? oneDecimal(number(data, BatteryTemperature))
+    row << oneDecimal(number(data, point::BatteryCapacity));
+    row << positiveNegative(data, point::BatteryVoltagePositive, point::BatteryVoltageNegative);
+    row << positiveNegative(data, point::BatteryCurrentPositive, point::BatteryCurrentNegative);
+    row << (data.value(point::BatteryTemperature).toInt() >= LowestTemperature
+                ? oneDecimal(number(data, point::BatteryTemperature))
                 : QStringLiteral("-"));
     row << m_batteryState.at(state);
     return row;

@@ -2,7 +2,8 @@
 #define REGISTERMAP_H
 
 // The unit's Modbus register map: the one table that the driver library reads
-// by and the simulator serves by. docs/register-map.md describes it for people.
+// by and the simulator serves by. docs/register-map.md describes it for people;
+// points.h names the point ids that code uses, checked against this table.
 //
 // A full read is four requests (alarm bits, identity registers, measurement
 // registers, settings registers), each a contiguous block of at most 125

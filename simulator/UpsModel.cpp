@@ -1,5 +1,6 @@
 #include "UpsModel.h"
 
+#include "points.h"
 #include "registermap.h"
 
 #include <algorithm>
@@ -28,7 +29,7 @@ enum Alarm {
     MinorAlarm = 19,
     BypassSupply = 20,
     BatteryPowered = 21,
-    LowBatteryDod = 22,
+    LowBatteryDod = point::LowBatteryDod - point::FirstAlarm,
     LowBatteryEod = 23,
     BypassFailure = 24,
     OutputOverload105 = 132,
@@ -39,32 +40,37 @@ enum Alarm {
     OutputOverloadAlarm = 141,
     BatteryDodUndervoltage = 276,
     BatteryEodUndervoltage = 277,
-    InputAbnormal = 368,
+    InputAbnormal = point::InputAbnormal - point::FirstAlarm,
 };
 
 constexpr int kHoldingRegisters = kCommandRegister + kCommandRegisters;
 constexpr int kInputRegisters = kHistoryFirstRegister + kHistoryMaxRecords * kHistoryRecordRegisters;
-constexpr int kAlarmBits = 512;
 
 // Settings as the unit leaves the factory: point id, raw register value.
 struct FactorySetting { int point; int raw; };
 constexpr FactorySetting kFactorySettings[] = {
-    {3000, 1}, {3004, 20}, {3010, 1}, {3016, 100}, {3017, 40}, {3018, 100},
-    {3019, 227}, {3020, 235}, {3021, 175}, {3022, 185}, {3023, 500}, {3025, 12},
-    {3026, 720}, {3027, 4320}, {3028, 5}, {3029, 90}, {3030, 110}, {3037, 20},
-    {3038, 20}, {3039, 230}, {3040, 50}, {3041, 230}, {3042, 50}, {3045, 1},
-    {3046, 1}, {3053, 1}, {3073, 10}, {3075, 1}, {3076, 1}, {3125, 3}, {3126, 3},
+    {point::SystemWorkMode, 1}, {point::FrequencyTrackLimit, 20}, {point::SwitchInverterEnable, 1},
+    {point::TransformerTurnsRatio, 100}, {point::BatteryBlocks, 40}, {point::BatteryAh, 100},
+    {point::CellFloatVoltage, 227}, {point::CellBoostVoltage, 235}, {point::CellEodVoltageHigh, 175},
+    {point::CellEodVoltageLow, 185}, {point::ChargeCurrentLimit, 500}, {point::BoostTimeLimit, 12},
+    {point::BoostCycle, 720}, {point::AutoMaintenanceCycle, 4320}, {point::BacklightTime, 5},
+    {point::MaintenanceCycle, 90}, {point::BatteryLowCoefficient, 110}, {point::RatedPowerSetting, 20},
+    {point::LicensePower, 20}, {point::RatedInputVoltageSetting, 230},
+    {point::RatedInputFrequencySetting, 50}, {point::RatedOutputVoltageSetting, 230},
+    {point::RatedOutputFrequencySetting, 50}, {point::AutoEqualizedCharge, 1}, {point::AutoMaintenance, 1},
+    {point::DisplayCap, 1}, {point::FrequencySlewRate, 10}, {point::ComAProtocol, 1},
+    {point::ComBProtocol, 1}, {point::ComABaudRate, 3}, {point::ComBBaudRate, 3},
 };
 
 struct FactoryText { int point; const char* text; };
 constexpr FactoryText kFactoryTexts[] = {
-    {4000, "SimPower"},
-    {4016, "SIM-20K-33"},
-    {4251, "R101"},
-    {4255, "I102"},
-    {3077, "UPS-20K"},
-    {3087, "SimPower Ltd"},
-    {3150, "00000000000000"},
+    {point::Manufacturer, "SimPower"},
+    {point::Model, "SIM-20K-33"},
+    {point::RectifierVersion, "R101"},
+    {point::InverterVersion, "I102"},
+    {point::DeviceType, "UPS-20K"},
+    {point::CompanyName, "SimPower Ltd"},
+    {point::CompanyPhone, "00000000000000"},
 };
 
 } // namespace
@@ -72,25 +78,25 @@ constexpr FactoryText kFactoryTexts[] = {
 UpsModel::UpsModel(int unitId)
     : m_unit(unitId), m_random(std::mt19937::result_type(unitId))
 {
-    m_map = modbus_mapping_new_start_address(0, 0, 0, kAlarmBits, 0, kHoldingRegisters, 0, kInputRegisters);
+    m_map = modbus_mapping_new_start_address(0, 0, 0, point::AlarmCount, 0, kHoldingRegisters, 0, kInputRegisters);
     if (m_map == nullptr)
         return;
     for (const FactorySetting& s : kFactorySettings)
         setPoint(s.point, double(s.raw) / findField(s.point)->divisor);
-    setPoint(3002, unitId);
-    setPoint(3074, unitId);
+    setPoint(point::DeviceAddress, unitId);
+    setPoint(point::CommunicationAddress, unitId);
     for (const FactoryText& t : kFactoryTexts)
         setBytes(t.point, t.text);
     char text[17];
     std::snprintf(text, sizeof(text), "SIM20K%010d", unitId);
-    setBytes(4064, text);
-    setBytes(3109, text);
+    setBytes(point::SerialNumber, text);
+    setBytes(point::SerialNumbers, text);
     std::snprintf(text, sizeof(text), "UPS unit %d", unitId);
-    setBytes(4080, text);
-    setPoint(4097, 100);
-    setPoint(4098, 213);
-    setPoint(4274, 730);
-    setPoint(4275, 1095);
+    setBytes(point::DeviceName, text);
+    setPoint(point::ModbusVersion, 100);
+    setPoint(point::FirmwareVersion, 213);
+    setPoint(point::BatteryWarrantyDays, 730);
+    setPoint(point::UpsWarrantyDays, 1095);
     refresh();
 }
 
@@ -207,7 +213,7 @@ void UpsModel::advance(double seconds)
     }
     // Mains back after an end-of-discharge stop: start again if allowed
     // ("Auto power on:" 0 = enable).
-    if (m_eodStop && m_mainsOk && setting(3054) == 0) {
+    if (m_eodStop && m_mainsOk && setting(point::AutoPowerOn) == 0) {
         m_outputOn = true;
         m_inverterOn = true;
         m_eodStop = false;
@@ -252,7 +258,7 @@ void UpsModel::updateAlarms()
 
 void UpsModel::setAlarm(int alarm, bool active)
 {
-    if (alarm < 0 || alarm >= kAlarmBits || (m_alarms.count(alarm) != 0) == active)
+    if (alarm < 0 || alarm >= point::AlarmCount || (m_alarms.count(alarm) != 0) == active)
         return;
     if (active)
         m_alarms.insert(alarm);
@@ -279,90 +285,90 @@ void UpsModel::refresh()
     // positive and a negative string. Without mains nothing charges it: it
     // discharges into the inverter, or rests at what it has left (after the
     // end of discharge, until the mains return).
-    const double blocks = setting(3017);
-    const double cellVolts = m_mainsOk && !battery ? setting(3019) : 1.75 + 0.35 * m_charge / 100;
+    const double blocks = setting(point::BatteryBlocks);
+    const double cellVolts = m_mainsOk && !battery ? setting(point::CellFloatVoltage) : 1.75 + 0.35 * m_charge / 100;
     const double stringVolts = blocks / 2 * 6 * cellVolts;
     const double batteryAmps = battery ? loadShare * kRatedKva * 1000 / (2 * stringVolts)
-                                       : (m_charge < 100 && m_mainsOk ? -setting(3023) : 0);
-    setPoint(4101, battery ? 4 : (!m_mainsOk ? 1 : (m_charge < 100 ? 2 : 3)));
-    setPoint(4103, stringVolts + noise(0.2));
-    setPoint(4104, -stringVolts + noise(0.2));
-    setPoint(4105, batteryAmps + noise(0.05));
-    setPoint(4106, -batteryAmps + noise(0.05));
-    setPoint(4107, 25 + noise(0.3));
-    setPoint(4108, blocks);
-    setPoint(4109, setting(3018));
-    setPoint(4110, std::floor(m_charge / 100 * kFullLoadMinutes / std::max(m_load, 5.0) * 100));
-    setPoint(4111, std::floor(m_charge));
+                                       : (m_charge < 100 && m_mainsOk ? -setting(point::ChargeCurrentLimit) : 0);
+    setPoint(point::BatteryStatus, battery ? 4 : (!m_mainsOk ? 1 : (m_charge < 100 ? 2 : 3)));
+    setPoint(point::BatteryVoltagePositive, stringVolts + noise(0.2));
+    setPoint(point::BatteryVoltageNegative, -stringVolts + noise(0.2));
+    setPoint(point::BatteryCurrentPositive, batteryAmps + noise(0.05));
+    setPoint(point::BatteryCurrentNegative, -batteryAmps + noise(0.05));
+    setPoint(point::BatteryTemperature, 25 + noise(0.3));
+    setPoint(point::BatteryNumber, blocks);
+    setPoint(point::BatteryCapacity, setting(point::BatteryAh));
+    setPoint(point::BatteryRuntime, std::floor(m_charge / 100 * kFullLoadMinutes / std::max(m_load, 5.0) * 100));
+    setPoint(point::BatteryCharge, std::floor(m_charge));
 
     // Input
-    setPoint(4132, 3);
+    setPoint(point::InputPhases, 3);
     for (int p = 0; p < 3; ++p) {
-        setPoint(4133 + p, m_mainsOk ? kNominalVolts + noise(1.5) : 0);
-        setPoint(4136 + p, rectifying ? phaseAmps * (loadShare + 0.05) + noise(0.1) : 0);
-        setPoint(4139 + p, m_mainsOk ? kNominalHz + noise(0.02) : 0);
-        setPoint(4142 + p, rectifying ? 0.99 : 0);
+        setPoint(point::InputVoltageR + p, m_mainsOk ? kNominalVolts + noise(1.5) : 0);
+        setPoint(point::InputCurrentR + p, rectifying ? phaseAmps * (loadShare + 0.05) + noise(0.1) : 0);
+        setPoint(point::InputFrequencyR + p, m_mainsOk ? kNominalHz + noise(0.02) : 0);
+        setPoint(point::InputPfR + p, rectifying ? 0.99 : 0);
     }
 
     // Output
-    setPoint(4161, !m_outputOn ? 0 : (m_onBypass ? 1 : 2));
-    setPoint(4162, 3);
+    setPoint(point::OutputLoadOn, !m_outputOn ? 0 : (m_onBypass ? 1 : 2));
+    setPoint(point::OutputPhases, 3);
     for (int p = 0; p < 3; ++p) {
         const double share = loadShare * (1 + noise(0.02));
         const double kva = share * kRatedKva / 3;
-        setPoint(4163 + p, supplied ? kNominalVolts + noise(0.5) : 0);
-        setPoint(4166 + p, supplied ? share * phaseAmps : 0);
-        setPoint(4169 + p, supplied ? kNominalHz + noise(0.01) : 0);
-        setPoint(4172 + p, supplied ? kOutputPf : 0);
-        setPoint(4175 + p, kva);
-        setPoint(4178 + p, kva * kOutputPf);
-        setPoint(4181 + p, kva * std::sqrt(1 - kOutputPf * kOutputPf));
-        setPoint(4184 + p, share * 100);
+        setPoint(point::OutputVoltageR + p, supplied ? kNominalVolts + noise(0.5) : 0);
+        setPoint(point::OutputCurrentR + p, supplied ? share * phaseAmps : 0);
+        setPoint(point::OutputFrequencyR + p, supplied ? kNominalHz + noise(0.01) : 0);
+        setPoint(point::OutputPfR + p, supplied ? kOutputPf : 0);
+        setPoint(point::OutputKvaR + p, kva);
+        setPoint(point::OutputKwR + p, kva * kOutputPf);
+        setPoint(point::OutputKvarR + p, kva * std::sqrt(1 - kOutputPf * kOutputPf));
+        setPoint(point::OutputLoadR + p, share * 100);
     }
 
     // Bypass
-    setPoint(4190, m_bypassOk ? 1 : 0);
-    setPoint(4191, 3);
+    setPoint(point::BypassStatus, m_bypassOk ? 1 : 0);
+    setPoint(point::BypassPhases, 3);
     for (int p = 0; p < 3; ++p) {
         const bool carrying = m_bypassOk && m_onBypass && m_outputOn;
-        setPoint(4192 + p, m_bypassOk ? kNominalVolts + noise(1.5) : 0);
-        setPoint(4195 + p, carrying ? loadShare * phaseAmps : 0);
-        setPoint(4198 + p, m_bypassOk ? kNominalHz + noise(0.02) : 0);
-        setPoint(4201 + p, carrying ? kOutputPf : 0);
+        setPoint(point::BypassVoltageR + p, m_bypassOk ? kNominalVolts + noise(1.5) : 0);
+        setPoint(point::BypassCurrentR + p, carrying ? loadShare * phaseAmps : 0);
+        setPoint(point::BypassFrequencyR + p, m_bypassOk ? kNominalHz + noise(0.02) : 0);
+        setPoint(point::BypassPfR + p, carrying ? kOutputPf : 0);
     }
 
     // Energy flow: bypass to load, mains to rectifier, rectifier to DC bus,
     // inverter running, inverter to load, output on, battery current.
-    setPoint(4218, m_bypassOk && m_onBypass && m_outputOn ? 1 : 0);
-    setPoint(4219, rectifying ? 1 : 0);
-    setPoint(4220, rectifying ? 1 : 0);
-    setPoint(4221, m_inverterOn ? 1 : 0);
-    setPoint(4222, m_inverterOn && !m_onBypass && m_outputOn ? 1 : 0);
-    setPoint(4223, supplied ? 1 : 0);
-    setPoint(4224, battery || (m_mainsOk && m_charge < 100) ? 1 : 0);
+    setPoint(point::LoadOnBypass, m_bypassOk && m_onBypass && m_outputOn ? 1 : 0);
+    setPoint(point::MainsToRectifier, rectifying ? 1 : 0);
+    setPoint(point::RectifierToBus, rectifying ? 1 : 0);
+    setPoint(point::InverterRunning, m_inverterOn ? 1 : 0);
+    setPoint(point::InverterToLoad, m_inverterOn && !m_onBypass && m_outputOn ? 1 : 0);
+    setPoint(point::OutputSupplied, supplied ? 1 : 0);
+    setPoint(point::BatteryFlowing, battery || (m_mainsOk && m_charge < 100) ? 1 : 0);
 
-    setPoint(4239, battery ? 3 : (rectifying ? 2 : 0));
-    setPoint(4240, m_inverterOn ? 2 : 0);
-    setPoint(4241, 38 + loadShare * 10 + noise(0.3));
-    setPoint(4242, 40 + loadShare * 15 + noise(0.3));
-    setPoint(4243, kRatedKva);
-    setPoint(4244, setting(3039));
-    setPoint(4245, setting(3040));
-    setPoint(4246, setting(3041));
-    setPoint(4247, setting(3042));
-    setPoint(4248, 2);
-    setPoint(4250, !supplied ? 0 : (m_onBypass ? 4 : (battery ? 2 : 1)));
-    setPoint(4259, m_batteryTest);
-    setPoint(4260, m_buzzer ? 1 : 0);
+    setPoint(point::RectifierStatus, battery ? 3 : (rectifying ? 2 : 0));
+    setPoint(point::InverterStatus, m_inverterOn ? 2 : 0);
+    setPoint(point::RectifierTemperature, 38 + loadShare * 10 + noise(0.3));
+    setPoint(point::InverterTemperature, 40 + loadShare * 15 + noise(0.3));
+    setPoint(point::RatedKva, kRatedKva);
+    setPoint(point::RatedInputVoltage, setting(point::RatedInputVoltageSetting));
+    setPoint(point::RatedInputFrequency, setting(point::RatedInputFrequencySetting));
+    setPoint(point::RatedOutputVoltage, setting(point::RatedOutputVoltageSetting));
+    setPoint(point::RatedOutputFrequency, setting(point::RatedOutputFrequencySetting));
+    setPoint(point::ModelId, 2);
+    setPoint(point::WorkMode, !supplied ? 0 : (m_onBypass ? 4 : (battery ? 2 : 1)));
+    setPoint(point::BatteryTestStatus, m_batteryTest);
+    setPoint(point::BuzzerEnabled, m_buzzer ? 1 : 0);
     if (battery) {
         unsigned char stamp[6];
         clockStamp(stamp);
-        setBytes(4268, std::string(reinterpret_cast<const char*>(stamp), 6));
+        setBytes(point::LastDischargeTime, std::string(reinterpret_cast<const char*>(stamp), 6));
     }
 
     unsigned char now[6];
     clockStamp(now);
-    setBytes(3103, std::string(reinterpret_cast<const char*>(now), 6));
+    setBytes(point::SystemTime, std::string(reinterpret_cast<const char*>(now), 6));
 
     // History area
     unsigned short* regs = m_map->tab_input_registers;
@@ -399,7 +405,7 @@ void UpsModel::afterWrite(int address, int count)
         m_map->tab_registers[kCommandRegister] = 0;
         m_map->tab_registers[kCommandRegister + 1] = 0;
     }
-    const Field* time = findField(3103);
+    const Field* time = findField(point::SystemTime);
     if (address == time->address && count == fieldWidth(*time)) {
         // The unit's clock is set: keep running from the written time.
         const unsigned short* r = m_map->tab_registers + time->address;
@@ -577,6 +583,6 @@ std::string UpsModel::statusLine(bool silent, bool garbled) const
     if (m_alarms.empty())
         line += " none";
     for (int a : m_alarms)
-        line += " " + std::to_string(2000 + a);
+        line += " " + std::to_string(point::FirstAlarm + a);
     return line;
 }

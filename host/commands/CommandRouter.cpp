@@ -7,6 +7,7 @@
 
 #include "CommandTable.h"
 #include "EventFormatter.h"
+#include "points.h"
 #include "UnitSession.h"
 
 namespace {
@@ -122,7 +123,7 @@ bool CommandRouter::writeSetting(const QString& unit, int point, int rawValue, c
     UnitSession* s = session(unit, error);
     if (!s)
         return false;
-    if (point < 3000 || point > 3163 || rawValue < -32768 || rawValue > 65535) {
+    if (point < point::FirstSetting || point > point::LastSettingPoint || rawValue < -32768 || rawValue > 65535) {
         *error = QStringLiteral("setting %1 = %2 is out of range (points 3000-3163, raw -32768-65535)")
                      .arg(point).arg(rawValue);
         return false;

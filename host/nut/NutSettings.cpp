@@ -4,20 +4,19 @@
 
 #include <cmath>
 
+#include "points.h"
 #include "vek5_10_30k_View.h"
 
 namespace {
 
-const int kFirstSetting = 3000;
-const int kLastSetting = 3150;
 const int kTextType = 9;    // multi-point texts are not written through a raw value
 
 // Settings that NUT's naming scheme has a name for.
 const struct { int point; const char* name; } kStandardNames[] = {
-    {3039, "input.voltage.nominal"},
-    {3040, "input.frequency.nominal"},
-    {3041, "output.voltage.nominal"},
-    {3042, "output.frequency.nominal"},
+    {point::RatedInputVoltageSetting, "input.voltage.nominal"},
+    {point::RatedInputFrequencySetting, "input.frequency.nominal"},
+    {point::RatedOutputVoltageSetting, "output.voltage.nominal"},
+    {point::RatedOutputFrequencySetting, "output.frequency.nominal"},
 };
 
 QString variableName(int point, const QString& label)
@@ -48,7 +47,7 @@ QList<NutSetting> buildTable()
                                                     catalogue.getAdjustConfig(), catalogue.getDevInfoConfig()};
     for (const QList<ParameterInformation*>& list : lists) {
         for (const ParameterInformation* row : list) {
-            if (row->pointId < kFirstSetting || row->pointId > kLastSetting || row->type == kTextType)
+            if (row->pointId < point::FirstSetting || row->pointId > point::LastSetting || row->type == kTextType)
                 continue;
             NutSetting s;
             s.description = row->label.endsWith(QLatin1Char(':')) ? row->label.chopped(1) : row->label;

@@ -3,12 +3,12 @@
 #include "StatusPointTable.h"
 #include "statetexts.h"
 
+#include "points.h"
+
 namespace {
 
-const int kFirstAlarmPoint = 2000;
-const int kAlarmCount = 512;
-// Alarm indexes (point - 2000) that flags read.
-const int kLowBatteryDod = 22;
+// Alarm indexes (point - point::FirstAlarm) that flags read.
+const int kLowBatteryDod = point::LowBatteryDod - point::FirstAlarm;
 const int kLowBatteryEod = 23;
 const int kOutputOverload = 141;
 
@@ -20,8 +20,8 @@ struct FlagInputs
     bool forced;
 
     bool is(int point, int value) const { return data.contains(point) && data.value(point).toInt() == value; }
-    bool alarm(int index) const { return is(kFirstAlarmPoint + index, 1); }
-    bool onBattery() const { return is(4101, StateTexts::BatteryDischarging); }
+    bool alarm(int index) const { return is(point::FirstAlarm + index, 1); }
+    bool onBattery() const { return is(point::BatteryStatus, StateTexts::BatteryDischarging); }
     bool below(const char* name, double limit) const
     {
         const QVariant v = status.values.value(QLatin1String(name));
@@ -42,7 +42,7 @@ const FlagRule kFlags[] = {
     {"ALARM", nullptr, "an alarm point 2000-2511 is 1",
      [](const FlagInputs& in) { return !in.status.alarms.isEmpty(); }},
     {"OL", "ONLINE", "4223 (output supplied) = 1 and not OB",
-     [](const FlagInputs& in) { return in.is(4223, 1) && !in.onBattery(); }},
+     [](const FlagInputs& in) { return in.is(point::OutputSupplied, 1) && !in.onBattery(); }},
     {"OB", "ONBATT", "4101 (battery status) = 4 (discharging)",
      [](const FlagInputs& in) { return in.onBattery(); }},
     {"LB", "LOWBATT",
@@ -53,13 +53,13 @@ const FlagRule kFlags[] = {
              || (in.onBattery() && (in.below("battery.charge", in.limits.chargeLow)
                                     || in.below("battery.runtime", in.limits.runtimeLow)));
      }},
-    {"CHRG", nullptr, "4101 = 2 (charging)", [](const FlagInputs& in) { return in.is(4101, StateTexts::BatteryEqualizedCharge); }},
+    {"CHRG", nullptr, "4101 = 2 (charging)", [](const FlagInputs& in) { return in.is(point::BatteryStatus, StateTexts::BatteryEqualizedCharge); }},
     {"DISCHRG", nullptr, "4101 = 4 (discharging)", [](const FlagInputs& in) { return in.onBattery(); }},
-    {"BYPASS", "ONBYPASS", "4218 (load on bypass) = 1", [](const FlagInputs& in) { return in.is(4218, 1); }},
+    {"BYPASS", "ONBYPASS", "4218 (load on bypass) = 1", [](const FlagInputs& in) { return in.is(point::LoadOnBypass, 1); }},
     {"TEST", nullptr, "4259 (battery test status) not 0",
-     [](const FlagInputs& in) { return in.data.contains(4259) && !in.is(4259, 0); }},
+     [](const FlagInputs& in) { return in.data.contains(point::BatteryTestStatus) && !in.is(point::BatteryTestStatus, 0); }},
     {"OFF", "OFF", "4223 (output supplied) = 0: the load has no power",
-     [](const FlagInputs& in) { return in.is(4223, 0); }},
+     [](const FlagInputs& in) { return in.is(point::OutputSupplied, 0); }},
     {"OVER", "OVERLOAD", "alarm 141 (output overload alarm)",
      [](const FlagInputs& in) { return in.alarm(kOutputOverload); }},
     {"FSD", "FSD", "the host's shutdown policy fired for the unit",
@@ -192,11 +192,11 @@ QList<DerivedEvent> StatusModel::updateData(const QMap<int, QVariant>& data, qin
 
     m_status.alarms.clear();
     const int named = m_alarmTexts.size() / 2;
-    for (auto it = data.lowerBound(kFirstAlarmPoint);
-         it != data.end() && it.key() < kFirstAlarmPoint + kAlarmCount; ++it) {
+    for (auto it = data.lowerBound(point::FirstAlarm);
+         it != data.end() && it.key() < point::FirstAlarm + point::AlarmCount; ++it) {
         if (it.value().toInt() != 1)
             continue;
-        const int index = it.key() - kFirstAlarmPoint;
+        const int index = it.key() - point::FirstAlarm;
         m_status.alarms += ActiveAlarm{index, index < named ? m_alarmTexts.at(index) : QString()};
     }
     const QStringList before = m_status.flags;

@@ -14,7 +14,7 @@
 
 struct ActiveAlarm
 {
-    int index = 0;      // alarm index 0-511 (point 2000 + index)
+    int index = 0;      // alarm index 0-511 (point point::FirstAlarm + index)
     QString text;       // catalogue text of the alarm
 };
 
