@@ -4,7 +4,8 @@
 // Energy-flow diagram at the top of the unit's overview: six blocks (input,
 // bypass, rectifier, battery, inverter, load) joined by a track, animated
 // dashed lines along the paths that carry power now, and an information
-// panel beside each block that a click opens or closes.
+// panel beside each block that a click opens or closes. What it shows for a
+// data map is decided by EnergyFlow; the widget only paints it.
 
 #include "EnergyFlow.h"
 
