@@ -54,24 +54,31 @@ constexpr int kSupplyMode = 4250;
 // The texts are the diagram's own and keep its translation context.
 const char* const kContext = "Energyline";
 
-// The state tables, in the order of EnergyFlow's TextTable.
-const std::array<std::vector<const char*>, 7> kTableTexts = {{
-    {QT_TRANSLATE_NOOP("Energyline", "Abnormal"), QT_TRANSLATE_NOOP("Energyline", "Normal")},
-    {QT_TRANSLATE_NOOP("Energyline", "No supply"), QT_TRANSLATE_NOOP("Energyline", "Mains supply"),
-     QT_TRANSLATE_NOOP("Energyline", "Battery supply"), QT_TRANSLATE_NOOP("Energyline", "Conbined supply"),
-     QT_TRANSLATE_NOOP("Energyline", "Bypass supply")},
-    {QT_TRANSLATE_NOOP("Energyline", "Single-Single"), QT_TRANSLATE_NOOP("Energyline", "Three-Single"),
-     QT_TRANSLATE_NOOP("Energyline", "Three-Three")},
-    {QT_TRANSLATE_NOOP("Energyline", "None"), QT_TRANSLATE_NOOP("Energyline", "Load on bypass"),
-     QT_TRANSLATE_NOOP("Energyline", "Load on inverter"), QT_TRANSLATE_NOOP("Energyline", "Load on other")},
-    {QT_TRANSLATE_NOOP("Energyline", "Disconnect"), QT_TRANSLATE_NOOP("Energyline", "Standby"),
-     QT_TRANSLATE_NOOP("Energyline", "curr. equal charge"), QT_TRANSLATE_NOOP("Energyline", "volt. float charge"),
-     QT_TRANSLATE_NOOP("Energyline", "Discharge"), QT_TRANSLATE_NOOP("Energyline", "volt. equal charge")},
-    {QT_TRANSLATE_NOOP("Energyline", "Off"), QT_TRANSLATE_NOOP("Energyline", "Soft start"),
-     QT_TRANSLATE_NOOP("Energyline", "PFC mode"), QT_TRANSLATE_NOOP("Energyline", "Battery mode")},
-    {QT_TRANSLATE_NOOP("Energyline", "Off"), QT_TRANSLATE_NOOP("Energyline", "Soft start"),
-     QT_TRANSLATE_NOOP("Energyline", "Normal run")},
-}};
+// Single points whose value indexes a table of state texts.
+const struct { int point; EnergyFlow::Value value; std::vector<const char*> texts; } kTableValues[] = {
+    {kBypassStatus, EnergyFlow::BypassStatus,
+     {QT_TRANSLATE_NOOP("Energyline", "Abnormal"), QT_TRANSLATE_NOOP("Energyline", "Normal")}},
+    {kSupplyMode, EnergyFlow::SupplyMode,
+     {QT_TRANSLATE_NOOP("Energyline", "No supply"), QT_TRANSLATE_NOOP("Energyline", "Mains supply"),
+      QT_TRANSLATE_NOOP("Energyline", "Battery supply"), QT_TRANSLATE_NOOP("Energyline", "Conbined supply"),
+      QT_TRANSLATE_NOOP("Energyline", "Bypass supply")}},
+    {kPhaseConfiguration, EnergyFlow::PhaseConfiguration,
+     {QT_TRANSLATE_NOOP("Energyline", "Single-Single"), QT_TRANSLATE_NOOP("Energyline", "Three-Single"),
+      QT_TRANSLATE_NOOP("Energyline", "Three-Three")}},
+    {kOutputMode, EnergyFlow::OutputMode,
+     {QT_TRANSLATE_NOOP("Energyline", "None"), QT_TRANSLATE_NOOP("Energyline", "Load on bypass"),
+      QT_TRANSLATE_NOOP("Energyline", "Load on inverter"), QT_TRANSLATE_NOOP("Energyline", "Load on other")}},
+    {kBatteryState, EnergyFlow::BatteryState,
+     {QT_TRANSLATE_NOOP("Energyline", "Disconnect"), QT_TRANSLATE_NOOP("Energyline", "Standby"),
+      QT_TRANSLATE_NOOP("Energyline", "curr. equal charge"), QT_TRANSLATE_NOOP("Energyline", "volt. float charge"),
+      QT_TRANSLATE_NOOP("Energyline", "Discharge"), QT_TRANSLATE_NOOP("Energyline", "volt. equal charge")}},
+    {kRectifierState, EnergyFlow::RectifierState,
+     {QT_TRANSLATE_NOOP("Energyline", "Off"), QT_TRANSLATE_NOOP("Energyline", "Soft start"),
+      QT_TRANSLATE_NOOP("Energyline", "PFC mode"), QT_TRANSLATE_NOOP("Energyline", "Battery mode")}},
+    {kInverterState, EnergyFlow::InverterState,
+     {QT_TRANSLATE_NOOP("Energyline", "Off"), QT_TRANSLATE_NOOP("Energyline", "Soft start"),
+      QT_TRANSLATE_NOOP("Energyline", "Normal run")}},
+};
 
 // A path is lit while both of its points are 1; 0 stands for no second point.
 const struct { const char* name; int first; int second; } kPaths[EnergyFlow::PathCount] = {
@@ -131,17 +138,6 @@ const struct { int phasePoint; int firstPoint; const char* unit; EnergyFlow::Val
     {kOutputPhases, kOutputLoadPercentage, " %", EnergyFlow::OutputLoadPercentage},
 };
 
-// Single points whose value indexes one of the state tables.
-const struct { int point; int table; EnergyFlow::Value value; } kTableValues[] = {
-    {kBypassStatus, 0, EnergyFlow::BypassStatus},
-    {kSupplyMode, 1, EnergyFlow::SupplyMode},
-    {kPhaseConfiguration, 2, EnergyFlow::PhaseConfiguration},
-    {kOutputMode, 3, EnergyFlow::OutputMode},
-    {kBatteryState, 4, EnergyFlow::BatteryState},
-    {kRectifierState, 5, EnergyFlow::RectifierState},
-    {kInverterState, 6, EnergyFlow::InverterState},
-};
-
 const struct { int firstPoint; EnergyFlow::Value value; } kIdentityTexts[] = {
     {kIdentityType, EnergyFlow::DeviceType},
     {kIdentityName, EnergyFlow::DeviceName},
@@ -171,10 +167,12 @@ QString pair(const QMap<int, QVariant>& data, int first, int second)
 
 EnergyFlow::EnergyFlow()
 {
-    static_assert(std::tuple_size<decltype(kTableTexts)>::value == TextTableCount, "one text list per table");
-    for (int t = 0; t < TextTableCount; ++t)
-        for (const char* text : kTableTexts[t])
-            m_tables[t] << QCoreApplication::translate(kContext, text);
+    for (const auto& t : kTableValues) {
+        QStringList table;
+        for (const char* text : t.texts)
+            table << QCoreApplication::translate(kContext, text);
+        m_tables << table;
+    }
 }
 
 EnergyFlow EnergyFlow::next(const QMap<int, QVariant>& data) const
@@ -197,10 +195,10 @@ EnergyFlow EnergyFlow::next(const QMap<int, QVariant>& data) const
         }
     }
 
-    for (const auto& t : kTableValues) {
-        const QStringList& table = m_tables[t.table];
-        const int index = data.value(t.point).toInt();
-        v[t.value] = index >= 0 && index < table.size() ? table.at(index) : QString();
+    for (int t = 0; t < m_tables.size(); ++t) {
+        const QStringList& table = m_tables.at(t);
+        const int index = data.value(kTableValues[t].point).toInt();
+        v[kTableValues[t].value] = index >= 0 && index < table.size() ? table.at(index) : QString();
     }
 
     for (const auto& id : kIdentityTexts)

@@ -11,6 +11,7 @@
 #include <QString>
 #include <QStringList>
 #include <QVariant>
+#include <QVector>
 #include <array>
 
 class EnergyFlow
@@ -67,15 +68,11 @@ public:
     QJsonObject toJson() const;
 
 private:
-    enum TextTable {
-        StateTable, SupplyModeTable, PhaseConfigurationTable, OutputModeTable,
-        BatteryStateTable, RectifierStateTable, InverterStateTable,
-        TextTableCount
-    };
-
     std::array<bool, PathCount> m_lit{};
     std::array<QString, ValueCount> m_values;
-    std::array<QStringList, TextTableCount> m_tables;
+    // Translated state texts, one list per table point, in the order of
+    // the table points.
+    QVector<QStringList> m_tables;
 };
 
 #endif // ENERGYFLOW_H
