@@ -19,117 +19,13 @@ static void initImageResources()
 
 namespace {
 
-// The seven text tables, in the order the constructor builds them.
-const char* const kStateTexts[] = {
-    QT_TRANSLATE_NOOP("Energyline", "Abnormal"),
-    QT_TRANSLATE_NOOP("Energyline", "Normal"),
-};
-const char* const kSupplyModeTexts[] = {
-    QT_TRANSLATE_NOOP("Energyline", "No supply"),
-    QT_TRANSLATE_NOOP("Energyline", "Mains supply"),
-    QT_TRANSLATE_NOOP("Energyline", "Battery supply"),
-    QT_TRANSLATE_NOOP("Energyline", "Conbined supply"),
-    QT_TRANSLATE_NOOP("Energyline", "Bypass supply"),
-};
-const char* const kPhaseConfigurationTexts[] = {
-    QT_TRANSLATE_NOOP("Energyline", "Single-Single"),
-    QT_TRANSLATE_NOOP("Energyline", "Three-Single"),
-    QT_TRANSLATE_NOOP("Energyline", "Three-Three"),
-};
-const char* const kOutputModeTexts[] = {
-    QT_TRANSLATE_NOOP("Energyline", "None"),
-    QT_TRANSLATE_NOOP("Energyline", "Load on bypass"),
-    QT_TRANSLATE_NOOP("Energyline", "Load on inverter"),
-    QT_TRANSLATE_NOOP("Energyline", "Load on other"),
-};
-const char* const kBatteryStateTexts[] = {
-    QT_TRANSLATE_NOOP("Energyline", "Disconnect"),
-    QT_TRANSLATE_NOOP("Energyline", "Standby"),
-    QT_TRANSLATE_NOOP("Energyline", "curr. equal charge"),
-    QT_TRANSLATE_NOOP("Energyline", "volt. float charge"),
-    QT_TRANSLATE_NOOP("Energyline", "Discharge"),
-    QT_TRANSLATE_NOOP("Energyline", "volt. equal charge"),
-};
-const char* const kRectifierStateTexts[] = {
-    QT_TRANSLATE_NOOP("Energyline", "Off"),
-    QT_TRANSLATE_NOOP("Energyline", "Soft start"),
-    QT_TRANSLATE_NOOP("Energyline", "PFC mode"),
-    QT_TRANSLATE_NOOP("Energyline", "Battery mode"),
-};
-const char* const kInverterStateTexts[] = {
-    QT_TRANSLATE_NOOP("Energyline", "Off"),
-    QT_TRANSLATE_NOOP("Energyline", "Soft start"),
-    QT_TRANSLATE_NOOP("Energyline", "Normal run"),
-};
-
-template <std::size_t N>
-QStringList translated(const char* const (&texts)[N])
-{
-    QStringList list;
-    for (const char* text : texts)
-        list << Energyline::tr(text);
-    return list;
-}
-
-// Texts that depend on the phase count of their group: three values from
-// consecutive points for a three-phase group, the first alone for one phase.
-struct PhaseText
-{
-    int phasePoint;
-    int firstPoint;
-    const char* unit;
-    Energyline::PanelText text;
-};
-
-const PhaseText kPhaseTexts[] = {
-    {4191, 4192, " V", Energyline::BypassVoltage},
-    {4191, 4195, " A", Energyline::BypassCurrent},
-    {4191, 4198, " Hz", Energyline::BypassFrequency},
-    {4132, 4133, " V", Energyline::InputVoltage},
-    {4132, 4136, " A", Energyline::InputCurrent},
-    {4132, 4139, " Hz", Energyline::InputFrequency},
-    {4162, 4163, " V", Energyline::OutputVoltage},
-    {4162, 4166, " A", Energyline::OutputCurrent},
-    {4162, 4169, " Hz", Energyline::OutputFrequency},
-    {4162, 4175, " kVA", Energyline::OutputApparentPower},
-    {4162, 4178, " kW", Energyline::OutputActivePower},
-    {4162, 4181, " kVA", Energyline::OutputReactivePower},
-    {4162, 4184, " %", Energyline::OutputLoadPercentage},
-};
-
-// Single points whose value indexes one of the text tables.
-struct TableText
-{
-    int point;
-    int table;
-    Energyline::PanelText text;
-};
-
-// Table numbers follow the construction order of the tables above.
-const TableText kTableTexts[] = {
-    {4190, 0, Energyline::BypassStatus},
-    {4250, 1, Energyline::SupplyMode},
-    {4248, 2, Energyline::PhaseConfiguration},
-    {4161, 3, Energyline::OutputMode},
-    {4101, 4, Energyline::BatteryState},
-    {4239, 5, Energyline::RectifierState},
-    {4240, 6, Energyline::InverterState},
-};
-
-// Identity strings: 16 points, one Latin-1 character each.
-const struct { int firstPoint; Energyline::PanelText text; } kIdentityTexts[] = {
-    {4016, Energyline::DeviceType},
-    {4080, Energyline::DeviceName},
-    {4000, Energyline::DeviceManufacturer},
-};
-
 // The information panels. Positions are relative to the centre; the panel's
 // left edge lies 10 pixels left of x. A title value, where there is one,
 // stands centred on the line under the title.
 struct PanelRow
 {
     const char* label;
-    Energyline::PanelText value;
+    EnergyFlow::Value value;
 };
 
 struct Panel
@@ -137,62 +33,62 @@ struct Panel
     int view;
     const char* title;
     double x, y, width, height;
-    Energyline::PanelText titleValue;
+    EnergyFlow::Value titleValue;
     int rowCount;
     PanelRow rows[7];
 };
 
 const Panel kPanels[] = {
     {1, QT_TRANSLATE_NOOP("Energyline", "BYPASS"), -430, -340, 250, 130,
-     Energyline::PanelTextCount, 4,
-     {{QT_TRANSLATE_NOOP("Energyline", "Voltage:"), Energyline::BypassVoltage},
-      {QT_TRANSLATE_NOOP("Energyline", "Current:"), Energyline::BypassCurrent},
-      {QT_TRANSLATE_NOOP("Energyline", "Frequency:"), Energyline::BypassFrequency},
-      {QT_TRANSLATE_NOOP("Energyline", "Status:"), Energyline::BypassStatus}}},
+     EnergyFlow::ValueCount, 4,
+     {{QT_TRANSLATE_NOOP("Energyline", "Voltage:"), EnergyFlow::BypassVoltage},
+      {QT_TRANSLATE_NOOP("Energyline", "Current:"), EnergyFlow::BypassCurrent},
+      {QT_TRANSLATE_NOOP("Energyline", "Frequency:"), EnergyFlow::BypassFrequency},
+      {QT_TRANSLATE_NOOP("Energyline", "Status:"), EnergyFlow::BypassStatus}}},
     {0, QT_TRANSLATE_NOOP("Energyline", "INPUT"), -430, 45, 315, 105,
-     Energyline::PanelTextCount, 3,
-     {{QT_TRANSLATE_NOOP("Energyline", "Voltage:"), Energyline::InputVoltage},
-      {QT_TRANSLATE_NOOP("Energyline", "Current:"), Energyline::InputCurrent},
-      {QT_TRANSLATE_NOOP("Energyline", "Frequency:"), Energyline::InputFrequency}}},
+     EnergyFlow::ValueCount, 3,
+     {{QT_TRANSLATE_NOOP("Energyline", "Voltage:"), EnergyFlow::InputVoltage},
+      {QT_TRANSLATE_NOOP("Energyline", "Current:"), EnergyFlow::InputCurrent},
+      {QT_TRANSLATE_NOOP("Energyline", "Frequency:"), EnergyFlow::InputFrequency}}},
     {2, QT_TRANSLATE_NOOP("Energyline", "Device information"), -165, -340, 315, 155,
-     Energyline::PanelTextCount, 5,
-     {{QT_TRANSLATE_NOOP("Energyline", "Working mode:"), Energyline::SupplyMode},
-      {QT_TRANSLATE_NOOP("Energyline", "Model:"), Energyline::PhaseConfiguration},
-      {QT_TRANSLATE_NOOP("Energyline", "Type:"), Energyline::DeviceType},
-      {QT_TRANSLATE_NOOP("Energyline", "Name:"), Energyline::DeviceName},
-      {QT_TRANSLATE_NOOP("Energyline", "Manufacturer:"), Energyline::DeviceManufacturer}}},
+     EnergyFlow::ValueCount, 5,
+     {{QT_TRANSLATE_NOOP("Energyline", "Working mode:"), EnergyFlow::SupplyMode},
+      {QT_TRANSLATE_NOOP("Energyline", "Model:"), EnergyFlow::PhaseConfiguration},
+      {QT_TRANSLATE_NOOP("Energyline", "Type:"), EnergyFlow::DeviceType},
+      {QT_TRANSLATE_NOOP("Energyline", "Name:"), EnergyFlow::DeviceName},
+      {QT_TRANSLATE_NOOP("Energyline", "Manufacturer:"), EnergyFlow::DeviceManufacturer}}},
     {5, QT_TRANSLATE_NOOP("Energyline", "REC/INV"), 155, -340, 300, 130,
-     Energyline::PanelTextCount, 4,
-     {{QT_TRANSLATE_NOOP("Energyline", "REC status:"), Energyline::RectifierState},
-      {QT_TRANSLATE_NOOP("Energyline", "REC temperature:"), Energyline::RectifierTemperature},
-      {QT_TRANSLATE_NOOP("Energyline", "INV status:"), Energyline::InverterState},
-      {QT_TRANSLATE_NOOP("Energyline", "INV temperature:"), Energyline::InverterTemperature}}},
+     EnergyFlow::ValueCount, 4,
+     {{QT_TRANSLATE_NOOP("Energyline", "REC status:"), EnergyFlow::RectifierState},
+      {QT_TRANSLATE_NOOP("Energyline", "REC temperature:"), EnergyFlow::RectifierTemperature},
+      {QT_TRANSLATE_NOOP("Energyline", "INV status:"), EnergyFlow::InverterState},
+      {QT_TRANSLATE_NOOP("Energyline", "INV temperature:"), EnergyFlow::InverterTemperature}}},
     {3, QT_TRANSLATE_NOOP("Energyline", "LOAD"), 110, 45, 320, 230,
-     Energyline::OutputMode, 7,
-     {{QT_TRANSLATE_NOOP("Energyline", "Voltage:"), Energyline::OutputVoltage},
-      {QT_TRANSLATE_NOOP("Energyline", "Current:"), Energyline::OutputCurrent},
-      {QT_TRANSLATE_NOOP("Energyline", "Frequency:"), Energyline::OutputFrequency},
-      {QT_TRANSLATE_NOOP("Energyline", "Apparent power:"), Energyline::OutputApparentPower},
-      {QT_TRANSLATE_NOOP("Energyline", "Active power:"), Energyline::OutputActivePower},
-      {QT_TRANSLATE_NOOP("Energyline", "Reactive power:"), Energyline::OutputReactivePower},
-      {QT_TRANSLATE_NOOP("Energyline", "Load percentage:"), Energyline::OutputLoadPercentage}}},
+     EnergyFlow::OutputMode, 7,
+     {{QT_TRANSLATE_NOOP("Energyline", "Voltage:"), EnergyFlow::OutputVoltage},
+      {QT_TRANSLATE_NOOP("Energyline", "Current:"), EnergyFlow::OutputCurrent},
+      {QT_TRANSLATE_NOOP("Energyline", "Frequency:"), EnergyFlow::OutputFrequency},
+      {QT_TRANSLATE_NOOP("Energyline", "Apparent power:"), EnergyFlow::OutputApparentPower},
+      {QT_TRANSLATE_NOOP("Energyline", "Active power:"), EnergyFlow::OutputActivePower},
+      {QT_TRANSLATE_NOOP("Energyline", "Reactive power:"), EnergyFlow::OutputReactivePower},
+      {QT_TRANSLATE_NOOP("Energyline", "Load percentage:"), EnergyFlow::OutputLoadPercentage}}},
     {4, QT_TRANSLATE_NOOP("Energyline", "BATTERY"), -430, 163, 315, 180,
-     Energyline::BatteryState, 5,
-     {{QT_TRANSLATE_NOOP("Energyline", "Voltage:"), Energyline::BatteryVoltage},
-      {QT_TRANSLATE_NOOP("Energyline", "Current:"), Energyline::BatteryCurrent},
-      {QT_TRANSLATE_NOOP("Energyline", "Temperature:"), Energyline::BatteryTemperature},
-      {QT_TRANSLATE_NOOP("Energyline", "Remaining time:"), Energyline::RemainingTime},
-      {QT_TRANSLATE_NOOP("Energyline", "Remaining capacity:"), Energyline::RemainingCapacity}}},
+     EnergyFlow::BatteryState, 5,
+     {{QT_TRANSLATE_NOOP("Energyline", "Voltage:"), EnergyFlow::BatteryVoltage},
+      {QT_TRANSLATE_NOOP("Energyline", "Current:"), EnergyFlow::BatteryCurrent},
+      {QT_TRANSLATE_NOOP("Energyline", "Temperature:"), EnergyFlow::BatteryTemperature},
+      {QT_TRANSLATE_NOOP("Energyline", "Remaining time:"), EnergyFlow::RemainingTime},
+      {QT_TRANSLATE_NOOP("Energyline", "Remaining capacity:"), EnergyFlow::RemainingCapacity}}},
 };
 
-// Flow paths relative to the centre, in flow-flag order.
+// Flow paths relative to the centre, one per EnergyFlow::Path.
 struct FlowPath
 {
     int count;
     QPointF points[4];
 };
 
-const FlowPath kFlowPaths[Energyline::FlowCount] = {
+const FlowPath kFlowPaths[EnergyFlow::PathCount] = {
     {2, {{-225, 0}, {-130, 0}}},
     {3, {{-55, 0}, {0, 0}, {0, 75}}},
     {3, {{0, 75}, {0, 0}, {55, 0}}},
@@ -207,7 +103,6 @@ const QPointF kTrack[8] = {
     {-225, 0}, {0, 0}, {0, 80}, {0, 0}, {225, 0}, {175, 0}, {175, -150}, {-225, -150},
 };
 
-const QColor kBlockTop(157, 172, 255);
 const QColor kBlockBottom(41, 71, 198);
 const QColor kTrackColour(240, 240, 245);
 const QColor kFlowColour(157, 172, 255);
@@ -217,19 +112,6 @@ const QColor kPanelTextColour(102, 102, 102);
 const QColor kPanelValueColour(19, 75, 255);
 
 const QString kFontFamily = QStringLiteral("Microsoft YaHei");
-
-QString celsius(double value)
-{
-    return QString::asprintf("%.1f ", value) + QChar(0x2103);
-}
-
-QString identityText(const QMap<int, QVariant>& data, int firstPoint)
-{
-    char bytes[16];
-    for (int i = 0; i < 16; ++i)
-        bytes[i] = char(data.value(firstPoint + i).toInt() & 0xff);
-    return QString::fromLatin1(bytes, int(qstrnlen(bytes, sizeof bytes)));
-}
 
 bool within(double v, double low, double high)
 {
@@ -244,14 +126,6 @@ Energyline::Energyline(QWidget* parent)
     static const bool resourcesReady = (initImageResources(), true);
     Q_UNUSED(resourcesReady);
 
-    m_tables[StateTable] = translated(kStateTexts);
-    m_tables[SupplyModeTable] = translated(kSupplyModeTexts);
-    m_tables[PhaseConfigurationTable] = translated(kPhaseConfigurationTexts);
-    m_tables[OutputModeTable] = translated(kOutputModeTexts);
-    m_tables[BatteryStateTable] = translated(kBatteryStateTexts);
-    m_tables[RectifierStateTable] = translated(kRectifierStateTexts);
-    m_tables[InverterStateTable] = translated(kInverterStateTexts);
-
     m_inputImage.load(QStringLiteral("://image/INPUT.png"));
     m_bypassImage.load(QStringLiteral("://image/INPUT.png"));
     m_recImage.load(QStringLiteral("://image/REC.png"));
@@ -265,24 +139,14 @@ Energyline::Energyline(QWidget* parent)
     m_timer->start(100);
 }
 
-bool Energyline::flowFlag(int index) const
-{
-    return index >= 0 && index < FlowCount && m_flow[index];
-}
-
 bool Energyline::viewFlag(int index) const
 {
     return index >= 0 && index < ViewCount && m_view[index];
 }
 
-QString Energyline::panelText(PanelText which) const
-{
-    return which >= 0 && which < PanelTextCount ? m_text[which] : QString();
-}
-
 void Energyline::set_all_off_Flow()
 {
-    m_flow.fill(false);
+    m_energyFlow.setAllPathsOff();
 }
 
 void Energyline::toggle_view_Flag(bool& flag)
@@ -300,49 +164,7 @@ void Energyline::advanceFlow()
 
 void Energyline::flushData(QMap<int, QVariant> data)
 {
-    const auto isOne = [&data](int point) { return data.value(point).toInt() == 1; };
-    m_flow[0] = isOne(4219);
-    m_flow[1] = isOne(4220) && isOne(4224);
-    m_flow[2] = isOne(4221) && isOne(4224);
-    m_flow[3] = isOne(4220) && isOne(4221);
-    m_flow[4] = isOne(4222) && isOne(4223);
-    m_flow[5] = isOne(4218) && isOne(4223);
-
-    for (const PhaseText& p : kPhaseTexts) {
-        const int phases = data.value(p.phasePoint).toInt();
-        const double a = data.value(p.firstPoint).toDouble();
-        if (phases == 3) {
-            m_text[p.text] = QString::asprintf("%.1f/%.1f/%.1f", a,
-                                               data.value(p.firstPoint + 1).toDouble(),
-                                               data.value(p.firstPoint + 2).toDouble())
-                             + QLatin1String(p.unit);
-        } else if (phases == 1) {
-            m_text[p.text] = QString::asprintf("%.1f", a) + QLatin1String(p.unit);
-        }
-    }
-
-    for (const TableText& t : kTableTexts) {
-        const QStringList& table = m_tables[t.table];
-        const int index = data.value(t.point).toInt();
-        m_text[t.text] = index >= 0 && index < table.size() ? table.at(index) : QString();
-    }
-
-    for (const auto& id : kIdentityTexts)
-        m_text[id.text] = identityText(data, id.firstPoint);
-
-    m_text[RectifierTemperature] = celsius(data.value(4241).toDouble());
-    m_text[InverterTemperature] = celsius(data.value(4242).toDouble());
-    m_text[BatteryVoltage] = QStringLiteral("%1/%2").arg(QString::number(data.value(4103).toDouble()),
-                                                         QString::number(data.value(4104).toDouble()));
-    m_text[BatteryCurrent] = QStringLiteral("%1/%2").arg(QString::number(data.value(4105).toDouble()),
-                                                         QString::number(data.value(4106).toDouble()));
-    m_text[BatteryTemperature] = data.value(4107).toInt() >= -10
-                                     ? celsius(data.value(4107).toDouble())
-                                     : QStringLiteral("-");
-    const int minutes = data.value(4110).toInt();
-    m_text[RemainingTime] = minutes < 0 ? QStringLiteral("-") : QString::asprintf("%d Min", minutes);
-    const int capacity = data.value(4111).toInt();
-    m_text[RemainingCapacity] = capacity < 0 ? QStringLiteral("-") : QString::asprintf("%d %%", capacity);
+    m_energyFlow = m_energyFlow.next(data);
 }
 
 void Energyline::updateCentre()
@@ -365,11 +187,11 @@ void Energyline::paintEvent(QPaintEvent* event)
     drawdate(&painter);
 }
 
-void Energyline::drawBlock(QPainter* painter, const QRectF& block, const QString& name,
-                           bool nameAbove) const
+void Energyline::drawBlock(QPainter* painter, const QRectF& block, EnergyFlow::Block which,
+                           const QString& name, bool nameAbove) const
 {
     QLinearGradient gradient(block.topLeft(), block.bottomLeft());
-    gradient.setColorAt(0.0, kBlockTop);
+    gradient.setColorAt(0.0, QColor(m_energyFlow.colour(which)));
     gradient.setColorAt(1.0, kBlockBottom);
     painter->setPen(Qt::NoPen);
     painter->setBrush(gradient);
@@ -395,20 +217,21 @@ void Energyline::drawBase(QPainter* painter)
 
     const struct
     {
+        EnergyFlow::Block which;
         const char* name;
         double x, y;
         const QPixmap* image;
         QSizeF imageSize;
     } blocks[] = {
-        {QT_TRANSLATE_NOOP("Energyline", "INPUT"), -300, -37.5, &m_inputImage, {30, 10}},
-        {QT_TRANSLATE_NOOP("Energyline", "BYPASS"), -300, -187.5, &m_bypassImage, {30, 10}},
-        {QT_TRANSLATE_NOOP("Energyline", "REC"), -130, -37.5, &m_recImage, {46, 45}},
-        {QT_TRANSLATE_NOOP("Energyline", "INV"), 55, -37.5, &m_invImage, {48, 46}},
-        {QT_TRANSLATE_NOOP("Energyline", "LOAD"), 225, -37.5, &m_loadImage, {56, 40}},
+        {EnergyFlow::Input, QT_TRANSLATE_NOOP("Energyline", "INPUT"), -300, -37.5, &m_inputImage, {30, 10}},
+        {EnergyFlow::Bypass, QT_TRANSLATE_NOOP("Energyline", "BYPASS"), -300, -187.5, &m_bypassImage, {30, 10}},
+        {EnergyFlow::Rectifier, QT_TRANSLATE_NOOP("Energyline", "REC"), -130, -37.5, &m_recImage, {46, 45}},
+        {EnergyFlow::Inverter, QT_TRANSLATE_NOOP("Energyline", "INV"), 55, -37.5, &m_invImage, {48, 46}},
+        {EnergyFlow::Load, QT_TRANSLATE_NOOP("Energyline", "LOAD"), 225, -37.5, &m_loadImage, {56, 40}},
     };
     for (const auto& b : blocks) {
         const QRectF block(m_cx + b.x, m_cy + b.y, 75, 75);
-        drawBlock(painter, block, tr(b.name), true);
+        drawBlock(painter, block, b.which, tr(b.name), true);
         QRectF target(QPointF(), b.imageSize);
         target.moveCenter(block.center());
         painter->drawPixmap(target, *b.image, QRectF(b.image->rect()));
@@ -421,7 +244,7 @@ void Energyline::drawBattery(QPainter* painter)
     painter->save();
     // The track enters the battery from above, so its name goes below it.
     const QRectF block(m_cx - 25, m_cy + 80, 50, 75);
-    drawBlock(painter, block, tr("BATTERY"), false);
+    drawBlock(painter, block, EnergyFlow::Battery, tr("BATTERY"), false);
 
     // A battery cell: white case with its terminal and three charge bars.
     const QRectF body(block.center().x() - 11, block.top() + 20, 22, 40);
@@ -448,8 +271,8 @@ void Energyline::drawflow(QPainter* painter)
     pen.setDashOffset(m_flowOffset);
     painter->setPen(pen);
     painter->setBrush(Qt::NoBrush);
-    for (int i = 0; i < FlowCount; ++i) {
-        if (!m_flow[i])
+    for (int i = 0; i < EnergyFlow::PathCount; ++i) {
+        if (!m_energyFlow.isLit(EnergyFlow::Path(i)))
             continue;
         const FlowPath& path = kFlowPaths[i];
         QPolygonF line;
@@ -474,7 +297,7 @@ void Energyline::drawdate(QPainter* painter)
         painter->drawRoundedRect(box, 8, 8);
 
         const QRectF content = box.adjusted(10, 6, -10, -6);
-        const bool hasTitleValue = panel.titleValue != PanelTextCount;
+        const bool hasTitleValue = panel.titleValue != EnergyFlow::ValueCount;
         const int titleLines = hasTitleValue ? 2 : 1;
         const double lineHeight = content.height() / (panel.rowCount + titleLines);
         const auto line = [&](int i) {
@@ -485,7 +308,7 @@ void Energyline::drawdate(QPainter* painter)
         painter->drawText(line(0), Qt::AlignCenter, tr(panel.title));
         painter->setPen(kPanelValueColour);
         if (hasTitleValue)
-            painter->drawText(line(1), Qt::AlignCenter, m_text[panel.titleValue]);
+            painter->drawText(line(1), Qt::AlignCenter, m_energyFlow.value(panel.titleValue));
 
         for (int r = 0; r < panel.rowCount; ++r) {
             const QRectF row = line(r + titleLines);
@@ -496,7 +319,7 @@ void Energyline::drawdate(QPainter* painter)
             // Narrow panels with three-phase values: shorten the value
             // rather than write it over its label.
             painter->setPen(kPanelValueColour);
-            const QString value = metrics.elidedText(m_text[panel.rows[r].value], Qt::ElideRight,
+            const QString value = metrics.elidedText(m_energyFlow.value(panel.rows[r].value), Qt::ElideRight,
                                                      int(row.width() - labelWidth));
             painter->drawText(row, Qt::AlignRight | Qt::AlignVCenter, value);
         }

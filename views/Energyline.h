@@ -4,12 +4,14 @@
 // Energy-flow diagram at the top of the unit's overview: six blocks (input,
 // bypass, rectifier, battery, inverter, load) joined by a track, animated
 // dashed lines along the paths that carry power now, and an information
-// panel beside each block that a click opens or closes.
+// panel beside each block that a click opens or closes. What it shows for a
+// data map is decided by EnergyFlow; the widget only paints it.
+
+#include "EnergyFlow.h"
 
 #include <QMap>
 #include <QPixmap>
 #include <QString>
-#include <QStringList>
 #include <QVariant>
 #include <QWidget>
 #include <array>
@@ -23,22 +25,7 @@ class Energyline : public QWidget
 {
     Q_OBJECT
 public:
-    // Every text shown in the information panels.
-    enum PanelText {
-        BypassVoltage, BypassCurrent, BypassFrequency, BypassStatus,
-        InputVoltage, InputCurrent, InputFrequency,
-        OutputVoltage, OutputCurrent, OutputFrequency,
-        OutputApparentPower, OutputActivePower, OutputReactivePower, OutputLoadPercentage,
-        SupplyMode, PhaseConfiguration, OutputMode,
-        BatteryState, RectifierState, InverterState,
-        RectifierTemperature, InverterTemperature,
-        BatteryVoltage, BatteryCurrent, BatteryTemperature,
-        RemainingTime, RemainingCapacity,
-        DeviceType, DeviceName, DeviceManufacturer,
-        PanelTextCount
-    };
-
-    enum { FlowCount = 6, ViewCount = 6 };
+    enum { ViewCount = 6 };
 
     explicit Energyline(QWidget* parent = nullptr);
 
@@ -49,10 +36,9 @@ public:
     void set_all_off_Flow();
     void toggle_view_Flag(bool& flag);
 
-    bool flowFlag(int index) const;
     bool viewFlag(int index) const;
     float flowOffset() const { return m_flowOffset; }
-    QString panelText(PanelText which) const;
+    const EnergyFlow& energyFlow() const { return m_energyFlow; }
     const QTimer* animationTimer() const { return m_timer; }
 
 public slots:
@@ -65,23 +51,15 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    enum TextTable {
-        StateTable, SupplyModeTable, PhaseConfigurationTable, OutputModeTable,
-        BatteryStateTable, RectifierStateTable, InverterStateTable,
-        TextTableCount
-    };
-
     void updateCentre();
-    void drawBlock(QPainter* painter, const QRectF& block, const QString& name,
-                   bool nameAbove) const;
+    void drawBlock(QPainter* painter, const QRectF& block, EnergyFlow::Block which,
+                   const QString& name, bool nameAbove) const;
 
     double m_cx = 0;
     double m_cy = 0;
     float m_flowOffset = 0.0f;
-    std::array<bool, FlowCount> m_flow{};
     std::array<bool, ViewCount> m_view{};
-    std::array<QString, PanelTextCount> m_text;
-    std::array<QStringList, TextTableCount> m_tables;
+    EnergyFlow m_energyFlow;
 
     QPixmap m_inputImage;
     QPixmap m_bypassImage;

@@ -29,20 +29,8 @@
 
 using DataMap = QMap<int, QVariant>;
 using Modal = std::function<void(QWidget*)>;
-Q_DECLARE_METATYPE(Energyline::PanelText)
 
 namespace {
-
-// "id=value,..." -> data map; values with a dot become doubles.
-DataMap parseMap(const QString& text)
-{
-    DataMap map;
-    for (const QString& pair : text.split(',', Qt::SkipEmptyParts)) {
-        const QString value = pair.section('=', 1);
-        map.insert(pair.section('=', 0, 0).toInt(), value.contains('.') ? QVariant(value.toDouble()) : QVariant(value.toInt()));
-    }
-    return map;
-}
 
 DataMap bytePoints(int first, const QByteArray& text)
 {
@@ -52,11 +40,11 @@ DataMap bytePoints(int first, const QByteArray& text)
     return map;
 }
 
-QString flags(const Energyline& w, bool views)
+QString viewFlags(const Energyline& w)
 {
     QString s;
-    for (int i = 0; i < (views ? Energyline::ViewCount : Energyline::FlowCount); ++i)
-        s += (views ? w.viewFlag(i) : w.flowFlag(i)) ? '1' : '0';
+    for (int i = 0; i < Energyline::ViewCount; ++i)
+        s += w.viewFlag(i) ? '1' : '0';
     return s;
 }
 
@@ -99,10 +87,6 @@ private slots:
     void displayText();
     void catalogueTexts_data();
     void catalogueTexts();
-    void flows_data();
-    void flows();
-    void panelTexts_data();
-    void panelTexts();
     void paintAndAnimate();
     void dialogSends_data();
     void dialogSends();
@@ -199,59 +183,6 @@ void tst_views::catalogueTexts()
     QTEST((*record)->displayText(DataMap{{(*record)->pointId, code}}), "expected");
 }
 
-void tst_views::flows_data()
-{
-    QTest::addColumn<QString>("data");
-    QTest::addColumn<QString>("flags");
-    QTest::newRow("empty") << "" << "000000";
-    QTest::newRow("input only") << "4219=1" << "100000";
-    QTest::newRow("input as double") << "4219=1.0" << "100000";
-    QTest::newRow("discharging") << "4221=1,4224=1" << "001000";
-    QTest::newRow("rec inv battery") << "4220=1,4221=1,4224=1" << "011100";
-    QTest::newRow("bypass and inverter") << "4218=1,4222=1,4223=1" << "000011";
-}
-
-void tst_views::flows()
-{
-    QFETCH(QString, data);
-    Energyline w;
-    w.flushData(parseMap("4218=1,4219=1,4220=1,4221=1,4222=1,4223=1,4224=1"));
-    QCOMPARE(flags(w, false), QString("111111"));
-    w.flushData(parseMap(data));   // set anew, not added to
-    QTEST(flags(w, false), "flags");
-    w.set_all_off_Flow();
-    QCOMPARE(flags(w, false), QString("000000"));
-}
-
-void tst_views::panelTexts_data()
-{
-    const QString deg = QString::fromUtf8("\xe2\x84\x83");
-    QTest::addColumn<QString>("data");
-    QTest::addColumn<Energyline::PanelText>("text");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("bypass current 1") << "4191=1,4195=12.25,4196=99.0" << Energyline::BypassCurrent << "12.3 A";
-    QTest::newRow("output voltage 3") << "4162=3,4163=220.0,4164=221.0,4165=222.0" << Energyline::OutputVoltage
-                                      << "220.0/221.0/222.0 V";
-    QTest::newRow("bypass normal") << "4190=1" << Energyline::BypassStatus << "Normal";
-    QTest::newRow("bypass 2") << "4190=2" << Energyline::BypassStatus << "";
-    QTest::newRow("output inverter") << "4161=2" << Energyline::OutputMode << "Load on inverter";
-    QTest::newRow("battery most negative") << "4101=-2147483648" << Energyline::BatteryState << "";
-    QTest::newRow("rec pfc") << "4239=2" << Energyline::RectifierState << "PFC mode";
-    QTest::newRow("rec temp") << "4241=35.26" << Energyline::RectifierTemperature << "35.3 " + deg;
-    QTest::newRow("battery temp -11") << "4107=-11" << Energyline::BatteryTemperature << "-";
-    QTest::newRow("type from bytes, low byte only") << "4016=321,4017=578,4018=0,4019=90" << Energyline::DeviceType << "AB";
-    QTest::newRow("name stops at zero") << "4079=89,4080=99,4081=0,4082=65" << Energyline::DeviceName << "c";
-}
-
-void tst_views::panelTexts()
-{
-    QFETCH(QString, data);
-    QFETCH(Energyline::PanelText, text);
-    Energyline w;
-    w.flushData(parseMap(data));
-    QTEST(w.panelText(text), "expected");
-}
-
 // A click opens its block's panel, a second closes it, data keeps them
 // open; the blocks paint in their colours and the flow dashes move.
 void tst_views::paintAndAnimate()
@@ -260,15 +191,17 @@ void tst_views::paintAndAnimate()
     w.resize(1280, 800);
     const QPoint centre(640, 400);
     QTest::mouseClick(&w, Qt::LeftButton, Qt::NoModifier, centre + QPoint(-301, 0));   // left of input
-    QCOMPARE(flags(w, true), QString("000000"));
+    QCOMPARE(viewFlags(w), QString("000000"));
     for (const QPoint& p : {QPoint(-262, 0), QPoint(-262, -150), QPoint(262, 0), QPoint(0, 117), QPoint(92, 0)})
         QTest::mouseClick(&w, Qt::LeftButton, Qt::NoModifier, centre + p);
-    DataMap full = parseMap("4218=1,4219=1,4220=1,4221=1,4222=1,4223=1,4224=1,4191=3,4132=3,4162=3,4190=1,4250=1,"
-                            "4248=2,4161=2,4101=3,4239=2,4240=2,4241=41.5,4103=240.0,4104=-240.0,4107=25.0,4110=90,4111=100");
+    DataMap full{{4250, 1}, {4248, 2}, {4101, 3}, {4239, 2}, {4240, 2}, {4241, 41.5}, {4103, 240.0}, {4104, -240.0},
+                 {4107, 25.0}, {4110, 90}, {4111, 100}};
     for (int id = 4133; id <= 4200; ++id)
         full.insert(id, 10.0 + id % 11);
+    for (int id : {4132, 4162, 4191, 4218, 4219, 4220, 4221, 4222, 4223, 4224})
+        full.insert(id, id < 4200 ? 3 : 1);   // three-phase groups, every flow
     w.flushData(full);
-    QCOMPARE(flags(w, true), QString("111111"));
+    QCOMPARE(viewFlags(w), QString("111111"));
     QImage img(w.size(), QImage::Format_ARGB32);
     img.fill(Qt::white);
     w.render(&img, QPoint(), QRegion(), QWidget::DrawChildren);
@@ -280,7 +213,7 @@ void tst_views::paintAndAnimate()
     const QRgb battery = img.pixel(centre + QPoint(0, 152));
     QVERIFY(qBlue(battery) > 150 && qRed(battery) < 120);
     QTest::mouseClick(&w, Qt::LeftButton, Qt::NoModifier, centre + QPoint(-262, 0));
-    QCOMPARE(flags(w, true), QString("011111"));
+    QCOMPARE(viewFlags(w), QString("011111"));
     // The flow dashes move on the timer and wrap near -1000.
     QVERIFY(QTest::qWaitFor([&w] { return w.flowOffset() < 0.0f; }, 10000));
     float previous = w.flowOffset();
@@ -379,10 +312,10 @@ void tst_views::viewLayoutAndRefresh()
     auto* energy = view.findChild<Energyline*>("OverviewTable");
     tabs(view)->setCurrentIndex(1);
     view.flushData(DataMap{{4219, 1}});
-    QVERIFY(!energy->flowFlag(0));
+    QVERIFY(!energy->energyFlow().isLit(EnergyFlow::InputToRectifier));
     tabs(view)->setCurrentIndex(0);
     view.flushData(DataMap{{4219, 1}});
-    QVERIFY(energy->flowFlag(0));
+    QVERIFY(energy->energyFlow().isLit(EnergyFlow::InputToRectifier));
 }
 
 void tst_views::alarms_data()
