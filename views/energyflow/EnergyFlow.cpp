@@ -1,5 +1,7 @@
 #include "EnergyFlow.h"
 
+#include "points.h"
+
 #include <QCoreApplication>
 #include <QJsonValue>
 
@@ -7,49 +9,49 @@
 
 namespace {
 
-// Point ids read by the diagram.
-constexpr int kIdentityType = 4016;           // 16 points, one character each
-constexpr int kIdentityName = 4080;
-constexpr int kIdentityManufacturer = 4000;
-constexpr int kBatteryState = 4101;
-constexpr int kBatteryPositiveVoltage = 4103;
-constexpr int kBatteryNegativeVoltage = 4104;
-constexpr int kBatteryPositiveCurrent = 4105;
-constexpr int kBatteryNegativeCurrent = 4106;
-constexpr int kBatteryTemperature = 4107;
-constexpr int kRemainingTime = 4110;
-constexpr int kRemainingCapacity = 4111;
-constexpr int kInputPhases = 4132;
-constexpr int kInputVoltage = 4133;           // three points each from here on
-constexpr int kInputCurrent = 4136;
-constexpr int kInputFrequency = 4139;
-constexpr int kOutputMode = 4161;
-constexpr int kOutputPhases = 4162;
-constexpr int kOutputVoltage = 4163;
-constexpr int kOutputCurrent = 4166;
-constexpr int kOutputFrequency = 4169;
-constexpr int kOutputApparentPower = 4175;
-constexpr int kOutputActivePower = 4178;
-constexpr int kOutputReactivePower = 4181;
-constexpr int kOutputLoadPercentage = 4184;
-constexpr int kBypassStatus = 4190;
-constexpr int kBypassPhases = 4191;
-constexpr int kBypassVoltage = 4192;
-constexpr int kBypassCurrent = 4195;
-constexpr int kBypassFrequency = 4198;
-constexpr int kBypassFlowing = 4218;          // the unit's energy-flow states, 1 = on
-constexpr int kInputFlowing = 4219;
-constexpr int kRectifierFlowing = 4220;
-constexpr int kInverterFlowing = 4221;
-constexpr int kInverterOutputFlowing = 4222;
-constexpr int kLoadFlowing = 4223;
-constexpr int kBatteryFlowing = 4224;
-constexpr int kRectifierState = 4239;
-constexpr int kInverterState = 4240;
-constexpr int kRectifierTemperature = 4241;
-constexpr int kInverterTemperature = 4242;
-constexpr int kPhaseConfiguration = 4248;
-constexpr int kSupplyMode = 4250;
+// The points the diagram reads, by the names it gives them.
+constexpr int kIdentityType = point::Model;           // 16 points, one character each
+constexpr int kIdentityName = point::DeviceName;
+constexpr int kIdentityManufacturer = point::Manufacturer;
+constexpr int kBatteryState = point::BatteryStatus;
+constexpr int kBatteryPositiveVoltage = point::BatteryVoltagePositive;
+constexpr int kBatteryNegativeVoltage = point::BatteryVoltageNegative;
+constexpr int kBatteryPositiveCurrent = point::BatteryCurrentPositive;
+constexpr int kBatteryNegativeCurrent = point::BatteryCurrentNegative;
+constexpr int kBatteryTemperature = point::BatteryTemperature;
+constexpr int kRemainingTime = point::BatteryRuntime;
+constexpr int kRemainingCapacity = point::BatteryCharge;
+constexpr int kInputPhases = point::InputPhases;
+constexpr int kInputVoltage = point::InputVoltageR;           // three points each from here on
+constexpr int kInputCurrent = point::InputCurrentR;
+constexpr int kInputFrequency = point::InputFrequencyR;
+constexpr int kOutputMode = point::OutputLoadOn;
+constexpr int kOutputPhases = point::OutputPhases;
+constexpr int kOutputVoltage = point::OutputVoltageR;
+constexpr int kOutputCurrent = point::OutputCurrentR;
+constexpr int kOutputFrequency = point::OutputFrequencyR;
+constexpr int kOutputApparentPower = point::OutputKvaR;
+constexpr int kOutputActivePower = point::OutputKwR;
+constexpr int kOutputReactivePower = point::OutputKvarR;
+constexpr int kOutputLoadPercentage = point::OutputLoadR;
+constexpr int kBypassStatus = point::BypassStatus;
+constexpr int kBypassPhases = point::BypassPhases;
+constexpr int kBypassVoltage = point::BypassVoltageR;
+constexpr int kBypassCurrent = point::BypassCurrentR;
+constexpr int kBypassFrequency = point::BypassFrequencyR;
+constexpr int kBypassFlowing = point::LoadOnBypass;          // the unit's energy-flow states, 1 = on
+constexpr int kInputFlowing = point::MainsToRectifier;
+constexpr int kRectifierFlowing = point::RectifierToBus;
+constexpr int kInverterFlowing = point::InverterRunning;
+constexpr int kInverterOutputFlowing = point::InverterToLoad;
+constexpr int kLoadFlowing = point::OutputSupplied;
+constexpr int kBatteryFlowing = point::BatteryFlowing;
+constexpr int kRectifierState = point::RectifierStatus;
+constexpr int kInverterState = point::InverterStatus;
+constexpr int kRectifierTemperature = point::RectifierTemperature;
+constexpr int kInverterTemperature = point::InverterTemperature;
+constexpr int kPhaseConfiguration = point::ModelId;
+constexpr int kSupplyMode = point::WorkMode;
 
 // The texts are the diagram's own and keep its translation context.
 const char* const kContext = "Energyline";
