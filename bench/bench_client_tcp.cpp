@@ -4,6 +4,7 @@
 // poll(). The socket is connected up front, so no cycle pays the reconnect
 // pause.
 
+#include "UpsCommand.h"
 #include "SimulatorProcess.h"
 #include "vek5Client.h"
 
@@ -47,7 +48,7 @@ void runCycles(benchmark::State& state, bool withSetting)
     events = 0;
     for (auto _ : state) {
         if (withSetting)
-            client.control(2016, "3017,40");
+            client.control(UpsCommand::RawSetting, "3017,40");
         client.poll();
     }
     if (client.m_commState != 0)

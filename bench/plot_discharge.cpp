@@ -9,6 +9,8 @@
 //
 // SPEED (default 20) is the simulator's --speed: the run takes 1100 / SPEED s.
 
+#include "EventTypes.h"
+#include "RecordKeys.h"
 #include "SimulatorProcess.h"
 #include "points.h"
 #include "vek5Client.h"
@@ -105,8 +107,8 @@ int main(int argc, char** argv)
         return 1;
     QVector<Sample> samples;
     QObject::connect(&client, &CollectThread::postDEvent, [&](int type, QMap<QString, QVariant> record) {
-        const QMap<int, QVariant> data = record.value("data").value<QMap<int, QVariant>>();
-        if (type == 2007 && client.m_commState == 0)
+        const QMap<int, QVariant> data = record.value(RecordKey::Data).value<QMap<int, QVariant>>();
+        if (type == EventType::DataReport && client.m_commState == 0)
             samples.append({clock.elapsed() / 1000.0 * speed,
                             data.value(point::BatteryVoltagePositive).toDouble(),
                             data.value(point::BatteryCharge).toDouble(),

@@ -7,6 +7,8 @@
 // The unit is the group "SHOTS" of dev.ini under the program's directory.
 
 #include "PortManage.h"
+#include "EventTypes.h"
+#include "RecordKeys.h"
 #include "SimulatorProcess.h"
 #include "points.h"
 #include "vek5Client.h"
@@ -75,8 +77,8 @@ int main(int argc, char* argv[])
     QMap<int, QVariant> last;
     int reports = 0;
     QObject::connect(collector, &CollectThread::postDEvent, view, [&](int type, QMap<QString, QVariant> record) {
-        if (type == 2007) {
-            last = record.value("data").value<QMap<int, QVariant>>();
+        if (type == EventType::DataReport) {
+            last = record.value(RecordKey::Data).value<QMap<int, QVariant>>();
             ++reports;
             view->flushData(last);
         }

@@ -1,7 +1,10 @@
 #include "vek5Client.h"
 
 #include "CollectView.h"
+#include "UpsCommand.h"
+#include "EventTypes.h"
 #include "PortManage.h"
+#include "RecordKeys.h"
 #include "SerialPort.h"
 #include "points.h"
 #include "portaccess.h"
@@ -24,63 +27,12 @@
 
 namespace {
 
-// Control commands: id as the host sends it, name as shown to the user, and
-// the code the driver library expects. 1018 (close the port) and 2016 (send
-// the argument as it stands) are handled apart.
-struct CommandEntry
-{
-    int id;
-    const char* name;
-    int code;
-};
-
-const CommandEntry kCommands[] = {
-    {1001, QT_TRANSLATE_NOOP("vek5Client", "Clean fault"), 12},
-    {1002, QT_TRANSLATE_NOOP("vek5Client", "Clean history"), 13},
-    {1003, QT_TRANSLATE_NOOP("vek5Client", "Selftest"), 0},
-    {1004, QT_TRANSLATE_NOOP("vek5Client", "Discharge"), 0},
-    {1005, QT_TRANSLATE_NOOP("vek5Client", "Discharge to low"), 2},
-    {1006, QT_TRANSLATE_NOOP("vek5Client", "Cancel task"), 3},
-    {1007, QT_TRANSLATE_NOOP("vek5Client", "Shutdown UPS"), 4},
-    {1008, QT_TRANSLATE_NOOP("vek5Client", "Startup UPS"), 7},
-    {1009, QT_TRANSLATE_NOOP("vek5Client", "Buzzer on"), 17},
-    {1010, QT_TRANSLATE_NOOP("vek5Client", "Buzzer off"), 18},
-    {1013, QT_TRANSLATE_NOOP("vek5Client", "Wakeup UPS"), 7},
-    {1015, QT_TRANSLATE_NOOP("vek5Client", "Shutdown to bypass"), 9},
-    {1016, QT_TRANSLATE_NOOP("vek5Client", "Turn bypass manually"), 10},
-    {1017, QT_TRANSLATE_NOOP("vek5Client", "Turn inverter manually"), 11},
-    {1045, QT_TRANSLATE_NOOP("vek5Client", "Download history"), 20},
-};
-
-constexpr int kClosePortCommand = 1018;
-constexpr int kRawSettingCommand = 2016;
-constexpr int kDownloadHistoryCommand = 1045;
-
-const CommandEntry* findCommand(int id)
-{
-    for (const CommandEntry& entry : kCommands) {
-        if (entry.id == id)
-            return &entry;
-    }
-    return nullptr;
-}
-
-// Event types of the collector's own records.
-constexpr int kEventCommRestored = 1040;
-constexpr int kEventCommLost = 1041;
-constexpr int kEventCommandResult = 1042;
-constexpr int kEventSummary = 2001;
-constexpr int kEventAlarmChange = 2006;
-constexpr int kEventData = 2007;
-constexpr int kEventStatus2368 = 2009;
-constexpr int kEventStatus2022 = 2010;
-
 constexpr int kFirstAlarmPoint = point::FirstAlarm;
 constexpr int kStatusPoint2022 = point::LowBatteryDod;
 constexpr int kStatusPoint2368 = point::InputAbnormal;
 constexpr int kFirstModelPoint = point::Model;
-constexpr int kModelLength = 16;
-constexpr int kLoadPoint = 4184;
+constexpr int kModelLength = point::ModelLength;
+constexpr int kLoadPoint = point::OutputLoadR;
 
 const char kDriverFileName[] = "libvek5m_10-30k";
 const char kHistoryCodeMapPath[] = "./PVMX/drovaPanel/db/historycodemap.csv";
@@ -445,10 +397,10 @@ void vek5Client::parseData(int id, float value)
 QMap<QString, QVariant> vek5Client::commonRecord() const
 {
     QMap<QString, QVariant> record;
-    record.insert("name", m_devName);
-    record.insert("protocol", m_protocol);
-    record.insert("port", m_portName);
-    record.insert("timeStr", nowText());
+    record.insert(RecordKey::Name, m_devName);
+    record.insert(RecordKey::Protocol, m_protocol);
+    record.insert(RecordKey::Port, m_portName);
+    record.insert(RecordKey::TimeStr, nowText());
     return record;
 }
 
@@ -533,10 +485,10 @@ void vek5Client::runCycle()
         m_failCount = 0;
         if (m_commState != 0) {
             m_commState = 0;
-            record.insert("desc", m_devName);
-            record.insert("state", 0);
-            emit postDEvent(kEventCommRestored, record);
-            emit postDEvent(kEventSummary, record);
+            record.insert(RecordKey::Desc, m_devName);
+            record.insert(RecordKey::State, 0);
+            emit postDEvent(EventType::CommRestored, record);
+            emit postDEvent(EventType::AlarmNotice, record);
         }
     } else {
         ++m_failCount;
@@ -544,12 +496,12 @@ void vek5Client::runCycle()
             if (m_commType == 0 && !m_holdReopen)
                 setPort(m_portName, m_portSettings);
             if (m_commState != 1) {
-                record.insert("lost", 1);
-                record.insert("state", 1);
-                record.insert("desc", m_devName);
-                emit postDEvent(kEventCommLost, record);
+                record.insert(RecordKey::Lost, 1);
+                record.insert(RecordKey::State, 1);
+                record.insert(RecordKey::Desc, m_devName);
+                emit postDEvent(EventType::CommLost, record);
                 m_commState = 1;
-                emit postDEvent(kEventSummary, record);
+                emit postDEvent(EventType::AlarmNotice, record);
             }
         }
     }
@@ -567,7 +519,7 @@ int vek5Client::alarmCount()
 void vek5Client::reportData()
 {
     QMap<QString, QVariant> record = commonRecord();
-    record.insert("lost", 0);
+    record.insert(RecordKey::Lost, 0);
 
     const int n = alarmCount();
     bool appeared = false;
@@ -576,51 +528,51 @@ void vek5Client::reportData()
         if (value == m_prevAlarmState.value(i))
             continue;
         if (value == 1) {
-            record.insert("alarmId", i);
+            record.insert(RecordKey::AlarmId, i);
             appeared = true;
         } else {
-            record.insert("alarmId", n + i);
+            record.insert(RecordKey::AlarmId, n + i);
         }
-        record.insert("alarmState", value);
-        emit postDEvent(kEventAlarmChange, record);
+        record.insert(RecordKey::AlarmState, value);
+        emit postDEvent(EventType::AlarmChange, record);
         m_prevAlarmState.insert(i, value);
     }
 
     const struct { int point; int event; } statusPoints[] = {
-        {kStatusPoint2022, kEventStatus2022},
-        {kStatusPoint2368, kEventStatus2368},
+        {kStatusPoint2022, EventType::StatusPoint2022},
+        {kStatusPoint2368, EventType::StatusPoint2368},
     };
     for (const auto& status : statusPoints) {
         const int value = m_dataMap.value(status.point).toInt();
         if (value != m_prevAlarmState.value(status.point)) {
-            record.insert("alarmState", value);
+            record.insert(RecordKey::AlarmState, value);
             emit postDEvent(status.event, record);
             m_prevAlarmState.insert(status.point, value);
         }
     }
 
-    record.insert("data", QVariant::fromValue(m_dataMap));
-    emit postDEvent(kEventData, record);
+    record.insert(RecordKey::Data, QVariant::fromValue(m_dataMap));
+    emit postDEvent(EventType::DataReport, record);
 
     flushData(m_dataMap);
-    flushUpsInfo("IdentManufacturer", m_manufacturer);
-    flushUpsInfo("name", m_devName);
+    flushUpsInfo(InfoKey::Manufacturer, m_manufacturer);
+    flushUpsInfo(InfoKey::Name, m_devName);
     QByteArray model(kModelLength, '\0');
     for (int k = 0; k < kModelLength; ++k)
         model[k] = static_cast<char>(m_dataMap.value(kFirstModelPoint + k).toInt() & 0xFF);
-    flushUpsInfo("upsIdentModel", model);
+    flushUpsInfo(InfoKey::Model, model);
     if (m_commType == 1)
-        flushUpsInfo("portInfo", QString("tcp:%1:%2").arg(m_ipAddr, QString::number(m_tcpPort)));
+        flushUpsInfo(InfoKey::PortInfo, QString("tcp:%1:%2").arg(m_ipAddr, QString::number(m_tcpPort)));
     else
-        flushUpsInfo("portInfo", QString("%1-%2").arg(m_portName, m_portSettings));
-    flushUpsInfo("state", m_commState);
-    flushUpsInfo("upsAddr", QString::number(m_devAddr));
-    flushUpsInfo("upsLoad", m_dataMap.value(kLoadPoint).toInt());
+        flushUpsInfo(InfoKey::PortInfo, QString("%1-%2").arg(m_portName, m_portSettings));
+    flushUpsInfo(InfoKey::State, m_commState);
+    flushUpsInfo(InfoKey::Address, QString::number(m_devAddr));
+    flushUpsInfo(InfoKey::Load, m_dataMap.value(kLoadPoint).toInt());
 
     if (appeared) {
-        record.insert("dis_alarm", 1);
-        record.insert("state", m_commState);
-        emit postDEvent(kEventSummary, record);
+        record.insert(RecordKey::DisAlarm, 1);
+        record.insert(RecordKey::State, m_commState);
+        emit postDEvent(EventType::AlarmNotice, record);
     }
 }
 
@@ -662,12 +614,12 @@ void vek5Client::check_set_command()
             cmd = m_cmdList.takeFirst();
         }
         QMap<QString, QVariant> record;
-        record.insert("controlId", cmd.id);
-        record.insert("controlValue", cmd.value);
-        record.insert("name", m_devName);
+        record.insert(RecordKey::ControlId, cmd.id);
+        record.insert(RecordKey::ControlValue, cmd.value);
+        record.insert(RecordKey::Name, m_devName);
         const QString resultText[2] = {tr("successful"), tr("failed")};
 
-        if (cmd.id == kClosePortCommand) {
+        if (cmd.id == UpsCommand::ClosePort) {
             if (PortManage* manager = portManager(m_portHandle))
                 manager->Close(m_portName);
             return;
@@ -675,24 +627,25 @@ void vek5Client::check_set_command()
 
         // snprintf cuts the text at the buffer's 49 usable characters.
         char text[kCommandTextSize] = {};
-        const CommandEntry* entry = findCommand(cmd.id);
+        const UpsCommand* command = UpsCommand::byId(cmd.id);
+        const bool coded = command != nullptr && command->driverCode != UpsCommand::NoDriverCode;
         const QByteArray value = cmd.value.toLocal8Bit();
-        if (entry != nullptr)
-            std::snprintf(text, sizeof text, "%d,%s", entry->code, value.constData());
-        else if (cmd.id == kRawSettingCommand)
+        if (coded)
+            std::snprintf(text, sizeof text, "%d,%s", command->driverCode, value.constData());
+        else if (cmd.id == UpsCommand::RawSetting)
             std::snprintf(text, sizeof text, "%s", value.constData());
 
         int result = 1;
-        if (entry != nullptr || cmd.id == kRawSettingCommand)
+        if (coded || cmd.id == UpsCommand::RawSetting)
             result = sendCommand(text);
         qDebug() << "control" << cmd.id << "result" << result;
 
-        if (cmd.id == kDownloadHistoryCommand) {
+        if (cmd.id == UpsCommand::DownloadHistory) {
             exportHistoryInfo(cmd.value);
-            record.insert("result", 1);
-            record.insert("controlId", cmd.id);
-            record.insert("desc", tr("%1 %2 %3").arg(m_devName, tr(entry->name), resultText[result == 0 ? 0 : 1]));
-            emit postDEvent(kEventCommandResult, record);
+            record.insert(RecordKey::Result, 1);
+            record.insert(RecordKey::ControlId, cmd.id);
+            record.insert(RecordKey::Desc, tr("%1 %2 %3").arg(m_devName, tr(command->collectorLabel), resultText[result == 0 ? 0 : 1]));
+            emit postDEvent(EventType::CommandResult, record);
         }
     }
 }

@@ -26,7 +26,8 @@ class QTcpSocket;
 class vek5View;
 
 // The driver's callback: `context` is the address of a collector's driver
-// context member. Exported so that the driver library may also find it by name.
+// context member. Exported so that the driver library may also find it by
+// name, which therefore stays as spelt.
 __attribute__((visibility("default"))) void vek5DataProce(int id, float value, void* context);
 
 class vek5Client : public CollectThread

@@ -1,4 +1,5 @@
 #include "SerialPort.h"
+#include "SerialPort_p.h"
 
 #include <QDateTime>
 #include <QStringList>
@@ -43,11 +44,13 @@ constexpr qint64 kLogRotateSize = 5242880;
 } // namespace
 
 SerialPort::SerialPort()
+    : m_line(new SerialPortLine)
 {
     init();
 }
 
 SerialPort::SerialPort(const QString& name, QueryMode mode)
+    : m_line(new SerialPortLine)
 {
     Q_UNUSED(mode)   // reads are always polled through readData
     init();
@@ -55,6 +58,7 @@ SerialPort::SerialPort(const QString& name, QueryMode mode)
 }
 
 SerialPort::SerialPort(const QString& name, const PortSettings& settings, QueryMode mode)
+    : m_line(new SerialPortLine)
 {
     Q_UNUSED(mode)
     init();

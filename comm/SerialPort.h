@@ -13,7 +13,9 @@
 #include <QMutex>
 #include <QString>
 
-#include <termios.h>
+#include <memory>
+
+struct SerialPortLine;   // SerialPort_p.h
 
 enum BaudRateType {
     BAUD50 = 0, BAUD75, BAUD110, BAUD134, BAUD150, BAUD200, BAUD300, BAUD600,
@@ -112,8 +114,7 @@ private:
     QFile* m_file = nullptr;
     PortSettings m_settings {};
     QString m_settingsText;
-    struct termios m_termios {};
-    struct termios m_savedTermios {};
+    std::unique_ptr<SerialPortLine> m_line;
     ulong m_lastError = 0;
     QString m_portName;
     long m_timeoutSec = 0;      // Timeout_Millisec split for the read timer

@@ -1,4 +1,5 @@
 #include "SerialPort.h"
+#include "SerialPort_p.h"
 
 #include <QtDebug>
 
@@ -123,7 +124,7 @@ int SerialPort::fd() const
 
 void SerialPort::writeAttributes()
 {
-    if (tcsetattr(fd(), TCSAFLUSH, &m_termios) != 0)
+    if (tcsetattr(fd(), TCSAFLUSH, &m_line->current) != 0)
         translateError(ulong(errno));
 }
 
@@ -153,21 +154,21 @@ bool SerialPort::open(OpenMode mode)
     }
     QIODevice::open(mode | QIODevice::Unbuffered);
 
-    if (tcgetattr(fd(), &m_termios) != 0)
+    if (tcgetattr(fd(), &m_line->current) != 0)
         translateError(ulong(errno));
-    m_savedTermios = m_termios;
+    m_line->saved = m_line->current;
 
     // Raw mode: no special characters, no line editing, no translation.
-    m_termios.c_cc[VINTR] = 0;
-    m_termios.c_cc[VQUIT] = 0;
-    m_termios.c_cc[VSTART] = 0;
-    m_termios.c_cc[VSTOP] = 0;
-    m_termios.c_cc[VSUSP] = 0;
-    m_termios.c_cc[VMIN] = 0;
-    m_termios.c_cflag |= CREAD | CLOCAL;
-    m_termios.c_lflag &= ~(ICANON | ECHO | ECHOE | ECHOK | ECHONL | ISIG);
-    m_termios.c_iflag &= ~(IGNPAR | PARMRK | INPCK | ISTRIP | ICRNL | IXANY);
-    m_termios.c_oflag &= ~OPOST;
+    m_line->current.c_cc[VINTR] = 0;
+    m_line->current.c_cc[VQUIT] = 0;
+    m_line->current.c_cc[VSTART] = 0;
+    m_line->current.c_cc[VSTOP] = 0;
+    m_line->current.c_cc[VSUSP] = 0;
+    m_line->current.c_cc[VMIN] = 0;
+    m_line->current.c_cflag |= CREAD | CLOCAL;
+    m_line->current.c_lflag &= ~(ICANON | ECHO | ECHOE | ECHOK | ECHONL | ISIG);
+    m_line->current.c_iflag &= ~(IGNPAR | PARMRK | INPCK | ISTRIP | ICRNL | IXANY);
+    m_line->current.c_oflag &= ~OPOST;
 
     applySettingsRecord();
     writeAttributes();
@@ -177,19 +178,19 @@ bool SerialPort::open(OpenMode mode)
 // The stored record as it stands, without the warnings of the setters.
 void SerialPort::applySettingsRecord()
 {
-    putSpeed(m_termios, m_settings.BaudRate);
-    putCharSize(m_termios, m_settings.DataBits);
-    putParity(m_termios, m_settings.Parity);
-    putStopBits(m_termios, m_settings.StopBits);
-    putFlow(m_termios, m_settings.FlowControl);
-    putReadTimer(m_termios, m_settings.Timeout_Millisec);
+    putSpeed(m_line->current, m_settings.BaudRate);
+    putCharSize(m_line->current, m_settings.DataBits);
+    putParity(m_line->current, m_settings.Parity);
+    putStopBits(m_line->current, m_settings.StopBits);
+    putFlow(m_line->current, m_settings.FlowControl);
+    putReadTimer(m_line->current, m_settings.Timeout_Millisec);
 }
 
 void SerialPort::close()
 {
     if (!isOpen())
         return;
-    tcsetattr(fd(), TCSANOW, &m_savedTermios);
+    tcsetattr(fd(), TCSANOW, &m_line->saved);
     QIODevice::close();
     m_file->close();
 }
@@ -271,7 +272,7 @@ void SerialPort::setBaudRate(BaudRateType rate)
     }
     m_settings.BaudRate = rate;
     if (isOpen()) {
-        putSpeed(m_termios, rate);
+        putSpeed(m_line->current, rate);
         writeAttributes();
     }
 }
@@ -299,7 +300,7 @@ void SerialPort::setDataBits(DataBitsType bits)
     }
     m_settings.DataBits = bits;
     if (open) {
-        putCharSize(m_termios, bits);
+        putCharSize(m_line->current, bits);
         writeAttributes();
     }
 }
@@ -321,8 +322,8 @@ void SerialPort::setParity(ParityType parity)
     }
     m_settings.Parity = parity;
     if (open) {
-        putCharSize(m_termios, m_settings.DataBits);
-        putParity(m_termios, parity);
+        putCharSize(m_line->current, m_settings.DataBits);
+        putParity(m_line->current, parity);
         writeAttributes();
     }
 }
@@ -340,7 +341,7 @@ void SerialPort::setStopBits(StopBitsType bits)
     }
     m_settings.StopBits = bits;
     if (open) {
-        putStopBits(m_termios, bits);
+        putStopBits(m_line->current, bits);
         writeAttributes();
     }
 }
@@ -349,7 +350,7 @@ void SerialPort::setFlowControl(FlowType flow)
 {
     m_settings.FlowControl = flow;
     if (isOpen()) {
-        putFlow(m_termios, flow);
+        putFlow(m_line->current, flow);
         writeAttributes();
     }
 }
@@ -360,7 +361,7 @@ void SerialPort::setTimeout(qint64 millisec)
     m_timeoutSec = long(millisec / 1000);
     m_timeoutMsec = long(millisec % 1000);
     if (isOpen()) {
-        putReadTimer(m_termios, millisec);
+        putReadTimer(m_line->current, millisec);
         writeAttributes();
     }
 }

@@ -13,14 +13,15 @@
 #include <climits>
 #include <cmath>
 
+#include "UpsCommand.h"
+#include "EventTypes.h"
 #include "Loading.h"
 #include "MsgBox.h"
 #include "ParameterInformation.h"
+#include "RecordKeys.h"
 
 namespace {
 
-const int setRequestEvent = 1029;
-const int setParameterCommand = 2016;
 const int systemTimePoint = 3103;
 const int checkedCloseMs = 1000;
 const int uncheckedCloseMs = 2000;
@@ -221,12 +222,12 @@ void Dialog::checkRange()
     }
 
     QMap<QString, QVariant> map;
-    map.insert("controlId", setParameterCommand);
-    map.insert("controlValue", request);
-    map.insert("nodeValue", node);
-    map.insert("nodeName", m_record->label);
-    map.insert("name", m_devName);
-    emit postDEvent(setRequestEvent, map);
+    map.insert(RecordKey::ControlId, int(UpsCommand::RawSetting));
+    map.insert(RecordKey::ControlValue, request);
+    map.insert(RecordKey::NodeValue, node);
+    map.insert(RecordKey::NodeName, m_record->label);
+    map.insert(RecordKey::Name, m_devName);
+    emit postDEvent(EventType::SettingRequest, map);
 
     m_timer.start(delay);
 }

@@ -2,6 +2,7 @@
 
 #include "Dialog.h"
 #include "Energyline.h"
+#include "UpsCommand.h"
 #include "MsgBox.h"
 #include "vek5_10_30k_View.h"
 
@@ -24,45 +25,8 @@
 
 namespace {
 
-// Control requests by button object name. Buttons with no text are handled
-// but not laid out.
-struct Command
-{
-    const char* name;
-    const char* text;
-    int id;
-};
-
-const Command kCommands[] = {
-    {"buzzer_off", QT_TRANSLATE_NOOP("vek5View", "Turn off"), 1010},
-    {"buzzer_on", QT_TRANSLATE_NOOP("vek5View", "Turn on"), 1009},
-    {"power_on", QT_TRANSLATE_NOOP("vek5View", "Startup"), 1008},
-    {"off_turn_bypass", QT_TRANSLATE_NOOP("vek5View", "Shutdown to bypass"), 1015},
-    {"power_off", QT_TRANSLATE_NOOP("vek5View", "Shutdown stop output"), 1007},
-    {"turn_bypass", QT_TRANSLATE_NOOP("vek5View", "Transfer to bypass"), 1016},
-    {"turn_inverter", QT_TRANSLATE_NOOP("vek5View", "Transfer to inverter"), 1017},
-    {"battery_test", QT_TRANSLATE_NOOP("vek5View", "Battery test 20s"), 1003},
-    {"battery_maintenance", QT_TRANSLATE_NOOP("vek5View", "Battery maintenance"), 1005},
-    {"cancel_test", QT_TRANSLATE_NOOP("vek5View", "Cancel test"), 1006},
-    {"clear_fault", QT_TRANSLATE_NOOP("vek5View", "Clear fault"), 1001},
-    {"clear_history_log", QT_TRANSLATE_NOOP("vek5View", "Clear history"), 1002},
-    {"download_history_log", QT_TRANSLATE_NOOP("vek5View", "Download history"), 1045},
-    {"timeSet", nullptr, 1011},
-    {"ups_upgrade", nullptr, 1018},
-};
-
-// Any button not in the table.
-const int kOtherCommand = 2016;
+// A panel button not in the command table sends this raw setting.
 const char* const kOtherValue = "1,300";
-
-const Command* commandByName(const QString& name)
-{
-    for (const Command& c : kCommands) {
-        if (name == QLatin1String(c.name))
-            return &c;
-    }
-    return nullptr;
-}
 
 // Rows of the control grid: caption, then the buttons by object name.
 struct ControlRow
@@ -257,8 +221,8 @@ QWidget* vek5View::buildRtData()
 
 void vek5View::addButton(QGridLayout* grid, const char* name, int row, int column)
 {
-    const Command* command = commandByName(QLatin1String(name));
-    auto* button = new QPushButton(tr(command->text));
+    const UpsCommand* command = UpsCommand::byButtonName(QLatin1String(name));
+    auto* button = new QPushButton(tr(command->buttonLabel));
     button->setObjectName(QLatin1String(name));
     button->setMinimumWidth(kButtonMinWidth);
     connect(button, &QPushButton::clicked, this, &vek5View::pushButtonSlot);
@@ -421,22 +385,22 @@ void vek5View::pushButtonSlot()
             return;
     }
 
-    const Command* command = commandByName(name);
+    const UpsCommand* command = UpsCommand::byButtonName(name);
     if (!command) {
-        control(kOtherCommand, QLatin1String(kOtherValue));
+        control(UpsCommand::RawSetting, QLatin1String(kOtherValue));
         return;
     }
-    if (name == QLatin1String("timeSet")) {
+    if (command->id == UpsCommand::SetClock) {
         const auto* edit = findChild<QDateTimeEdit*>(QStringLiteral("timeEdit"));
         if (edit)
             control(command->id, edit->text());
-    } else if (name == QLatin1String("ups_upgrade")) {
+    } else if (command->id == UpsCommand::ClosePort) {
         control(command->id, QString());
         const QString dir = QCoreApplication::applicationDirPath();
         if (!QProcess::startDetached(QStringLiteral("QN410L3_20KV5Software.exe"),
                                      {m_upgradeArg, QString::number(m_language)}, dir))
             qDebug() << "upgrade tool did not start";
-    } else if (name == QLatin1String("download_history_log")) {
+    } else if (command->id == UpsCommand::DownloadHistory) {
         const QString file = QFileDialog::getSaveFileName(this, tr("Save"), QString(),
                                                           tr("files(*.csv)"));
         if (!file.isEmpty()) {

@@ -12,9 +12,6 @@
 
 namespace {
 
-const int kSettingCommand = 2016;
-const int kHistoryDownload = 1045;
-
 // The unit carries a command out within a cycle or two; a history download
 // reads up to 200 records.
 qint64 confirmTimeoutMs(const UnitSettings& unit)
@@ -36,7 +33,7 @@ void CommandRouter::addSession(UnitSession* s)
     connect(s, &UnitSession::dataReported, this, &CommandRouter::onData);
     connect(s, &UnitSession::answered, this, &CommandRouter::onAnswered);
     connect(s, &UnitSession::hostEvent, this, [this](const HostEvent& e) {
-        if (e.type == EventFormatter::CommandResult && e.code == kHistoryDownload)
+        if (e.type == EventFormatter::CommandResult && e.code == UpsCommand::DownloadHistory)
             onHistoryWritten(e.unit);
     });
 }
@@ -75,7 +72,7 @@ UnitSession* CommandRouter::session(const QString& unit, QString* error) const
 }
 
 bool CommandRouter::check(const QString& unit, const QString& name, const QString& value, const QString& who,
-                          const CommandName** command, QString* sent, QString* error)
+                          const UpsCommand** command, QString* sent, QString* error)
 {
     if (!session(unit, error))
         return false;
@@ -85,17 +82,17 @@ bool CommandRouter::check(const QString& unit, const QString& name, const QStrin
         return false;
     }
     if (commandValue(**command, value, sent, error)
-        && ((*command)->argument != CommandName::FileName || m_historyDir.resolve(*sent, sent, error)))
+        && ((*command)->argument != UpsCommand::FileName || m_historyDir.resolve(*sent, sent, error)))
         return true;
     // A value refused is what an attempt to write elsewhere looks like: on record.
-    emit commandOutcome(unit, QLatin1String((*command)->name), QStringLiteral("refused"), *error, who);
+    emit commandOutcome(unit, QLatin1String((*command)->nutName), QStringLiteral("refused"), *error, who);
     return false;
 }
 
 bool CommandRouter::send(const QString& unit, const QString& name, const QString& value, const QString& who,
                          QString* error)
 {
-    const CommandName* c = nullptr;
+    const UpsCommand* c = nullptr;
     QString sent;
     if (!check(unit, name, value, who, &c, &sent, error))
         return false;
@@ -105,12 +102,12 @@ bool CommandRouter::send(const QString& unit, const QString& name, const QString
         const Pending& p = m_pending.at(i);
         if (p.unit == unit && c->confirmPoint > 0 && p.command->confirmPoint == c->confirmPoint
             && p.command->confirmValue != c->confirmValue)
-            settle(i, false, QStringLiteral("superseded by %1 before the data showed it").arg(QLatin1String(c->name)));
+            settle(i, false, QStringLiteral("superseded by %1 before the data showed it").arg(QLatin1String(c->nutName)));
     }
     s->sendCommand(c->id, sent);
-    emit commandOutcome(unit, QLatin1String(c->name), QStringLiteral("queued"),
+    emit commandOutcome(unit, QLatin1String(c->nutName), QStringLiteral("queued"),
                         QStringLiteral("command %1 (%2) queued").arg(c->id).arg(QLatin1String(c->description)), who);
-    if (c->confirmPoint > 0 || c->id == kHistoryDownload) {
+    if (c->confirmPoint > 0 || c->id == UpsCommand::DownloadHistory) {
         m_pending += Pending{unit, c, sent, who, QDateTime::currentDateTime(),
                              QDateTime::currentMSecsSinceEpoch() + confirmTimeoutMs(s->settings())};
         m_expiry.start();
@@ -128,7 +125,7 @@ bool CommandRouter::writeSetting(const QString& unit, int point, int rawValue, c
                      .arg(point).arg(rawValue);
         return false;
     }
-    s->sendCommand(kSettingCommand, QStringLiteral("%1,%2").arg(point).arg(rawValue));
+    s->sendCommand(UpsCommand::RawSetting, QStringLiteral("%1,%2").arg(point).arg(rawValue));
     emit commandOutcome(unit, QStringLiteral("setting %1").arg(point), QStringLiteral("queued"),
                         QStringLiteral("setting %1 = %2 queued").arg(point).arg(rawValue), who);
     return true;
@@ -137,7 +134,7 @@ bool CommandRouter::writeSetting(const QString& unit, int point, int rawValue, c
 bool CommandRouter::sendWhenAnswered(const QString& unit, const QString& name, const QString& value,
                                      const QString& who, QString* error)
 {
-    const CommandName* c = nullptr;
+    const UpsCommand* c = nullptr;
     QString sent;
     if (!check(unit, name, value, who, &c, &sent, error))
         return false;
@@ -163,7 +160,7 @@ void CommandRouter::onAnswered(const QString& unit)
 void CommandRouter::settle(int index, bool confirmed, const QString& detail)
 {
     const Pending p = m_pending.takeAt(index);
-    emit commandOutcome(p.unit, QLatin1String(p.command->name),
+    emit commandOutcome(p.unit, QLatin1String(p.command->nutName),
                         confirmed ? QStringLiteral("confirmed") : QStringLiteral("not confirmed"), detail, p.who);
     if (m_pending.isEmpty())
         m_expiry.stop();
@@ -188,7 +185,7 @@ void CommandRouter::onHistoryWritten(const QString& unit)
     // The unit runs its commands in order: this report is the oldest download's.
     for (int i = 0; i < m_pending.size(); ++i) {
         const Pending& p = m_pending.at(i);
-        if (p.unit != unit || p.command->id != kHistoryDownload)
+        if (p.unit != unit || p.command->id != UpsCommand::DownloadHistory)
             continue;
         const QFileInfo file(p.value);
         // Whole seconds: a file system may keep no finer time.

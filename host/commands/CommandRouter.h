@@ -18,7 +18,7 @@
 
 #include "ConfinedDirectory.h"
 
-struct CommandName;
+struct UpsCommand;
 class UnitSession;
 
 class CommandRouter : public QObject
@@ -54,7 +54,7 @@ private:
     struct Pending
     {
         QString unit;
-        const CommandName* command;
+        const UpsCommand* command;
         QString value;
         QString who;
         QDateTime sent;
@@ -64,7 +64,7 @@ private:
 
     UnitSession* session(const QString& unit, QString* error) const;
     bool check(const QString& unit, const QString& name, const QString& value, const QString& who,
-               const CommandName** command, QString* sent, QString* error);
+               const UpsCommand** command, QString* sent, QString* error);
     void onData(const QString& unit);
     void onAnswered(const QString& unit);
     void onHistoryWritten(const QString& unit);

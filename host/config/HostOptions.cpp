@@ -94,8 +94,8 @@ QString description()
 {
     QString text = QStringLiteral(
         "Monitors the UPS units listed in param.ini [host] units through the plugin.\n\nCommands:");
-    for (const CommandName* c = commandTable(); c->name; ++c)
-        text += QStringLiteral("\n  %1 (%2)  %3").arg(QLatin1String(c->name)).arg(c->id)
+    for (const UpsCommand* c : hostCommands())
+        text += QStringLiteral("\n  %1 (%2)  %3").arg(QLatin1String(c->nutName)).arg(c->id)
                     .arg(QLatin1String(c->description));
     return text;
 }
@@ -180,7 +180,7 @@ bool HostOptions::parse(const QStringList& args, bool hasDisplay, HostOptions* o
             return false;
         }
         UnitCommand uc{parts.at(0), parts.at(1), parts.mid(2).join(QLatin1Char(':'))};
-        const CommandName* known = findCommand(uc.name);
+        const UpsCommand* known = findCommand(uc.name);
         QString sent;
         if (!known) {
             *error = QStringLiteral("--command %1: unknown command \"%2\" (see --help)").arg(c, uc.name);

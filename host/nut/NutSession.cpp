@@ -215,8 +215,8 @@ QByteArray NutSession::get(const QStringList& w)
         return line(prefix + ' ' + NutLineParser::quote(m_directory->description(unit)));
     const QString& name = w.at(2);
     if (sub == QLatin1String("CMDDESC")) {
-        const CommandName* c = findCommand(name);
-        if (!c || c->name != name)
+        const UpsCommand* c = findCommand(name);
+        if (!c || c->nutName != name)
             return err("CMD-NOT-SUPPORTED");
         return line(prefix + ' ' + word(name) + ' ' + NutLineParser::quote(QLatin1String(c->description)));
     }
@@ -275,8 +275,8 @@ QByteArray NutSession::list(const QStringList& w)
     const QByteArray head = word(sub) + ' ' + word(unit) + ' ';
     QByteArray body;
     if (sub == QLatin1String("CMD")) {
-        for (const CommandName* c = commandTable(); c->name; ++c)
-            body += line(head + c->name);
+        for (const UpsCommand* c : hostCommands())
+            body += line(head + c->nutName);
     } else if (sub == QLatin1String("CLIENT")) {
         for (const QString& peer : m_state->logins.value(unit))
             body += line(head + word(peer));
@@ -356,8 +356,8 @@ QByteArray NutSession::instcmd(const QStringList& w)
         return error;
     if (!u->mayRun(name))
         return err("ACCESS-DENIED");
-    const CommandName* c = findCommand(name);
-    if (!c || c->name != name)
+    const UpsCommand* c = findCommand(name);
+    if (!c || c->nutName != name)
         return err("CMD-NOT-SUPPORTED");
     const QByteArray notReadable = readable(m_directory->status(unit));
     if (!notReadable.isEmpty())

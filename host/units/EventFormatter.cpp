@@ -1,5 +1,7 @@
 #include "EventFormatter.h"
 
+#include "RecordKeys.h"
+
 #include <QDateTime>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -50,7 +52,7 @@ bool EventFormatter::isCollectorEvent(int type)
 
 bool EventFormatter::isControlRequest(int type, const QMap<QString, QVariant>& record)
 {
-    return !isCollectorEvent(type) && record.contains(QStringLiteral("controlId"));
+    return !isCollectorEvent(type) && record.contains(QLatin1String(RecordKey::ControlId));
 }
 
 QString EventFormatter::alarmText(int index) const
@@ -106,27 +108,27 @@ HostEvent EventFormatter::describe(int type, const QMap<QString, QVariant>& reco
 {
     HostEvent e;
     e.type = type;
-    e.time = recordText(record, "timeStr");
+    e.time = recordText(record, RecordKey::TimeStr);
     if (e.time.isEmpty())
         e.time = QDateTime::currentDateTime().toString(QLatin1String(kTimeFormat));
-    e.unit = recordText(record, "name");
+    e.unit = recordText(record, RecordKey::Name);
     if (e.unit.isEmpty())
         e.unit = fallbackUnit;
 
     if (isControlRequest(type, record)) {
         e.kind = QStringLiteral("request");
-        e.code = recordInt(record, "controlId");
-        const QString value = recordText(record, "controlValue");
+        e.code = recordInt(record, RecordKey::ControlId);
+        const QString value = recordText(record, RecordKey::ControlValue);
         if (type == SettingRequest)
             e.text = QStringLiteral("setting \"%1\" = \"%2\" requested (command %3 \"%4\")")
-                         .arg(recordText(record, "nodeName"), recordText(record, "nodeValue"))
+                         .arg(recordText(record, RecordKey::NodeName), recordText(record, RecordKey::NodeValue))
                          .arg(e.code).arg(value);
         else
             e.text = QStringLiteral("command %1 requested (value \"%2\")").arg(e.code).arg(value);
         return e;
     }
 
-    const QString desc = recordText(record, "desc");
+    const QString desc = recordText(record, RecordKey::Desc);
     switch (type) {
     case CommRestored:
     case CommLost:
@@ -139,31 +141,31 @@ HostEvent EventFormatter::describe(int type, const QMap<QString, QVariant>& reco
         break;
     case CommandResult:
         e.kind = QStringLiteral("command");
-        e.code = recordInt(record, "controlId");
-        e.state = recordInt(record, "result");
+        e.code = recordInt(record, RecordKey::ControlId);
+        e.state = recordInt(record, RecordKey::Result);
         // The collector reports 1045 as successful whatever happened; the
         // command router checks the file and reports the outcome.
         e.text = QStringLiteral("command %1 ran on the unit's line").arg(e.code);
         break;
     case AlarmNotice:
-        // The same record follows every 1040/1041 as a repeat; only the one
+        // The same record follows every CommRestored/CommLost as a repeat; only the one
         // that closes a report with new alarms carries "dis_alarm".
-        e.kind = record.contains(QStringLiteral("dis_alarm")) ? QStringLiteral("notice")
+        e.kind = record.contains(QLatin1String(RecordKey::DisAlarm)) ? QStringLiteral("notice")
                                                               : QStringLiteral("repeat");
-        e.state = recordInt(record, "state");
+        e.state = recordInt(record, RecordKey::State);
         e.text = QStringLiteral("new alarms in this report; last change: %1")
-                     .arg(alarmChange(recordInt(record, "alarmId"), &e.code));
+                     .arg(alarmChange(recordInt(record, RecordKey::AlarmId), &e.code));
         break;
     case AlarmChange:
         e.kind = QStringLiteral("alarm");
-        e.state = recordInt(record, "alarmState");
-        e.text = alarmChange(recordInt(record, "alarmId"), &e.code);
+        e.state = recordInt(record, RecordKey::AlarmState);
+        e.text = alarmChange(recordInt(record, RecordKey::AlarmId), &e.code);
         break;
     case StatusPoint2368:
     case StatusPoint2022:
         e.kind = QStringLiteral("status");
         e.code = type == StatusPoint2368 ? 368 : 22;
-        e.state = recordInt(record, "alarmState");
+        e.state = recordInt(record, RecordKey::AlarmState);
         e.text = QStringLiteral("status alarm %1 %2: %3")
                      .arg(e.code).arg(e.state == 1 ? QStringLiteral("raised") : QStringLiteral("cleared"),
                                       alarmText(e.code));

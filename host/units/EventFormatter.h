@@ -10,6 +10,7 @@
 #include <QVariant>
 
 #include "DerivedEvent.h"
+#include "EventTypes.h"
 #include "HostEvent.h"
 #include "UnitStatus.h"
 
@@ -17,26 +18,26 @@ class EventFormatter
 {
 public:
     // Event types a collector reports on its own (everything else carrying a
-    // "controlId" is a command request from a view or the setting dialog).
+    // control id is a command request from a view or the setting dialog).
     enum Type {
-        CommRestored = 1040,
-        CommLost = 1041,
-        CommandResult = 1042,
-        SettingRequest = 1029,
-        AlarmNotice = 2001,
-        AlarmChange = 2006,
-        DataReport = 2007,
-        StatusPoint2368 = 2009,
-        StatusPoint2022 = 2010
+        CommRestored = EventType::CommRestored,
+        CommLost = EventType::CommLost,
+        CommandResult = EventType::CommandResult,
+        SettingRequest = EventType::SettingRequest,
+        AlarmNotice = EventType::AlarmNotice,
+        AlarmChange = EventType::AlarmChange,
+        DataReport = EventType::DataReport,
+        StatusPoint2368 = EventType::StatusPoint2368,
+        StatusPoint2022 = EventType::StatusPoint2022
     };
 
     void setEventTexts(const QStringList& texts) { m_eventTexts = texts; }
     const QStringList& eventTexts() const { return m_eventTexts; }
 
     // A view's or dialog's request: a record naming a command under a type
-    // that is not one of the collector's own. The command runner's 1042
-    // carries "controlId" and "controlValue" as well, and must never be taken
-    // for a request (it would run the command again).
+    // that is not one of the collector's own. The command runner's result
+    // carries the control id and value as well, and must never be taken for
+    // a request (it would run the command again).
     static bool isControlRequest(int type, const QMap<QString, QVariant>& record);
     static bool isCollectorEvent(int type);
 

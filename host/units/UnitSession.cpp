@@ -5,6 +5,7 @@
 
 #include "CollectThread.h"
 #include "CollectView.h"
+#include "RecordKeys.h"
 #include "EventFormatter.h"
 #include "UnitPoller.h"
 
@@ -125,8 +126,8 @@ void UnitSession::onRecord(int type, QMap<QString, QVariant> record)
 {
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     if (EventFormatter::isControlRequest(type, record)) {
-        sendCommand(record.value(QStringLiteral("controlId")).toInt(),
-                    record.value(QStringLiteral("controlValue")).toString());
+        sendCommand(record.value(QLatin1String(RecordKey::ControlId)).toInt(),
+                    record.value(QLatin1String(RecordKey::ControlValue)).toString());
     } else if (type == EventFormatter::CommRestored || type == EventFormatter::CommLost) {
         const int state = type == EventFormatter::CommLost ? Lost : Communicating;
         if (state == Communicating && !m_answered) {
@@ -143,7 +144,7 @@ void UnitSession::onRecord(int type, QMap<QString, QVariant> record)
         publish(m_model.updateComm(state == Lost ? UnitStatus::Comm::Lost : UnitStatus::Comm::Ok, now));
         return;
     } else if (type == EventFormatter::DataReport) {
-        m_lastData = record.value(QStringLiteral("data")).value<QMap<int, QVariant>>();
+        m_lastData = record.value(QLatin1String(RecordKey::Data)).value<QMap<int, QVariant>>();
         if (m_view)
             m_view->flushData(m_lastData);
         publish(m_model.updateData(m_lastData, now));

@@ -2,13 +2,15 @@
 #define COLLECTVIEW_H
 
 // The host's device panel interface. Like CollectThread, host and plugin each
-// compile this declaration; its layout and meta-object order are fixed.
+// compile this declaration; its layout and meta-object order are fixed, and
+// hosts bind to the class, signal and slot names as spelt here.
 
 #include <QMap>
 #include <QString>
 #include <QVariant>
 #include <QWidget>
 
+#include "RecordKeys.h"
 #include "hostinterface_export.h"
 
 class HOSTINTERFACE_EXPORT CollectView : public QWidget
@@ -44,9 +46,9 @@ public slots:
     int control(int id, QString value)
     {
         QMap<QString, QVariant> record;
-        record.insert(QStringLiteral("name"), m_name);
-        record.insert(QStringLiteral("controlId"), id);
-        record.insert(QStringLiteral("controlValue"), value);
+        record.insert(QLatin1String(RecordKey::Name), m_name);
+        record.insert(QLatin1String(RecordKey::ControlId), id);
+        record.insert(QLatin1String(RecordKey::ControlValue), value);
         emit postDEvent(id, record);
         return 0;
     }

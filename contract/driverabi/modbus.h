@@ -2,7 +2,8 @@
 #define VEK5_COMM_MODBUS_H
 
 // Modbus RTU frame helpers: pure functions on caller-owned buffers, exported
-// under plain C names for the model driver library.
+// under plain C names for the model driver library, which finds them by
+// those names at run time (checkModbufCRC included): never rename them.
 
 #include "vek5_export.h"
 

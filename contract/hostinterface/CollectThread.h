@@ -3,7 +3,9 @@
 
 // The host's collector interface. Host and plugin each compile this
 // declaration; member order, virtual order and signal/slot order are part of
-// the binary contract between them and must not change.
+// the binary contract between them and must not change. Hosts bind to the
+// names as spelt here (CollectThread, postDEvent, flushUpsInfoSLot, ...):
+// keep them, odd spellings included.
 
 #include <QMap>
 #include <QMutex>

@@ -3,7 +3,8 @@
 
 // The record through which the driver library reaches a port: the device and
 // the two entries it reads and writes with. Built by the collector on its
-// stack for one driver call.
+// stack for one driver call. The driver reads these fields by position: the
+// layout is part of its ABI.
 
 struct PortHandle;
 typedef int (*PortIoEntry)(PortHandle* handle, char* buffer, int length);

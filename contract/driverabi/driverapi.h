@@ -4,7 +4,9 @@
 // The model driver library's calling contract. The library is loaded at run
 // time under the file name "libvek5m_10-30k" and exports "Query" and
 // "Control" with C linkage; it reaches the unit only through the port handle
-// and hands every decoded value back through the callback.
+// and hands every decoded value back through the callback. The file name,
+// the entry names and the C types below are what the plugin and every driver
+// build bind to; they stay.
 
 #include "porthandle.h"
 
