@@ -1,11 +1,16 @@
-// The frame helpers with arbitrary lengths and counts, each on a heap buffer
-// sized exactly for what the call may touch, so any access past it is caught.
+// The frame helpers with arbitrary lengths and counts, and TcpCommRead fed
+// whatever a Modbus TCP peer may send, each on a heap buffer sized exactly
+// for what the call may touch, so any access past it is caught.
 
 #include "FuzzSupport.h"
 #include "modbus.h"
+#include "portaccess.h"
+
+#include <QBuffer>
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 namespace {
@@ -70,17 +75,53 @@ void checkReadRequest(const uint8_t* data, size_t size)
         FUZZ_CHECK(expected == count * 2 + 5);
 }
 
+// Any length, any header, from a buffer device as the collector's socket
+// would hand the bytes over, one read of up to 1000 bytes per call, into
+// exactly the room the collector gives.
+void checkTcpRead(const uint8_t* data, size_t size)
+{
+    constexpr int kRtuRoom = 996;
+    QByteArray bytes(reinterpret_cast<const char*>(data), int(size));
+    QBuffer device(&bytes);
+    device.open(QIODevice::ReadOnly);
+    PortHandle handle = {&device, TcpCommRead, TcpCommWrite};
+    while (!device.atEnd()) {
+        const qint64 before = device.pos();
+        std::unique_ptr<char[]> out(new char[kRtuRoom]);
+        // The expected length is not a capacity; vary it anyway.
+        const int n = TcpCommRead(&handle, out.get(), int(size % 300));
+        const qint64 taken = device.pos() - before;
+        FUZZ_CHECK(taken > 0 && taken <= 1000);
+        if (taken < 7) {
+            FUZZ_CHECK(n == -5);
+            continue;
+        }
+        // Header dropped, CRC added; the unit id and PDU come through unchanged.
+        FUZZ_CHECK(n == taken - 4 && n <= kRtuRoom);
+        FUZZ_CHECK(std::memcmp(out.get(), bytes.constData() + before + 6, size_t(taken - 6)) == 0);
+        if (n >= 4)
+            FUZZ_CHECK(checkModbufCRC(reinterpret_cast<unsigned char*>(out.get()), n) == 0);
+    }
+}
+
 } // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    fuzz::initQt();
+    return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     if (size == 0)
         return 0;
     // The first byte picks the helper; the rest is its input.
-    switch (data[0] % 3) {
+    switch (data[0] % 4) {
     case 0: checkCrc(data + 1, size - 1); break;
     case 1: checkCmd16(data + 1, size - 1); break;
-    default: checkReadRequest(data + 1, size - 1); break;
+    case 2: checkReadRequest(data + 1, size - 1); break;
+    default: checkTcpRead(data + 1, size - 1); break;
     }
     return 0;
 }
