@@ -1,15 +1,21 @@
-// The frame helpers with arbitrary lengths and counts, and TcpCommRead fed
-// whatever a Modbus TCP peer may send, each on a heap buffer sized exactly
-// for what the call may touch, so any access past it is caught.
+// The communication layer's inputs: the frame helpers with arbitrary lengths
+// and counts, and TcpCommRead fed whatever a Modbus TCP peer may send, each
+// on a heap buffer sized exactly for what the call may touch, so any access
+// past it is caught; SerialPort::CommOpen with arbitrary settings texts and
+// timeouts on a pseudo terminal (the settings are really applied) or a
+// missing path. The first byte picks the helper; the rest is its input.
 
 #include "FuzzSupport.h"
 #include "modbus.h"
+#include "SerialPort.h"
 #include "portaccess.h"
 
 #include <QBuffer>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
 #include <vector>
 
@@ -104,11 +110,47 @@ void checkTcpRead(const uint8_t* data, size_t size)
     }
 }
 
+QString g_ptyPath;
+
+// Input: one byte choosing the device (even: the pty), four bytes of
+// timeout, then the settings text in UTF-8.
+void checkSerialSettings(const uint8_t* data, size_t size)
+{
+    if (size < 5)
+        return;
+    const bool onPty = (data[0] & 1) == 0;
+    const int timeout = int(uint32_t(data[1]) << 24 | uint32_t(data[2]) << 16 | uint32_t(data[3]) << 8 | data[4]);
+    const QString settings = QString::fromUtf8(reinterpret_cast<const char*>(data + 5), int(size - 5));
+    const QString path = onPty ? g_ptyPath : QStringLiteral("/nonexistent/ttyFUZZ");
+    SerialPort port;
+    const bool opened = port.CommOpen(path, settings, timeout);
+    FUZZ_CHECK(port.getPortSettings() == settings && opened == port.isOpen());
+    if (!onPty || settings.isEmpty())
+        FUZZ_CHECK(!opened);
+    if (opened) {
+        const PortSettings& s = port.settings();
+        FUZZ_CHECK(s.BaudRate >= BAUD50 && s.BaudRate <= BAUD256000);
+        FUZZ_CHECK(s.DataBits >= DATA_5 && s.DataBits <= DATA_8);
+        FUZZ_CHECK(s.Parity >= PAR_NONE && s.Parity <= PAR_MARK);
+        FUZZ_CHECK(s.StopBits >= STOP_1 && s.StopBits <= STOP_1_5);
+        FUZZ_CHECK(s.FlowControl == FLOW_OFF && s.Timeout_Millisec == timeout);
+        FUZZ_CHECK(port.getPortName() == path);
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     fuzz::initQt();
+    // The master end stays open for the whole run, so the slave can be
+    // opened again and again.
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0 || ptsname(master) == nullptr) {
+        std::fprintf(stderr, "no pseudo terminal\n");
+        std::abort();
+    }
+    g_ptyPath = QString::fromLocal8Bit(ptsname(master));
     return 0;
 }
 
@@ -116,12 +158,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     if (size == 0)
         return 0;
-    // The first byte picks the helper; the rest is its input.
-    switch (data[0] % 4) {
+    switch (data[0] % 5) {
     case 0: checkCrc(data + 1, size - 1); break;
     case 1: checkCmd16(data + 1, size - 1); break;
     case 2: checkReadRequest(data + 1, size - 1); break;
-    default: checkTcpRead(data + 1, size - 1); break;
+    case 3: checkTcpRead(data + 1, size - 1); break;
+    default: checkSerialSettings(data + 1, size - 1); break;
     }
     return 0;
 }
