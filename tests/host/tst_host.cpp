@@ -7,7 +7,13 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include "CommandTable.h"
+#include "ConfinedDirectory.h"
+#include "DataLog.h"
+#include "EventFormatter.h"
+#include "HistoryCodeMap.h"
 #include "HostConfig.h"
+#include "HostOptions.h"
 #include "LogFilter.h"
 #include "Policy.h"
 #include "PolicyRunner.h"
@@ -70,6 +76,8 @@ private slots:
     void verbatim();
     void logFilter_data();
     void logFilter();
+    void texts_data();
+    void texts();
 };
 
 void tst_host::status_data()
@@ -80,12 +88,14 @@ void tst_host::status_data()
     QTest::addColumn<QString>("flags");
     QTest::addColumn<QString>("events");
     QTest::addColumn<QString>("values");    // "name=value;..." ("alarms" lists active indexes)
-    // Mains failure, bypass, loss of communication and the output's end, each
-    // from a running unit: tst_host_headless.
-
     QTest::newRow("first report on line") << "d base" << -1.0 << -1.0 << "OL" << ""
         << "battery.charge=100;battery.runtime=1560;device.type=ups;alarms=;ups.model=vek5m 10-30k;battery.charge.low=";
     QTest::newRow("first report on battery") << "d 4101=4,4223=1" << -1.0 << -1.0 << "OB DISCHRG" << "ONBATT" << "";
+    QTest::newRow("mains failure") << "d base;d 4101=4" << -1.0 << -1.0 << "OB DISCHRG" << "ONBATT" << "";
+    QTest::newRow("bypass") << "d base;d 4218=1" << -1.0 << -1.0 << "OL BYPASS" << "ONBYPASS" << "";
+    QTest::newRow("output off after discharge") << "d base;d 4101=4;d 4101=2,4223=0" << -1.0 << -1.0
+        << "CHRG OFF" << "ONBATT OFF" << "";
+    QTest::newRow("comm lost and back") << "c ok;c lost;c lost;c ok" << -1.0 << -1.0 << "" << "COMMBAD COMMOK" << "";
     QTest::newRow("back on line") << "d base;d 4101=4;d 4101=2" << -1.0 << -1.0 << "OL CHRG" << "ONBATT ONLINE" << "";
     QTest::newRow("low battery alarm") << "d base;d 4101=4;d 2022=1" << -1.0 << -1.0
         << "ALARM OB LB DISCHRG" << "ONBATT LOWBATT" << "alarms=22:catalogue 22";
@@ -189,6 +199,7 @@ void tst_host::decisions_data()
     QTest::addColumn<QString>("steps");     // "@S UNIT=FLAG,FLAG[!lost|~stale] ..." separated by ';'
     QTest::addColumn<QString>("decisions"); // per step: "shutdown:UNIT +FSD -FSD", '|' between steps
 
+    QTest::newRow("on line") << "" << "@0 U1=OL;@100 U1=OL" << "|";
     QTest::newRow("on battery, no delay") << "" << "@0 U1=OB;@1000 U1=OB" << "|";
     QTest::newRow("low battery on battery") << "" << "@0 U1=OB;@5 U1=OB,LB;@6 U1=OB,LB"
         << "|shutdown:U1 +U1|";
@@ -461,6 +472,123 @@ void tst_host::logFilter()
         out += filter.filter(type, l.section(':', 1), QString(head).remove('w').remove('i').toLongLong() * 1000);
     }
     QCOMPARE(out.join('|'), printed);
+}
+
+// What an operator reads: the command line's verdicts, the values commands
+// send, event and state lines, data-log fields and the history code map.
+void tst_host::texts_data()
+{
+    QTest::addColumn<QString>("call");
+    QTest::addColumn<QString>("input");
+    QTest::addColumn<QString>("output");
+    const auto row = [](const char* call, const QString& input, const QString& output) {
+        QTest::addRow("%s %s", call, qPrintable(input)) << QString(call) << input << output;
+    };
+    // options: arguments with a display; "mode dDURATION lLEVEL UNIT/NAME/VALUE..." or the error.
+    row("options", "", "window d0 l2");
+    row("options", "--duration 5 --level 0 --headless", "headless d5 l0");
+    row("options", "--command UPS1:beeper.disable --command U:1004:5", "window d0 l2 UPS1/beeper.disable/ U/1004/5");
+    row("options", "--metrics-listen off --nut-listen off", "window d0 l2");
+    row("options", "--check-config", "headless d0 l2");
+    row("options", "--level 3", "--level needs a whole number 0-2, got \"3\"");
+    row("options", "--command 1007", "--command needs UNIT:NAME[:VALUE], got \"1007\"");
+    row("options", "--print", "--print and --as-user go with --check-config");
+    row("options", "--metrics-listen localhost:9100", "--metrics-listen: metrics listen address needs ADDR:PORT (IPv4 or [IPv6] address, port 0-65535), got \"localhost:9100\"");
+    row("options", "--nut-listen garbage", "--nut-listen: \"garbage\" is not ADDR:PORT");
+    row("options", "--bogus", "Unknown option 'bogus'.");
+    // command: "NAME:VALUE" -> "ID sent CONFIRM-POINT=VALUE", the refusal, or "none".
+    row("command", "beeper.disable:", "1010 '' 4260=0");
+    row("command", "beeper.disable:1", "beeper.disable takes no value, got \"1\"");
+    row("command", "1003:", "1003 '0' 4259=1");
+    row("command", "load.on:", "1008 '0' 4223=1");
+    row("command", "vek5.wakeup:", "1013 '1' 4223=1");
+    row("command", "test.battery.start:90", "1004 '90' 4259=1");
+    row("command", "test.battery.start:0", "test.battery.start needs a number of minutes 1-65535, got \"0\"");
+    row("command", "vek5.history.download:h.csv", "1045 'h.csv' 0=0");
+    row("command", "1045:../h.csv", "vek5.history.download needs a file name without a path (no \"/\", not \"..\"), got \"../h.csv\"");
+    row("command", "1045:a\\b", "vek5.history.download needs a file name without a path (no \"/\", not \"..\"), got \"a\\b\"");
+    row("command", "1045:", "vek5.history.download needs a file name without a path (no \"/\", not \"..\"), got \"\"");
+    row("command", "lod.off:", "none");
+    // confined: a history file name in DIR, which holds h.csv, sub/, in.csv -> h.csv and out.csv -> ../h.csv.
+    row("confined", "h.csv", "DIR/h.csv");
+    row("confined", "in.csv", "DIR/h.csv");
+    row("confined", "out.csv", "\"out.csv\" is not a file of the history directory DIR");
+    row("confined", "../h.csv", "\"../h.csv\" is not a file of the history directory DIR");
+    row("confined", "sub/h.csv", "\"sub/h.csv\" is not a file of the history directory DIR");
+    row("confined", "", "\"\" is not a file of the history directory DIR");
+    // event: "TYPE key=value;..." of unit U at T, catalogue zero,,two,three -> "line|code|state".
+    row("event", "1041 desc=after 3 tries", "T U comm 1041: communication lost: after 3 tries|-1|1");
+    row("event", "1040", "T U comm 1040: communication restored|-1|0");
+    row("event", "1042 controlId=1010;result=0;controlValue=x", "T U command 1042: command 1010 ran on the unit's line|1010|0");
+    row("event", "2006 alarmId=2;alarmState=1", "T U alarm 2006: alarm 2 raised: two|2|1");
+    row("event", "2006 alarmId=6;alarmState=0", "T U alarm 2006: alarm 2 cleared: two|2|0");
+    row("event", "2006 alarmId=9;alarmState=1", "T U alarm 2006: alarm 5 cleared: (not in the catalogue)|5|1");
+    row("event", "2001 alarmId=3;state=1;dis_alarm=1", "T U notice 2001: new alarms in this report; last change: alarm 3 raised: three|3|1");
+    row("event", "2001 alarmId=3;state=1", "T U repeat 2001: new alarms in this report; last change: alarm 3 raised: three|3|1");
+    row("event", "2009 alarmState=1", "T U status 2009: status alarm 368 raised: (not in the catalogue)|368|1");
+    row("event", "1500 controlId=1009;controlValue=", "T U request 1500: command 1009 requested (value \"\")|1009|-1");
+    row("event", "1029 controlId=2016;controlValue=3017,40;nodeName=Battery numbers;nodeValue=40", "T U request 1029: setting \"Battery numbers\" = \"40\" requested (command 2016 \"3017,40\")|2016|-1");
+    row("event", "7777", "T U other 7777: event type 7777|-1|-1");
+    // state: "FLAGS;name=value;..." -> the state line as JSON.
+    row("state", "OL CHRG;battery.charge=99.6;battery.runtime=1800;ups.load=23.4;input.voltage=230.04;output.voltage=229.96;"
+        "ups.temperature=40", "{\"battery.charge\":100,\"battery.runtime\":1800,\"input.voltage\":230,\"kind\":\"state\","
+        "\"output.voltage\":230,\"text\":\"OL CHRG charge 100% runtime 1800s load 23% in 230.0V out 230.0V\",\"time\":\"T\","
+        "\"type\":0,\"unit\":\"U\",\"ups.load\":23,\"ups.status\":\"OL CHRG\"}");
+    // csv: fields split at '|'; codemap: catalogue texts split at '|'.
+    row("csv", "a|b,c|say \"hi\"|two\nlines|", "a,\"b,c\",\"say \"\"hi\"\"\",\"two\nlines\",\n");
+    row("codemap", "A|B,b||D| x |a'|b'|c'|d'|e'", "0,A,\n1,B;b,\n3,D,\n4,x,\n");
+}
+
+void tst_host::texts()
+{
+    QFETCH(QString, call);
+    QFETCH(QString, input);
+    QString got;
+    if (call == "options") {
+        HostOptions o;
+        const bool ok = HostOptions::parse(("upsmon-host " + input).split(' ', Qt::SkipEmptyParts), true, &o, &got);
+        if (ok) {
+            got = QStringLiteral("%1 d%2 l%3").arg(o.headless ? "headless" : "window").arg(o.duration).arg(o.userLevel);
+            for (const UnitCommand& c : o.commands)
+                got += QStringLiteral(" %1/%2/%3").arg(c.unit, c.name, c.value);
+        }
+    } else if (call == "command") {
+        const CommandName* c = findCommand(input.section(':', 0, 0));
+        QString sent;
+        got = !c ? "none" : !commandValue(*c, input.section(':', 1), &sent, &got) ? got
+            : QStringLiteral("%1 '%2' %3=%4").arg(c->id).arg(sent).arg(c->confirmPoint).arg(c->confirmValue);
+    } else if (call == "confined") {
+        QTemporaryDir dir;
+        QVERIFY(QDir(dir.path()).mkdir("sub") && writeFile(dir.filePath("h.csv"), "") && QFile::link("h.csv", dir.filePath("in.csv"))
+                && QFile::link("../h.csv", dir.filePath("out.csv")));
+        ConfinedDirectory confined;
+        confined.setPath(dir.path());
+        QString file;
+        got = confined.resolve(input, &file, &got) ? file : got;
+        got.replace(QFileInfo(dir.path()).canonicalFilePath(), "DIR");
+    } else if (call == "event") {
+        EventFormatter formatter;
+        formatter.setEventTexts({"zero", "", "two", "three", "zero'", "", "two'", "three'"});
+        QMap<QString, QVariant> record{{"name", "U"}, {"timeStr", "T"}};
+        for (const QString& kv : input.section(' ', 1).split(';', Qt::SkipEmptyParts))
+            record.insert(kv.section('=', 0, 0), kv.section('=', 1));
+        const HostEvent e = formatter.describe(input.section(' ', 0, 0).toInt(), record, "X");
+        got = QStringLiteral("%1|%2|%3").arg(EventFormatter::toText(e)).arg(e.code).arg(e.state);
+    } else if (call == "state") {
+        UnitStatus s;
+        s.unit = "U";
+        s.flags = input.section(';', 0, 0).split(' ');
+        for (const QString& kv : input.section(';', 1).split(';', Qt::SkipEmptyParts))
+            s.values.insert(kv.section('=', 0, 0), kv.section('=', 1).toDouble());
+        HostEvent e = EventFormatter::describe(s, "state");
+        e.time = "T";
+        got = EventFormatter::toJson(e);
+    } else if (call == "csv") {
+        got = DataLog::csvLine(input.split('|'));
+    } else {
+        got = HistoryCodeMap::render(input.split('|'));
+    }
+    QTEST(got, "output");
 }
 
 QTEST_GUILESS_MAIN(tst_host)

@@ -101,7 +101,6 @@ void tst_nut_session::session_data()
     QTest::addColumn<QStringList>("script");   // request lines
     QTest::addColumn<QString>("reply");        // regular expression over the last replies, "^" at a reply's start
     QTest::addColumn<QStringList>("effects");  // what reached the units
-    // Listings and answers that NUT's own clients read: tst_nut_clients.
     const QString admin = "USERNAME admin|PASSWORD pw|";
     auto row = [](const char* name, const QString& script, const QString& reply, const QStringList& effects = {}) {
         QTest::newRow(name) << script.split('|') << reply << effects;
@@ -115,6 +114,12 @@ void tst_nut_session::session_data()
         "^BEGIN LIST VAR UPS1\n(VAR UPS1 .*\n)*VAR UPS1 battery.charge \"87.5\"\nVAR UPS1 device.model \"VEK5 \\\\\"X\\\\\"\"\n"
         "(VAR UPS1 .*\n)*VAR UPS1 ups.alarm \"Rectifier_Fan failure\"\nVAR UPS1 ups.load \"45\"\nVAR UPS1 ups.status \"OL CHRG\"\n"
         "VAR UPS1 vek5.battery.numbers \"40\"\nVAR UPS1 vek5.charge.current.limit \"1.0\"\nEND LIST VAR UPS1\n$");
+    row("list rw", "LIST RW UPS1", "^BEGIN LIST RW UPS1\nRW UPS1 input.voltage.nominal \"230\"\nRW UPS1 vek5.battery.numbers \"40\"\n"
+                                   "RW UPS1 vek5.charge.current.limit \"1.0\"\nEND LIST RW UPS1\n$");
+    row("list cmd", "LIST CMD UPS1", "^BEGIN LIST CMD UPS1\n(CMD UPS1 .*\n)*CMD UPS1 beeper.disable\n(CMD UPS1 .*\n)*END LIST CMD UPS1\n$");
+    row("list enum", "LIST ENUM UPS1 vek5.com.a.baud.rate.set", "^BEGIN LIST ENUM UPS1 vek5.com.a.baud.rate.set\n(ENUM UPS1 "
+        "vek5.com.a.baud.rate.set \"(19200|2400|4800|9600)\"\n){4}END LIST ENUM UPS1 vek5.com.a.baud.rate.set\n$");
+    row("get var", "GET VAR UPS1 ups.status", "^VAR UPS1 ups.status \"OL CHRG\"\n$");
     row("list range scaled", "LIST RANGE UPS1 vek5.cell.float.voltage", "^BEGIN LIST RANGE UPS1 vek5.cell.float.voltage\n"
         "RANGE UPS1 vek5.cell.float.voltage \"2.10\" \"3.65\"\nEND LIST RANGE UPS1 vek5.cell.float.voltage\n$");
     row("get errors", "GET VAR UPS1 ups.nothing|GET VAR UPS9 ups.status|GET VAR LOST ups.status|GET VAR NEW ups.status",

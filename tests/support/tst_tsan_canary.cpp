@@ -41,42 +41,32 @@ class Handover : public QObject
 {
     Q_OBJECT
 private slots:
-    void unordered()
+    void run_data()
     {
-        std::unique_ptr<QThread> thread(QThread::create([] {
-            racingWrite(1);
-            written.storeRelaxed(1);
-        }));
-        thread->start();
-        awaitWritten();
-        racingWrite(2);
-        thread->wait();
-        QCOMPARE(shared, 2);
+        QTest::addColumn<int>("order");
+        QTest::newRow("unordered") << 0;
+        QTest::newRow("orderedByMutex") << 1;
+        QTest::newRow("orderedByWait") << 2;
     }
 
-    void orderedByMutex()
+    void run()
     {
-        std::unique_ptr<QThread> thread(QThread::create([] {
-            const QMutexLocker lock(&sharedLock);
+        QFETCH(int, order);
+        QMutex* const lock = order == 1 ? &sharedLock : nullptr;   // a null QMutex locks nothing
+        std::unique_ptr<QThread> thread(QThread::create([lock] {
+            const QMutexLocker locker(lock);
             racingWrite(1);
             written.storeRelaxed(1);
         }));
         thread->start();
+        if (order == 2)
+            thread->wait();
         awaitWritten();
         {
-            const QMutexLocker lock(&sharedLock);
+            const QMutexLocker locker(lock);
             racingWrite(2);
         }
         thread->wait();
-        QCOMPARE(shared, 2);
-    }
-
-    void orderedByWait()
-    {
-        std::unique_ptr<QThread> thread(QThread::create([] { racingWrite(1); }));
-        thread->start();
-        thread->wait();
-        racingWrite(2);
         QCOMPARE(shared, 2);
     }
 };
@@ -103,7 +93,7 @@ private slots:
         environment.insert("VEK5_TSAN_HANDOVER", handover);
         child.setProcessEnvironment(environment);
         child.setProcessChannelMode(QProcess::MergedChannels);
-        child.start(QCoreApplication::applicationFilePath(), {handover});
+        child.start(QCoreApplication::applicationFilePath(), {"run:" + handover});
         QVERIFY(child.waitForFinished(120000));
         const QString output = QString::fromLocal8Bit(child.readAll());
         const bool raced = output.contains("WARNING: ThreadSanitizer: data race");
