@@ -1,5 +1,7 @@
 #include "UpsCommand.h"
 
+#include "points.h"
+
 #include <QCoreApplication>
 
 namespace {
@@ -11,40 +13,38 @@ constexpr int Both = C::FromView | C::FromHost;
 
 const std::vector<UpsCommand>& UpsCommand::table()
 {
-    // Confirm points: 4260 buzzer enabled (1/0), 4218 load on bypass, 4223
-    // output supplied, 4259 battery test status (0 none, 1 test running, 2
-    // discharge to low).
+    // A battery test shows 1 while it runs and 2 for a discharge to low.
     static const std::vector<UpsCommand> rows = {
         {1009, "beeper.enable", QT_TRANSLATE_NOOP("vek5Client", "Buzzer on"),
          "buzzer_on", QT_TRANSLATE_NOOP("vek5View", "Turn on"), 17, Both,
-         "Enable the UPS beeper", 4260, 1, C::NoArgument, ""},
+         "Enable the UPS beeper", point::BuzzerEnabled, 1, C::NoArgument, ""},
         {1010, "beeper.disable", QT_TRANSLATE_NOOP("vek5Client", "Buzzer off"),
          "buzzer_off", QT_TRANSLATE_NOOP("vek5View", "Turn off"), 18, Both,
-         "Disable the UPS beeper", 4260, 0, C::NoArgument, ""},
+         "Disable the UPS beeper", point::BuzzerEnabled, 0, C::NoArgument, ""},
         {1003, "test.battery.start.quick", QT_TRANSLATE_NOOP("vek5Client", "Selftest"),
          "battery_test", QT_TRANSLATE_NOOP("vek5View", "Battery test 20s"), 0, Both,
-         "Start a quick battery test (self-test)", 4259, 1, C::NoArgument, "0"},
+         "Start a quick battery test (self-test)", point::BatteryTestStatus, 1, C::NoArgument, "0"},
         {1004, "test.battery.start", QT_TRANSLATE_NOOP("vek5Client", "Discharge"),
          nullptr, nullptr, 0, C::FromHost,
-         "Start a battery discharge test of VALUE minutes", 4259, 1, C::Minutes, ""},
+         "Start a battery discharge test of VALUE minutes", point::BatteryTestStatus, 1, C::Minutes, ""},
         {1005, "test.battery.start.deep", QT_TRANSLATE_NOOP("vek5Client", "Discharge to low"),
          "battery_maintenance", QT_TRANSLATE_NOOP("vek5View", "Battery maintenance"), 2, Both,
-         "Start a deep battery test (discharge to low battery)", 4259, 2, C::NoArgument, ""},
+         "Start a deep battery test (discharge to low battery)", point::BatteryTestStatus, 2, C::NoArgument, ""},
         {1006, "test.battery.stop", QT_TRANSLATE_NOOP("vek5Client", "Cancel task"),
          "cancel_test", QT_TRANSLATE_NOOP("vek5View", "Cancel test"), 3, Both,
-         "Stop a battery test", 4259, 0, C::NoArgument, ""},
+         "Stop a battery test", point::BatteryTestStatus, 0, C::NoArgument, ""},
         {1007, "load.off", QT_TRANSLATE_NOOP("vek5Client", "Shutdown UPS"),
          "power_off", QT_TRANSLATE_NOOP("vek5View", "Shutdown stop output"), 4, Both,
-         "Turn off the load immediately", 4223, 0, C::NoArgument, ""},
+         "Turn off the load immediately", point::OutputSupplied, 0, C::NoArgument, ""},
         {1008, "load.on", QT_TRANSLATE_NOOP("vek5Client", "Startup UPS"),
          "power_on", QT_TRANSLATE_NOOP("vek5View", "Startup"), 7, Both,
-         "Turn on the load immediately", 4223, 1, C::NoArgument, "0"},
+         "Turn on the load immediately", point::OutputSupplied, 1, C::NoArgument, "0"},
         {1016, "bypass.start", QT_TRANSLATE_NOOP("vek5Client", "Turn bypass manually"),
          "turn_bypass", QT_TRANSLATE_NOOP("vek5View", "Transfer to bypass"), 10, Both,
-         "Put the load on bypass", 4218, 1, C::NoArgument, ""},
+         "Put the load on bypass", point::LoadOnBypass, 1, C::NoArgument, ""},
         {1017, "bypass.stop", QT_TRANSLATE_NOOP("vek5Client", "Turn inverter manually"),
          "turn_inverter", QT_TRANSLATE_NOOP("vek5View", "Transfer to inverter"), 11, Both,
-         "Put the load back on the inverter", 4218, 0, C::NoArgument, ""},
+         "Put the load back on the inverter", point::LoadOnBypass, 0, C::NoArgument, ""},
         {1001, "vek5.fault.clear", QT_TRANSLATE_NOOP("vek5Client", "Clean fault"),
          "clear_fault", QT_TRANSLATE_NOOP("vek5View", "Clear fault"), 12, Both,
          "Clear the unit's latched faults", 0, 0, C::NoArgument, ""},
@@ -54,10 +54,10 @@ const std::vector<UpsCommand>& UpsCommand::table()
         // Start-up with a non-zero argument is the wake-up.
         {1013, "vek5.wakeup", QT_TRANSLATE_NOOP("vek5Client", "Wakeup UPS"),
          nullptr, nullptr, 7, C::FromHost,
-         "Wake the unit up", 4223, 1, C::NoArgument, "1"},
+         "Wake the unit up", point::OutputSupplied, 1, C::NoArgument, "1"},
         {1015, "vek5.shutdown.bypass", QT_TRANSLATE_NOOP("vek5Client", "Shutdown to bypass"),
          "off_turn_bypass", QT_TRANSLATE_NOOP("vek5View", "Shutdown to bypass"), 9, Both,
-         "Shut the inverter down, leaving the load on bypass", 4218, 1, C::NoArgument, ""},
+         "Shut the inverter down, leaving the load on bypass", point::LoadOnBypass, 1, C::NoArgument, ""},
         {C::DownloadHistory, "vek5.history.download", QT_TRANSLATE_NOOP("vek5Client", "Download history"),
          "download_history_log", QT_TRANSLATE_NOOP("vek5View", "Download history"), 20, Both,
          "Download the event history to the file VALUE of the history directory", 0, 0, C::FileName, ""},

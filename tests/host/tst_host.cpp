@@ -553,7 +553,7 @@ void tst_host::texts()
                 got += QStringLiteral(" %1/%2/%3").arg(c.unit, c.name, c.value);
         }
     } else if (call == "command") {
-        const CommandName* c = findCommand(input.section(':', 0, 0));
+        const UpsCommand* c = findCommand(input.section(':', 0, 0));
         QString sent;
         got = !c ? "none" : !commandValue(*c, input.section(':', 1), &sent, &got) ? got
             : QStringLiteral("%1 '%2' %3=%4").arg(c->id).arg(sent).arg(c->confirmPoint).arg(c->confirmValue);
