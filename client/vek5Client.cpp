@@ -13,12 +13,16 @@
 
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QBuffer>
 #include <QDebug>
 #include <QFile>
+#include <QFileInfo>
+#include <QHash>
 #include <QLibrary>
 #include <QMetaType>
 #include <QSettings>
 #include <QTcpSocket>
+#include <QTextCodec>
 #include <QTextStream>
 #include <QTimer>
 
@@ -70,29 +74,29 @@ bool splitHistoryLine(const char* line, int length, int (&values)[kHistoryFieldC
 }
 
 // Appends what QString::number(value) gives.
-void appendNumber(QString& out, int value)
+void appendNumber(QByteArray& out, int value)
 {
     if (value < 0) {
-        out += QString::number(value);
+        out += QByteArray::number(value);
         return;
     }
-    QChar digits[10];
+    char digits[10];
     int first = 10;
     do {
-        digits[--first] = QChar(ushort('0' + value % 10));
+        digits[--first] = char('0' + value % 10);
         value /= 10;
     } while (value != 0);
     out.append(digits + first, 10 - first);
 }
 
 // Appends a time field as arg(value, 2, 10, QChar('0')) writes it.
-void appendTwoDigits(QString& out, int value)
+void appendTwoDigits(QByteArray& out, int value)
 {
     if (value >= 0 && value <= 99) {
-        out += QChar(ushort('0' + value / 10));
-        out += QChar(ushort('0' + value % 10));
+        out += char('0' + value / 10);
+        out += char('0' + value % 10);
     } else {
-        out += QString("%1").arg(value, 2, 10, QChar('0'));
+        out += QString("%1").arg(value, 2, 10, QChar('0')).toLatin1();
     }
 }
 
@@ -680,14 +684,34 @@ void vek5Client::initHistoryInfo()
 
 void vek5Client::exportHistoryInfo(QString path)
 {
-    // Rows are built straight into one text: a history can run to a million
-    // lines, and a list of split fields and formatted pieces per line cost
-    // several times the reading itself.
-    QString rows;
+    // Rows go out as they are read, in pieces, so a history of a million
+    // lines costs no more memory than a short one. Texts are encoded once, as
+    // a text stream in the locale's encoding would write them.
     QFile history(kHistoryPath);
-    if (history.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        while (!history.atEnd()) {
-            const QByteArray raw = history.readLine();
+    history.open(QIODevice::ReadOnly | QIODevice::Text);   // unreadable reads as empty
+    QFile out(path);
+    const bool sameFile = !path.isEmpty() && QFileInfo(path) == QFileInfo(history);
+    QBuffer whole;   // an export onto the history itself reads it first
+    if (sameFile) {
+        whole.setData(history.readAll());
+        whole.open(QIODevice::ReadOnly);
+        history.close();
+    }
+    QIODevice& in = sameFile ? static_cast<QIODevice&>(whole) : history;
+    const bool exported = !path.isEmpty() && out.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text);
+    if (exported) {
+        QTextCodec* codec = QTextCodec::codecForLocale();
+        QHash<int, QByteArray> texts;
+        for (auto it = m_historyCode.cbegin(); it != m_historyCode.cend(); ++it)
+            texts.insert(it.key(), codec->fromUnicode(it.value()));
+        const QByteArray states[2] = {codec->fromUnicode(m_historyState.value(0)),
+                                      codec->fromUnicode(m_historyState.value(1))};
+        QByteArray rows = codec->fromUnicode(tr("ID") + "," + tr("Content") + "," + tr("Status") + ","
+                                             + tr("Time") + ",\n");
+        constexpr int kChunk = 1 << 16;
+        rows.reserve(kChunk + 512);
+        while (in.isOpen() && !in.atEnd()) {
+            const QByteArray raw = in.readLine();
             // Without its line end, then as Latin-1 text: ended by a NUL.
             int length = raw.size();
             while (length > 0 && (raw[length - 1] == '\n' || raw[length - 1] == '\r'))
@@ -698,35 +722,34 @@ void vek5Client::exportHistoryInfo(QString path)
                 continue;
             const int code = values[0];
             appendNumber(rows, code);
-            rows += QLatin1Char(',');
-            const auto text = m_historyCode.constFind(code);
-            if (text != m_historyCode.constEnd())
+            rows += ',';
+            const auto text = texts.constFind(code);
+            if (text != texts.constEnd())
                 rows += *text;
             else
                 appendNumber(rows, code);
-            rows += QLatin1Char(',');
-            rows += m_historyState.value(values[1]);
-            rows += QLatin1String(",20");
+            rows += ',';
+            if (values[1] == 0 || values[1] == 1)
+                rows += states[values[1]];
+            rows += ",20";
             const char separators[] = "-- ::,";
             for (int f = 2; f < kHistoryFieldCount; ++f) {
                 appendTwoDigits(rows, values[f]);
-                rows += QLatin1Char(separators[f - 2]);
+                rows += separators[f - 2];
             }
-            rows += QLatin1Char('\n');
+            rows += '\n';
+            if (rows.size() >= kChunk) {
+                out.write(rows);
+                rows.resize(0);
+            }
         }
-        history.close();
+        out.write(rows);
+        out.close();
     }
-    // The unit's history lives on only in the exported file.
+    history.close();
+    // The unit's history lives on only in the exported file (which, written
+    // onto the history, has already replaced it).
     QFile emptied(kHistoryPath);
-    if (emptied.open(QIODevice::WriteOnly | QIODevice::Truncate))
+    if (!(sameFile && exported) && emptied.open(QIODevice::WriteOnly | QIODevice::Truncate))
         emptied.close();
-
-    if (path.isEmpty())
-        return;
-    QFile out(path);
-    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text))
-        return;
-    QTextStream stream(&out);
-    stream << tr("ID") << "," << tr("Content") << "," << tr("Status") << "," << tr("Time") << ",\n";
-    stream << rows;
 }

@@ -361,6 +361,13 @@ void tst_client::exportRows_data()
     QTest::newRow("text ends at NUL") << QByteArray("4,ab\0cd,x\0y\n", 13) << "" << QByteArray("4 1 24 1 1 1 1 1\n") << "out.csv"
                                       << QByteArray("4,ab,Appear,2024-01-01 01:01:01,\n");
     QTest::newRow("empty path: history emptied all the same") << QByteArray() << "" << line << "" << QByteArray();
+    QTest::newRow("export onto the history itself") << QByteArray("12,a,b\n") << "" << line << "./history.txt"
+                                                    << QByteArray("12,b,Appear,2024-03-05 07:08:09,\n");
+    QByteArray many;
+    for (int i = 0; i < 3000; ++i)
+        many += line;
+    QTest::newRow("a history longer than one write") << QByteArray("12,a,b\n") << "" << many << "out.csv"
+                                                     << QByteArray("12,b,Appear,2024-03-05 07:08:09,\n").repeated(3000);
 }
 
 void tst_client::exportRows()
@@ -381,11 +388,12 @@ void tst_client::exportRows()
         client.initHistoryInfo();
     }
     client.exportHistoryInfo(path);
-    QCOMPARE(QFile::exists("out.csv"), !rows.isNull());
+    QCOMPARE(QFile::exists("out.csv"), path == "out.csv");
     if (!rows.isNull())
-        QCOMPARE(readFile("out.csv"), "ID,Content,Status,Time,\n" + rows);
+        QCOMPARE(readFile(path), "ID,Content,Status,Time,\n" + rows);
     QVERIFY(QFile::exists("history.txt"));
-    QCOMPARE(readFile("history.txt"), QByteArray());
+    if (path != "./history.txt")
+        QCOMPARE(readFile("history.txt"), QByteArray());
 }
 
 void tst_client::flushDataKeys_data()
