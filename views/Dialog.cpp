@@ -19,10 +19,11 @@
 #include "MsgBox.h"
 #include "ParameterInformation.h"
 #include "RecordKeys.h"
+#include "points.h"
 
 namespace {
 
-const int systemTimePoint = 3103;
+const int systemTimePoint = point::SystemTime;
 const int checkedCloseMs = 1000;
 const int uncheckedCloseMs = 2000;
 

@@ -2,8 +2,9 @@
 
 #include "Dialog.h"
 #include "Energyline.h"
-#include "UpsCommand.h"
 #include "MsgBox.h"
+#include "UpsCommand.h"
+#include "points.h"
 #include "vek5_10_30k_View.h"
 
 #include <QAbstractButton>
@@ -60,10 +61,10 @@ const struct
 };
 
 // The records a user of level 1 or less may still set.
-const int kOpenRecords[] = {3017, 3018, 3023, 3028};
+const int kOpenRecords[] = {point::BatteryBlocks, point::BatteryAh, point::ChargeCurrentLimit, point::BacklightTime};
 
-const int kAlarmCount = 512;
-const int kAlarmBase = 2000;
+const int kAlarmCount = point::AlarmCount;
+const int kAlarmBase = point::FirstAlarm;
 
 // The diagram's panels reach 440 px left, 445 px right, 340 px above and
 // 343 px below its centre.
