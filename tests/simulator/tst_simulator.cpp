@@ -1,8 +1,11 @@
 // upssim's control channel, and its multi-drop RTU line through the real driver library and collectors.
 
+#include "EventTypes.h"
 #include "PortManage.h"
+#include "RecordKeys.h"
 #include "SerialPort.h"
 #include "TestRig.h"
+#include "points.h"
 
 #include <QLocalSocket>
 #include <QScopeGuard>
@@ -74,46 +77,51 @@ void tst_simulator::answers()
 }
 
 // Units 1-3 on a socat pty pair, unit 2 at full load; one collector per address,
-// all through the one port a shared port manager keeps for the line.
+// all through the one port a shared port manager keeps for the line. A fourth
+// collector reads a unit of its own on a second line: its reads are the clock
+// for how many reads the first line would have made meanwhile.
 void tst_simulator::threeUnitsOneLine()
 {
     if (QStandardPaths::findExecutable("socat").isEmpty())
         QSKIP("socat is not installed");
-    PtyPair line;
+    PtyPair line, witnessLine;
     QVERIFY(line.start("ttyLine0", "ttyLine1"));
-    SimProcess sim;
+    QVERIFY(witnessLine.start("ttyWitness0", "ttyWitness1"));
+    SimProcess sim, witnessSim;
     QVERIFY2(sim.start({"--no-tcp", "--rtu", line.b, "--units", "3", "--scenario", "2=low-battery"}),
              qPrintable(sim.output()));
+    QVERIFY2(witnessSim.start({"--no-tcp", "--rtu", witnessLine.b, "--units", "1"}), qPrintable(witnessSim.output()));
 
-    PortManage manager;
+    PortManage manager, witnessManager;   // the witness waits for no one's lock
     QMutex lock;   // over what the collectors report
-    int reads[3] = {};
+    int reads[4] = {};
     std::atomic<int> lost{0};   // read at the end while they still run
-    QMap<int, QVariant> last[3];
+    QMap<int, QVariant> last[4];
     std::vector<std::unique_ptr<vek5Client>> collectors;
     const auto stop = qScopeGuard([&collectors] { for (auto& c : collectors) c->quit(), c->wait(20000); });
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 4; ++i) {
         collectors.push_back(std::make_unique<vek5Client>());
         vek5Client* c = collectors.back().get();
-        c->m_portHandle = &manager;
-        c->m_devAddr = i + 1;
+        c->m_portHandle = i < 3 ? &manager : &witnessManager;
+        c->m_devAddr = i < 3 ? i + 1 : 1;
         c->m_retries = 1;   // any failed read counts
-        c->setPort(line.a, "9600,n,8,1");
+        c->setPort(i < 3 ? line.a : witnessLine.a, "9600,n,8,1");
         connect(c, &CollectThread::postDEvent, c, [&, i](int type, QMap<QString, QVariant> record) {
             QMutexLocker locker(&lock);
-            lost += type == 1041 ? 1 : 0;
-            reads[i] += type == 2007 ? 1 : 0;
-            last[i] = record.value("data").value<QMap<int, QVariant>>();
+            lost += type == EventType::CommLost ? 1 : 0;
+            reads[i] += type == EventType::DataReport ? 1 : 0;
+            last[i] = record.value(RecordKey::Data).value<QMap<int, QVariant>>();
         }, Qt::DirectConnection);
         c->start();
     }
-    const auto fewest = [&] { QMutexLocker locker(&lock); return std::min({reads[0], reads[1], reads[2]}); };
-    const auto total = [&] { QMutexLocker locker(&lock); return reads[0] + reads[1] + reads[2]; };
+    const auto count = [&](int i) { QMutexLocker locker(&lock); return reads[i]; };
+    const auto fewest = [&] { return std::min({count(0), count(1), count(2)}); };
+    const auto total = [&] { return count(0) + count(1) + count(2); };
     QTRY_VERIFY_WITH_TIMEOUT(fewest() >= 2, 30000);
     for (int i = 0; i < 3; ++i) {
         QMutexLocker locker(&lock);
-        QCOMPARE(last[i].value(3002).toInt(), i + 1);   // each one reads its own unit
-        QCOMPARE(last[i].value(4184).toInt() > 70, i == 1);   // unit 2 at full load
+        QCOMPARE(last[i].value(point::DeviceAddress).toInt(), i + 1);   // each one reads its own unit
+        QCOMPARE(last[i].value(point::OutputLoadR).toInt() > 70, i == 1);   // unit 2 at full load
     }
     const int rounds = fewest();
     QElapsedTimer clock;
@@ -121,12 +129,16 @@ void tst_simulator::threeUnitsOneLine()
     QTRY_VERIFY_WITH_TIMEOUT(fewest() >= rounds + 3, 60000);
     qInfo("full read of the three units at 9600 baud: %.1f ms", double(clock.elapsed()) / 3);
 
-    // While the line's lock is held here, none gets past the read under way.
-    // (No events run meanwhile: the manager's own tick would wait for it too.)
+    // While the line's lock is held here, none gets past the read under way,
+    // for as long as the witness takes for three full reads of its own. No
+    // events run meanwhile: the manager's own tick would wait for the lock too.
     SerialPort* port = manager.getPortHandle(line.a);
     port->Lock();
     const int held = total();
-    QThread::msleep(3000);
+    const int witnessed = count(3);
+    for (QDeadlineTimer patience(60000); count(3) < witnessed + 3 && !patience.hasExpired();)
+        QThread::msleep(20);
+    QVERIFY(count(3) >= witnessed + 3);
     const int during = total() - held;
     port->UnLock();
     QVERIFY2(during <= 3, qPrintable(QString("%1 reads while the line was locked").arg(during)));
