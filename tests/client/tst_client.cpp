@@ -6,10 +6,7 @@
 
 #include "TestRig.h"
 
-#include <QPointer>
-#include <QSignalSpy>
 #include <QtTest>
-
 
 using Points = QMap<int, float>;
 using Record = QMap<QString, QVariant>;

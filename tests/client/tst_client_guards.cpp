@@ -5,7 +5,6 @@
 #include "PortManage.h"
 #include "SerialPort.h"
 
-#include <QDir>
 #include <QtTest>
 
 #include <unistd.h>

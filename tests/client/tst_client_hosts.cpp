@@ -4,9 +4,6 @@
 
 #include "TestRig.h"
 
-#include <QDir>
-#include <QPluginLoader>
-#include <QSet>
 #include <QtTest>
 
 #include <memory>

@@ -8,8 +8,6 @@
 #include "modbus.h"
 #include "portaccess.h"
 
-#include <QRandomGenerator>
-#include <QSettings>
 #include <QtTest>
 
 #include <atomic>

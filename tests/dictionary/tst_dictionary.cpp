@@ -4,7 +4,6 @@
 
 #include "vek5Font.h"
 
-#include <QTranslator>
 #include <QtTest>
 
 #include <atomic>

@@ -6,7 +6,6 @@
 #include "PortManage.h"
 #include "TestRig.h"
 
-#include <QStandardPaths>
 #include <QtTest>
 
 #include <algorithm>

@@ -4,7 +4,6 @@
 // notification policy over the units' snapshots, the checks of param.ini /
 // dev.ini, and the filter of its log.
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include "CommandTable.h"

@@ -8,10 +8,6 @@
 
 #include "TestRig.h"
 
-#include <QDir>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QRegularExpression>
 #include <QtTest>
 
 #include <arpa/inet.h>
@@ -376,7 +372,6 @@ private:
             m_events += QJsonDocument::fromJson(line).object();
     }
 };
-
 
 QTEST_GUILESS_MAIN(tst_host_headless)
 #include "tst_host_headless.moc"

@@ -5,8 +5,6 @@
 
 #include "TestRig.h"
 
-#include <QDir>
-#include <QRegularExpression>
 #include <QtTest>
 
 #include <csignal>

@@ -5,8 +5,6 @@
 #include "TestRig.h"
 
 #include <QLocalSocket>
-#include <QScopeGuard>
-#include <QStandardPaths>
 #include <QtTest>
 
 class tst_simulator : public QObject

@@ -6,10 +6,6 @@
 // runner, say) fails this test; so does a hand-over of Qt's that the
 // sanitizer no longer sees.
 
-#include <QAtomicInt>
-#include <QMutex>
-#include <QProcess>
-#include <QThread>
 #include <QtTest>
 
 #include <memory>

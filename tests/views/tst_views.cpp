@@ -9,19 +9,7 @@
 #include "vek5View.h"
 #include "vek5_10_30k_View.h"
 
-#include <QApplication>
-#include <QComboBox>
-#include <QDateTimeEdit>
-#include <QFileDialog>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QSignalSpy>
-#include <QStackedWidget>
-#include <QTabWidget>
-#include <QTableWidget>
-#include <QTemporaryDir>
-#include <QTimer>
+#include <QtWidgets>
 #include <QtTest>
 
 #include <functional>
