@@ -272,12 +272,11 @@ private slots:
     void devIni()
     {
         QFETCH(QByteArray, content);
-        QFETCH(QList<int>, numbers);
         QVERIFY(plant(appDbDir() + "/dev.ini", content));
         vek5Client client;
         client.m_devName = "UNIT";
         client.loadConfig();
-        QCOMPARE((QList<int>{client.m_retries, client.m_interval, client.m_devAddr}), numbers);
+        QTEST((QList<int>{client.m_retries, client.m_interval, client.m_devAddr}), "numbers");
         QTEST(client.m_portName, "portName");
         QCOMPARE(client.m_commType, 0);
         QVERIFY(plant(appDbDir() + "/dev.ini", ""));

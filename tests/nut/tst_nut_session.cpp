@@ -68,8 +68,6 @@ private slots:
     void framing()
     {
         QFETCH(QByteArrayList, chunks);
-        QFETCH(QStringList, lines);
-        QFETCH(bool, overflow);
         NutLineParser parser(64);
         QStringList got;
         for (const QByteArray& chunk : chunks) {
@@ -80,8 +78,8 @@ private slots:
                 got += NutLineParser::split(line, &words) ? words.join('|') : QString("!");
             }
         }
-        QCOMPARE(got, lines);
-        QCOMPARE(parser.overflowed(), overflow);
+        QTEST(got, "lines");
+        QTEST(parser.overflowed(), "overflow");
         // Quoting is the inverse of splitting.
         QStringList back;
         QVERIFY(NutLineParser::split("W " + NutLineParser::quote("a \"b\" \\c\nd"), &back));
