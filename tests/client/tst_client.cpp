@@ -171,8 +171,6 @@ private slots:
         QCOMPARE(m_driver.queryCount(), answers.size());
     }
 
-    // Steps: "p" polls, "c" queues a command; `cycles` is how many cycles ran;
-    // the tick counts cycles since the queue was last non-empty.
     // A change deferred while the collector's thread ran, and left pending by
     // a stop before its next tick, must not override a newer one made while the
     // thread is stopped.
@@ -198,6 +196,8 @@ private slots:
         QCOMPARE(client.m_interval, 9);
     }
 
+    // Steps: "p" polls, "c" queues a command; `cycles` is how many cycles ran;
+    // the tick counts cycles since the queue was last non-empty.
     void pollInterval_data()
     {
         QTest::addColumn<int>("interval");
