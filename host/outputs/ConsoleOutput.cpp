@@ -1,11 +1,9 @@
 #include "ConsoleOutput.h"
 
-#include <cstdio>
-
 #include "EventFormatter.h"
 
-ConsoleOutput::ConsoleOutput(bool json, bool showData, QObject* parent)
-    : QObject(parent), m_out(stdout), m_json(json), m_showData(showData)
+ConsoleOutput::ConsoleOutput(bool json, bool showData, QObject* parent, FILE* out)
+    : QObject(parent), m_out(out), m_json(json), m_showData(showData)
 {
     m_out.setCodec("UTF-8");
 }

@@ -9,13 +9,16 @@
 #include <QObject>
 #include <QTextStream>
 
+#include <cstdio>
+
 #include "HostEvent.h"
 
 class ConsoleOutput : public QObject
 {
     Q_OBJECT
 public:
-    ConsoleOutput(bool json, bool showData, QObject* parent = nullptr);
+    // `out`: stdout, or a test's file.
+    ConsoleOutput(bool json, bool showData, QObject* parent = nullptr, FILE* out = stdout);
 
 public slots:
     void print(const HostEvent& event);

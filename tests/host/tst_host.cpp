@@ -8,6 +8,7 @@
 
 #include "CommandTable.h"
 #include "ConfinedDirectory.h"
+#include "ConsoleOutput.h"
 #include "DataLog.h"
 #include "EventFormatter.h"
 #include "HistoryCodeMap.h"
@@ -29,6 +30,12 @@ bool writeFile(const QString& path, const QByteArray& text)
 {
     QFile f(path);
     return f.open(QIODevice::WriteOnly) && f.write(text) == text.size();
+}
+
+QString readFile(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QStringLiteral("(none)");
 }
 
 QMap<int, QVariant> points(const QString& pairs)
@@ -513,6 +520,13 @@ private slots:
         // csv: fields split at '|'; codemap: catalogue texts split at '|'.
         row("csv", "a|b,c|say \"hi\"|two\nlines|", "a,\"b,c\",\"say \"\"hi\"\"\",\"two\nlines\",\n");
         row("codemap", "A|B,b||D| x |a'|b'|c'|d'|e'", "0,A,\n1,B;b,\n3,D,\n4,x,\n");
+        // datalog: "HEADINGS|...;VALUES|..." appended, the file rotated, appended again -> both files.
+        row("datalog", "a|b;1", "Time,Unit,a,b\nT,U,1,\nT,U,1,\n");
+        row("datalog", "a;1,5|x", "Time,Unit,a\nT,U,\"1,5\",x\n|Time,Unit,a\nT,U,\"1,5\",x\n");
+        // console: "MODE KIND" of an event at T of U -> what reaches the console.
+        row("console", "text comm", "T U comm 1041: x\n");
+        row("console", "text data", "");
+        row("console", "json+data data", "{\"kind\":\"data\",\"text\":\"x\",\"time\":\"T\",\"type\":1041,\"unit\":\"U\"}\n");
     }
 
     void texts()
@@ -561,6 +575,28 @@ private slots:
             got = EventFormatter::toJson(e);
         } else if (call == "csv") {
             got = DataLog::csvLine(input.split('|'));
+        } else if (call == "datalog") {
+            QTemporaryDir dir;
+            const QString path = dir.filePath("log.csv");
+            DataLog log;
+            const bool rotate = input.contains(',');
+            QVERIFY(log.open(path, input.section(';', 0, 0).split('|'), &got));
+            for (int i = 0; i < 2; ++i) {
+                if (i == 1 && rotate)
+                    QVERIFY(QFile::rename(path, path + ".1") && log.reopen(&got));
+                QVERIFY(log.append("T", "U", input.section(';', 1).split('|')));
+            }
+            got = rotate ? readFile(path + ".1") + "|" + readFile(path) : readFile(path);
+        } else if (call == "console") {
+            FILE* out = std::tmpfile();
+            {
+                ConsoleOutput console(input.startsWith("json"), input.contains("+data"), nullptr, out);
+                console.print({"T", "U", 1041, input.section(' ', 1), -1, -1, "x", {}, {}});
+            }
+            std::rewind(out);
+            char buffer[512] = {};
+            got = QString::fromUtf8(buffer, int(std::fread(buffer, 1, sizeof buffer - 1, out)));
+            std::fclose(out);
         } else {
             got = HistoryCodeMap::render(input.split('|'));
         }
