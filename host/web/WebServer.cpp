@@ -1,0 +1,367 @@
+#include "WebServer.h"
+
+#include <QDebug>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <civetweb.h>
+#include <openssl/ssl.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <future>
+
+#include "MetricsExporter.h"
+#include "NutUsers.h"
+#include "UnitDirectory.h"
+
+namespace {
+
+const int kChangeTimeoutMs = 5000;          // the main thread answers a change within this
+const auto kKeepAlive = std::chrono::seconds(15);
+const size_t kMaxQueuedFrames = 512;        // a live client this far behind is dropped
+
+qint64 monotonicMs()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+const char* reason(int status)
+{
+    switch (status) {
+    case 200: return "OK";
+    case 202: return "Accepted";
+    case 400: return "Bad Request";
+    case 401: return "Unauthorized";
+    case 403: return "Forbidden";
+    case 404: return "Not Found";
+    case 405: return "Method Not Allowed";
+    case 409: return "Conflict";
+    case 413: return "Payload Too Large";
+    case 422: return "Unprocessable Entity";
+    case 429: return "Too Many Requests";
+    case 503: return "Service Unavailable";
+    default: return "Error";
+    }
+}
+
+void send(mg_connection* conn, const WebResponse& r)
+{
+    QByteArray head = "HTTP/1.1 " + QByteArray::number(r.status) + ' ' + reason(r.status) + "\r\n"
+        "Content-Type: " + r.contentType + "\r\n"
+        "Content-Length: " + QByteArray::number(r.body.size()) + "\r\n"
+        "Cache-Control: no-store\r\n"
+        "X-Content-Type-Options: nosniff\r\n"
+        "X-Frame-Options: DENY\r\n"
+        "Content-Security-Policy: default-src 'self'; img-src 'self' data:\r\n"
+        "Connection: close\r\n";
+    for (const auto& h : r.headers)
+        head += h.first + ": " + h.second + "\r\n";
+    head += "\r\n";
+    mg_write(conn, head.constData(), size_t(head.size()));
+    mg_write(conn, r.body.constData(), size_t(r.body.size()));
+}
+
+int loadCertificate(void* sslContext, void* self)
+{
+    const WebSettings& s = static_cast<const WebServer*>(self)->settings();
+    auto* ctx = static_cast<SSL_CTX*>(sslContext);
+    if (SSL_CTX_use_certificate_chain_file(ctx, QFile::encodeName(s.certificate).constData()) != 1
+        || SSL_CTX_use_PrivateKey_file(ctx, QFile::encodeName(s.key).constData(), SSL_FILETYPE_PEM) != 1
+        || SSL_CTX_check_private_key(ctx) != 1) {
+        qWarning().noquote() << QStringLiteral("web console: certificate %1 with key %2 cannot be used")
+                                    .arg(s.certificate, s.key);
+        return -1;
+    }
+    return 1;
+}
+
+int logMessage(const mg_connection*, const char* message)
+{
+    qWarning().noquote() << QStringLiteral("web console: %1").arg(QString::fromLocal8Bit(message).trimmed());
+    return 1;
+}
+
+} // namespace
+
+// The directory as the request threads see it: reads go straight through
+// (they are thread-safe), changes are run on the server's thread.
+class WebServer::MainThreadDirectory : public UnitDirectory
+{
+public:
+    MainThreadDirectory(UnitDirectory* directory, QObject* home, const std::atomic<bool>* stopping)
+        : m_directory(directory), m_home(home), m_stopping(stopping) {}
+
+    QStringList units() const override { return m_directory->units(); }
+    QString description(const QString& unit) const override { return m_directory->description(unit); }
+    UnitStatus status(const QString& unit) const override { return m_directory->status(unit); }
+    bool sendCommand(const QString& unit, const QString& name, const QString& value, const QString& who,
+                     QString* error) override
+    {
+        UnitDirectory* d = m_directory;
+        return run([=](QString* e) { return d->sendCommand(unit, name, value, who, e); }, error);
+    }
+    bool writeSetting(const QString& unit, int point, int rawValue, const QString& who, QString* error) override
+    {
+        UnitDirectory* d = m_directory;
+        return run([=](QString* e) { return d->writeSetting(unit, point, rawValue, who, e); }, error);
+    }
+
+private:
+    bool run(std::function<bool(QString*)> change, QString* error)
+    {
+        struct Pending
+        {
+            std::mutex lock;
+            bool abandoned = false;
+            std::promise<QPair<bool, QString>> done;
+        };
+        auto pending = std::make_shared<Pending>();
+        std::future<QPair<bool, QString>> result = pending->done.get_future();
+        QMetaObject::invokeMethod(m_home, [pending, change] {
+            const std::lock_guard<std::mutex> locker(pending->lock);
+            if (pending->abandoned)
+                return;
+            QString e;
+            const bool ok = change(&e);
+            pending->done.set_value(qMakePair(ok, e));
+        }, Qt::QueuedConnection);
+        QElapsedTimer waited;
+        waited.start();
+        // Short waits: a stopping server must not wait on the thread that stops it.
+        while (result.wait_for(std::chrono::milliseconds(50)) != std::future_status::ready) {
+            if (!m_stopping->load() && !waited.hasExpired(kChangeTimeoutMs))
+                continue;
+            const std::lock_guard<std::mutex> locker(pending->lock);
+            if (result.wait_for(std::chrono::seconds(0)) == std::future_status::ready)
+                break;
+            pending->abandoned = true;
+            *error = m_stopping->load() ? QStringLiteral("the host is stopping")
+                                        : QStringLiteral("the host did not take the change in time");
+            return false;
+        }
+        const QPair<bool, QString> r = result.get();
+        if (error)
+            *error = r.second;
+        return r.first;
+    }
+
+    UnitDirectory* m_directory;
+    QObject* m_home;
+    const std::atomic<bool>* m_stopping;
+};
+
+WebServer::WebServer(UnitDirectory* directory, QObject* parent)
+    : QObject(parent),
+      m_bridge(std::make_unique<MainThreadDirectory>(directory, this, &m_stopping)),
+      m_api(std::make_unique<WebApi>(m_bridge.get(), &m_events)),
+      m_metrics(std::make_unique<MetricsExporter>(*directory))
+{
+    MetricsExporter* metrics = m_metrics.get();
+    m_api->setMetrics([metrics] { return QByteArray::fromStdString(metrics->scrape()); });
+}
+
+WebServer::~WebServer()
+{
+    stop();
+}
+
+bool WebServer::start(const WebSettings& settings, const NutUsers& users, const QString& historyDir,
+                      QString* error)
+{
+    stop();
+    m_settings = settings;
+    configure(settings, users, historyDir);
+    if (settings.tls() && !(mg_init_library(MG_FEATURES_SSL) & MG_FEATURES_SSL)) {
+        mg_exit_library();
+        *error = QStringLiteral("web console: HTTPS is not available (CivetWeb loads libssl.so and "
+                                "libcrypto.so at run time)");
+        return false;
+    }
+    if (!settings.tls())
+        mg_init_library(0);
+    const QByteArray ports = settings.listen.toLatin1() + (settings.tls() ? "s" : "");
+    // One thread more than the limit: it answers the request past the limit with 503.
+    const QByteArray threads = QByteArray::number(settings.maxClients + 1);
+    const char* options[] = {"listening_ports", ports.constData(), "num_threads", threads.constData(),
+                             "request_timeout_ms", "10000", "enable_keep_alive", "no", nullptr};
+    mg_callbacks callbacks {};
+    callbacks.log_message = logMessage;
+    if (settings.tls())
+        callbacks.init_ssl = loadCertificate;
+    mg_init_data init {};
+    init.callbacks = &callbacks;
+    init.user_data = this;
+    init.configuration_options = options;
+    char text[256] = {};
+    unsigned code = 0;
+    mg_error_data failure {};
+    failure.code = &code;
+    failure.text = text;
+    failure.text_buffer_size = sizeof(text);
+    m_stopping = false;
+    m_context = mg_start2(&init, &failure);
+    if (!m_context) {
+        mg_exit_library();
+        *error = QStringLiteral("web console cannot listen on %1: %2").arg(settings.listen, QString::fromLocal8Bit(text));
+        return false;
+    }
+    mg_set_request_handler(m_context, "/", &WebServer::onRequest, this);
+    mg_server_port port {};
+    m_port = mg_get_server_ports(m_context, 1, &port) == 1 ? port.port : 0;
+    if (!settings.loopback() && !settings.tls())
+        qWarning().noquote() << QStringLiteral("web console on %1, not a loopback address, without TLS: "
+                                               "passwords and session cookies travel in clear text; set "
+                                               "[web] certificate and key").arg(settings.host);
+    return true;
+}
+
+void WebServer::configure(const WebSettings& settings, const NutUsers& users, const QString& historyDir)
+{
+    m_settings.viewWithoutLogin = settings.viewWithoutLogin;
+    WebApi::Options options;
+    options.viewWithoutLogin = settings.viewWithoutLogin;
+    options.historyDir = historyDir;
+    m_api->configure(users, options);
+}
+
+void WebServer::stop()
+{
+    if (!m_context)
+        return;
+    m_stopping = true;
+    {
+        const std::lock_guard<std::mutex> locker(m_streamsLock);
+        for (const std::shared_ptr<Stream>& s : m_streams) {
+            const std::lock_guard<std::mutex> streamLocker(s->lock);
+            s->closed = true;
+            s->wake.notify_all();
+        }
+    }
+    mg_stop(m_context);
+    m_context = nullptr;
+    m_port = 0;
+    mg_exit_library();
+}
+
+int WebServer::onRequest(mg_connection* conn, void* self)
+{
+    static_cast<WebServer*>(self)->serve(conn);
+    return 1;
+}
+
+void WebServer::serve(mg_connection* conn)
+{
+    struct Count
+    {
+        std::atomic<int>& n;
+        ~Count() { --n; }
+    } count{m_active};
+    const mg_request_info* info = mg_get_request_info(conn);
+    if (++m_active > m_settings.maxClients || m_stopping) {
+        send(conn, WebResponse::error(503, m_stopping ? QStringLiteral("the host is stopping")
+                                                      : QStringLiteral("too many requests at once (maxClients %1)")
+                                                            .arg(m_settings.maxClients)));
+        return;
+    }
+    if (info->content_length > WebApi::kMaxBody) {
+        send(conn, WebResponse::error(413, QStringLiteral("the body is over %1 bytes").arg(WebApi::kMaxBody)));
+        return;
+    }
+    WebRequest r;
+    r.method = info->request_method;
+    r.path = QString::fromUtf8(info->local_uri_raw ? info->local_uri_raw : "");
+    r.query = QString::fromUtf8(info->query_string ? info->query_string : "");
+    r.peer = QString::fromLatin1(info->remote_addr);
+    r.tls = info->is_ssl;
+    const auto header = [conn](const char* name) { return QByteArray(mg_get_header(conn, name)); };
+    r.cookie = header("Cookie");
+    r.csrfToken = header("X-CSRF-Token");
+    r.origin = header("Origin");
+    r.host = header("Host");
+    r.contentType = header("Content-Type");
+    r.nowMs = monotonicMs();
+    char buffer[4096];
+    int got = 0;
+    while ((got = mg_read(conn, buffer, sizeof(buffer))) > 0) {
+        r.body.append(buffer, got);
+        if (r.body.size() > WebApi::kMaxBody) {
+            send(conn, WebResponse::error(413, QStringLiteral("the body is over %1 bytes").arg(WebApi::kMaxBody)));
+            return;
+        }
+    }
+    const WebResponse response = m_api->handle(r);
+    if (response.status == 200 && response.contentType == "text/event-stream")
+        streamTo(conn);
+    else
+        send(conn, response);
+}
+
+void WebServer::streamTo(mg_connection* conn)
+{
+    auto stream = std::make_shared<Stream>();
+    {
+        const std::lock_guard<std::mutex> locker(m_streamsLock);
+        const size_t limit = size_t(qMax(1, m_settings.maxClients / 2));
+        if (m_streams.size() >= limit) {
+            send(conn, WebResponse::error(503, QStringLiteral("too many live pages at once (%1)").arg(limit)));
+            return;
+        }
+        m_streams.push_back(stream);
+    }
+    QByteArray first = "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nCache-Control: no-store\r\n"
+                       "X-Content-Type-Options: nosniff\r\nConnection: close\r\n\r\nretry: 3000\n\n";
+    for (const QString& unit : m_bridge->units())
+        first += "event: status\ndata: " + QJsonDocument(m_api->summary(unit)).toJson(QJsonDocument::Compact) + "\n\n";
+    bool open = mg_write(conn, first.constData(), size_t(first.size())) > 0;
+    while (open) {
+        std::deque<QByteArray> frames;
+        {
+            std::unique_lock<std::mutex> locker(stream->lock);
+            stream->wake.wait_for(locker, kKeepAlive, [&] { return stream->closed || !stream->frames.empty(); });
+            if (stream->closed)
+                break;
+            frames.swap(stream->frames);
+        }
+        if (frames.empty())
+            frames.push_back(": keep-alive\n\n");
+        for (const QByteArray& f : frames)
+            open = open && mg_write(conn, f.constData(), size_t(f.size())) > 0;
+    }
+    const std::lock_guard<std::mutex> locker(m_streamsLock);
+    m_streams.erase(std::remove(m_streams.begin(), m_streams.end(), stream), m_streams.end());
+}
+
+void WebServer::push(const QByteArray& frame)
+{
+    const std::lock_guard<std::mutex> locker(m_streamsLock);
+    for (const std::shared_ptr<Stream>& s : m_streams) {
+        const std::lock_guard<std::mutex> streamLocker(s->lock);
+        if (s->frames.size() >= kMaxQueuedFrames)
+            s->closed = true;
+        else
+            s->frames.push_back(frame);
+        s->wake.notify_all();
+    }
+}
+
+void WebServer::unitChanged(const QString& unit)
+{
+    {
+        const std::lock_guard<std::mutex> locker(m_streamsLock);
+        if (m_streams.empty())
+            return;
+    }
+    push("event: status\ndata: " + QJsonDocument(m_api->summary(unit)).toJson(QJsonDocument::Compact) + "\n\n");
+}
+
+void WebServer::record(const QString& unit, const QJsonObject& event)
+{
+    const QJsonObject stored = m_events.append(unit, event);
+    push("id: " + QByteArray::number(qint64(stored.value(QLatin1String("seq")).toDouble())) + "\nevent: event\ndata: "
+         + QJsonDocument(stored).toJson(QJsonDocument::Compact) + "\n\n");
+}
