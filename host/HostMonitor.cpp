@@ -433,7 +433,8 @@ void HostMonitor::startWeb()
 
 QStringList HostMonitor::shutdown()
 {
-    m_web.reset();       // no request reaches the units while they go
+    if (m_web)
+        m_web->beginStop();
     m_metrics.reset();   // no scrape reads the units while they go
     m_dataLogTimer.stop();
     m_tickTimer.stop();
@@ -450,6 +451,9 @@ QStringList HostMonitor::shutdown()
     for (UnitSession* s : qAsConst(m_sessions))
         if (!s->stop(deadline))
             abandoned += s->settings().name;
+    // The web server stopped while the units' threads did: a change it
+    // posted here meanwhile was refused as the host stopping.
+    m_web.reset();
     qDeleteAll(m_sessions);
     m_sessions.clear();
     m_dataLog.close();

@@ -3,6 +3,7 @@
 #include <QDebug>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -13,6 +14,9 @@
 #include <chrono>
 #include <cstring>
 #include <future>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include "MetricsExporter.h"
 #include "NutUsers.h"
@@ -229,8 +233,18 @@ void WebServer::configure(const WebSettings& settings, const NutUsers& users, co
     m_api->configure(users, options);
 }
 
+void WebServer::beginStop()
+{
+    if (m_context && !m_stopper.joinable())
+        m_stopper = std::thread([this] { stop(); });
+}
+
 void WebServer::stop()
 {
+    if (m_stopper.joinable() && m_stopper.get_id() != std::this_thread::get_id()) {
+        m_stopper.join();
+        return;
+    }
     if (!m_context)
         return;
     m_stopping = true;
@@ -242,10 +256,52 @@ void WebServer::stop()
             s->wake.notify_all();
         }
     }
+    // CivetWeb's listening thread sees the stop only when its poll returns,
+    // which can take a second once it has served a connection: a connection
+    // of our own wakes it.
+    std::atomic<bool> stopped{false};
+    std::thread waker([this, &stopped] {
+        for (int i = 0; i < 40 && !stopped; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            poke();
+        }
+    });
     mg_stop(m_context);
+    stopped = true;
+    waker.join();
     m_context = nullptr;
     m_port = 0;
     mg_exit_library();
+}
+
+void WebServer::poke() const
+{
+    QHostAddress address(m_settings.host);
+    if (address == QHostAddress::AnyIPv4)
+        address = QHostAddress::LocalHost;
+    else if (address == QHostAddress::AnyIPv6)
+        address = QHostAddress::LocalHostIPv6;
+    sockaddr_storage peer {};
+    socklen_t size = 0;
+    if (address.protocol() == QAbstractSocket::IPv6Protocol) {
+        auto* in6 = reinterpret_cast<sockaddr_in6*>(&peer);
+        in6->sin6_family = AF_INET6;
+        in6->sin6_port = htons(quint16(m_port));
+        const Q_IPV6ADDR a = address.toIPv6Address();
+        std::memcpy(&in6->sin6_addr, &a, sizeof(a));
+        size = sizeof(*in6);
+    } else {
+        auto* in4 = reinterpret_cast<sockaddr_in*>(&peer);
+        in4->sin_family = AF_INET;
+        in4->sin_port = htons(quint16(m_port));
+        in4->sin_addr.s_addr = htonl(address.toIPv4Address());
+        size = sizeof(*in4);
+    }
+    const int fd = ::socket(peer.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return;
+    ::connect(fd, reinterpret_cast<sockaddr*>(&peer), size);
+    ::close(fd);
 }
 
 int WebServer::onRequest(mg_connection* conn, void* self)

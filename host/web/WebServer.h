@@ -21,6 +21,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "EventRing.h"
@@ -49,6 +50,10 @@ public:
     void configure(const WebSettings& settings, const NutUsers& users, const QString& historyDir);
     // Ends the live streams and stops serving; waits for the requests in progress.
     void stop();
+    // Starts stop() on a thread of its own and returns: CivetWeb takes a
+    // second or two to close a live stream, which the host spends joining
+    // its units' threads meanwhile. stop() or the destructor wait for it.
+    void beginStop();
 
     const WebSettings& settings() const { return m_settings; }
     int port() const { return m_port; }
@@ -75,6 +80,8 @@ private:
     void serve(mg_connection* conn);
     void streamTo(mg_connection* conn);
     void push(const QByteArray& frame);
+    // Opens and closes a connection to the listening port.
+    void poke() const;
 
     std::unique_ptr<MainThreadDirectory> m_bridge;
     EventRing m_events;
@@ -87,6 +94,7 @@ private:
     std::atomic<int> m_active{0};
     std::mutex m_streamsLock;
     std::vector<std::shared_ptr<Stream>> m_streams;
+    std::thread m_stopper;
 };
 
 #endif // WEBSERVER_H
