@@ -385,6 +385,10 @@ void tst_host::check_data()
     QTest::newRow("key twice") << units + "logInterval=5\nlogInterval=6\n" << tcp << "logInterval is set twice" << ups1;
     QTest::newRow("servers") << units + "[nut]\nlisten=garbage\nmaxClients=-1\nmaxAge=soon\n[metrics]\nlisten=1.2.3.4.5:0\n"
         << tcp << "[nut] listen|[nut] maxClients|[nut] maxAge|[metrics] listen" << ups1;
+    QTest::newRow("web") << units + "[web]\nlisten=nowhere\ncertificate=cert.pem\nviewWithoutLogin=perhaps\nmaxClients=1\n" << tcp
+        << "[web] listen|[web] certificate /|[web] key is missing|[web] viewWithoutLogin|[web] maxClients" << ups1;
+    QTest::newRow("web key without certificate") << units + "[web]\nlisten=8081\nkey=/proc/version\n" << tcp
+        << "[web] certificate is missing: HTTPS needs both" << ups1;
     QTest::newRow("shutdownCmd program") << units + "[policy]\nshutdownCmd=/nonexistent/poweroff -f\n" << tcp
         << "program \"/nonexistent/poweroff\" not found" << ups1;
     QTest::newRow("shutdownCmd not executable") << units + "[policy]\nshutdownCmd=/proc/version\n" << tcp

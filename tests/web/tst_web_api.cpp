@@ -1,0 +1,174 @@
+// The web console's API without sockets: routes, errors, access and what
+// reaches the units, against a table-driven unit directory.
+
+#include <QtTest>
+
+#include "EventRing.h"
+#include "TestRig.h"
+#include "WebApi.h"
+#include "UnitDirectory.h"
+
+namespace {
+
+// UPS1 communicates, with a page picture and an alarm; LOST does not.
+class FakeDirectory : public UnitDirectory
+{
+public:
+    QStringList units() const override { return {"UPS1", "LOST"}; }
+    QString description(const QString& unit) const override { return "Rack " + unit; }
+    UnitStatus status(const QString& unit) const override
+    {
+        UnitStatus s;
+        s.unit = unit;
+        s.comm = unit == "UPS1" ? UnitStatus::Comm::Ok : UnitStatus::Comm::Lost;
+        s.dataAgeSeconds = 2;
+        s.flags = QStringList{"OL", "CHRG"};
+        s.values = {{"battery.charge", 87.5}, {"ups.load", 45.0}, {"device.model", "VEK5"}};
+        s.alarms = {{325, "Rectifier_Fan failure"}};
+        s.panels = QJsonObject{{"energyFlow", QJsonObject{{"paths", QJsonObject{{"bypass->load", true}}}}},
+                               {"tables", QJsonArray{QJsonObject{{"title", "Input"}}}}};
+        return s;
+    }
+    bool sendCommand(const QString& unit, const QString& name, const QString& value, const QString& who, QString*) override
+    {
+        return effects << QString("%1 cmd %2 %3 %4").arg(who, unit, name, value).trimmed(), true;
+    }
+    bool writeSetting(const QString& unit, int point, int raw, const QString& who, QString*) override
+    {
+        return effects << QString("%1 set %2 %3 %4").arg(who, unit).arg(point).arg(raw), true;
+    }
+    QStringList effects;
+};
+
+} // namespace
+
+class tst_web_api : public QObject
+{
+    Q_OBJECT
+private slots:
+    void api_data();
+    void api();
+};
+
+void tst_web_api::api_data()
+{
+    QTest::addColumn<QString>("setup");      // "user" to log in as, then flags: noview nocsrf wrongcsrf logout origin
+    QTest::addColumn<QString>("request");    // "METHOD PATH [BODY]"
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("reply");      // regular expression over the body
+    QTest::addColumn<QStringList>("effects");
+    const QString admin = "web:admin@192.0.2.7 ";
+    auto row = [](const char* name, const QString& setup, const QString& request, int status, const QString& reply,
+                  const QStringList& effects = {}) { QTest::newRow(name) << setup << request << status << reply << effects; };
+    row("site", "", "GET /api/units", 200, "^\\{\"units\":\\[\\{\"alarms\":1,\"batteryCharge\":87.5,\"batteryRuntime\":null,"
+        "\"comm\":\"ok\",\"dataAge\":2,\"description\":\"Rack UPS1\",.*\"load\":45,\"name\":\"UPS1\",.*\"status\":\"OL CHRG\"\\},"
+        "\\{.*\"comm\":\"lost\".*\"name\":\"LOST\"");
+    row("unit", "", "GET /api/units/UPS1/", 200, "\"energyFlow\":\\{\"paths\":\\{\"bypass->load\":true\\}\\}.*"
+        "\"tables\":\\[\\{\"title\":\"Input\"\\}\\],\"values\":\\{\"battery.charge\":87.5,\"device.model\":\"VEK5\"");
+    row("unknown unit", "", "GET /api/units/UPS9", 404, "^\\{\"error\":\"unknown unit \\\\\"UPS9\\\\\"\"\\}$");
+    row("alarms", "", "GET /api/units/UPS1/alarms", 200, "\\[\\{\"index\":325,\"text\":\"Rectifier_Fan failure\"\\}\\]");
+    row("events, the oldest gone", "", "GET /api/units/UPS1/events", 200,
+        "\"events\":\\[\\{\"seq\":2,\"text\":\"mid\"\\},\\{\"seq\":4,\"text\":\"b\"\\}\\],\"last\":4");
+    row("events since", "", "GET /api/units/UPS1/events?since=2", 200, "\"events\":\\[\\{\"seq\":4,\"text\":\"b\"\\}\\],");
+    row("events since garbage", "", "GET /api/units/UPS1/events?since=-4", 400, "since must be");
+    row("catalogue", "", "GET /api/catalogue", 200, "\"name\":\"beeper.disable\".*\\{\"label\":\"Battery numbers\",\"max\":180,"
+        "\"min\":16,\"name\":\"vek5.battery.numbers\",\"point\":3017\\}.*\"tables\":\\[\\{\"rows\":");
+    row("no such page", "", "GET /api/nothing", 404, "no such page");
+    row("wrong method", "", "DELETE /api/units/UPS1", 405, "DELETE not allowed");
+    row("pages", "", "GET /", 200, "^<!DOCTYPE html>.*/static/site.js");
+    row("page script", "", "GET /static/unit.js", 200, "EventSource|UPS.live");
+    row("no such script", "", "GET /static/x.js", 404, "no such file");
+    row("metrics", "", "GET /metrics", 200, "^up 1$");
+    row("history", "", "GET /api/units/UPS1/history.csv", 200, "^Time,Code\n$");
+    row("no history", "", "GET /api/units/LOST/history.csv", 404, "no history export of LOST");
+    row("session", "admin", "GET /api/session", 200, "\"csrfToken\":\"[0-9a-f]{32}\",\"mayFsd\":false,\"maySet\":true,\"user\":\"admin\"");
+    row("view needs login", "noview", "GET /api/units", 401, "login required");
+    row("logged in may view", "admin noview", "GET /api/units/UPS1/alarms", 200, "Rectifier");
+    row("command without login", "", "POST /api/units/UPS1/commands/beeper.disable", 403, "login required");
+    row("command", "admin", "POST /api/units/UPS1/commands/beeper.disable", 202, "\"queued\":true",
+        {admin + "cmd UPS1 beeper.disable"});
+    row("command by id with value", "admin", "POST /api/units/UPS1/commands/1004 {\"value\": 5}", 202,
+        "\"command\":\"test.battery.start\"", {admin + "cmd UPS1 test.battery.start 5"});
+    row("history file named by the console", "admin", "POST /api/units/UPS1/commands/vek5.history.download", 202, "",
+        {admin + "cmd UPS1 vek5.history.download UPS1-history.csv"});
+    row("no csrf token", "admin nocsrf", "POST /api/units/UPS1/commands/beeper.disable", 403, "X-CSRF-Token");
+    row("wrong csrf token", "admin nocsrf wrongcsrf", "PUT /api/units/UPS1/settings/3017 {\"value\": 40}", 403, "X-CSRF-Token");
+    row("after logout", "admin logout", "POST /api/units/UPS1/commands/beeper.disable", 403, "login required");
+    row("no right", "beep", "POST /api/units/UPS1/commands/beeper.disable", 403, "user beep may not run beeper.disable");
+    row("unknown command", "admin", "POST /api/units/UPS1/commands/self.destruct", 404, "unknown command");
+    row("silent unit", "admin", "POST /api/units/LOST/commands/beeper.disable", 409, "not communicating");
+    row("malformed body", "admin", "POST /api/units/UPS1/commands/beeper.disable {\"value\"", 400, "not a JSON object");
+    row("setting", "admin", "PUT /api/units/UPS1/settings/vek5.battery.numbers {\"value\": 40}", 202,
+        "\"setting\":\"vek5.battery.numbers\"", {admin + "set UPS1 3017 40"});
+    row("setting by point", "admin", "PUT /api/units/UPS1/settings/3017 {\"value\": \"20\"}", 202, "", {admin + "set UPS1 3017 20"});
+    row("setting out of range", "admin", "PUT /api/units/UPS1/settings/vek5.battery.numbers {\"value\": 400}", 422,
+        "\"max\":180,\"min\":16");
+    row("setting not an option", "admin", "PUT /api/units/UPS1/settings/vek5.forbid.bypass {\"value\": \"Maybe\"}", 422,
+        "\"options\":\\[\"Disable\",\"Enable\"\\]");
+    row("setting without value", "admin", "PUT /api/units/UPS1/settings/3017 [40]", 400, "must be");
+    row("setting unknown", "admin", "PUT /api/units/UPS1/settings/ups.load {\"value\": 1}", 404, "unknown setting");
+    row("setting without right", "beep", "PUT /api/units/UPS1/settings/3017 {\"value\": 40}", 403, "may not change settings");
+    row("login wrong password", "", "POST /api/login {\"user\":\"admin\",\"password\":\"no\"}", 401, "wrong user or password");
+    row("login from elsewhere", "origin", "POST /api/login {\"user\":\"admin\",\"password\":\"pw\"}", 403, "another origin");
+}
+
+void tst_web_api::api()
+{
+    QFETCH(QString, setup);
+    QFETCH(QString, request);
+    QFETCH(int, status);
+    QFETCH(QString, reply);
+    QFETCH(QStringList, effects);
+
+    QTemporaryDir history;
+    QVERIFY(writeFile(history.filePath("UPS1-history.csv"), "Time,Code\n"));
+    FakeDirectory units;
+    EventRing events(2);
+    for (const char* text : {"old", "mid", "a", "b"})
+        events.append(text == QLatin1String("a") ? "LOST" : "UPS1", QJsonObject{{"text", text}});
+    WebApi api(&units, &events);
+    NutUsers users;
+    QStringList problems;
+    users.parse("[admin]\npassword=pw\nactions=SET\ninstcmds=ALL\n[beep]\npassword=pw\ninstcmds=beeper.enable\n", &problems);
+    api.configure(users, WebApi::Options{!setup.contains("noview"), history.path(), 60000, 4});
+    api.setMetrics([] { return QByteArray("up 1"); });
+
+    WebRequest r;
+    r.peer = "192.0.2.7";
+    r.host = "ups.example:8080";
+    r.nowMs = 1000;
+    const QString user = setup.section(' ', 0, 0);
+    if (user == "admin" || user == "beep") {
+        r.method = "POST";
+        r.path = "/api/login";
+        r.contentType = "application/json";
+        r.origin = "http://ups.example:8080";
+        r.body = QString("{\"user\":\"%1\",\"password\":\"pw\"}").arg(user).toUtf8();
+        const WebResponse in = api.handle(r);
+        QCOMPARE(in.status, 200);
+        r.cookie = in.headers.value(0).second.split(';').first();
+        QVERIFY(in.headers.value(0).second.endsWith("; HttpOnly; SameSite=Strict"));
+        r.csrfToken = setup.contains("nocsrf") ? QByteArray(setup.contains("wrongcsrf") ? "0123" : "")
+                                               : QJsonDocument::fromJson(in.body).object().value("csrfToken").toString().toLatin1();
+        if (setup.contains("logout")) {
+            r.path = "/api/logout";
+            QCOMPARE(api.handle(r).status, 200);
+        }
+    }
+    if (setup.contains("origin"))
+        r.origin = "http://evil.example";
+    const QStringList parts = request.split(' ');
+    r.method = parts.at(0).toLatin1();
+    r.path = parts.at(1).section('?', 0, 0);
+    r.query = parts.at(1).section('?', 1);
+    r.body = parts.mid(2).join(' ').toUtf8();
+    r.contentType = "application/json";
+    const WebResponse out = api.handle(r);
+    QVERIFY2(out.status == status, qPrintable(QString("%1 %2").arg(out.status).arg(QString::fromUtf8(out.body))));
+    QVERIFY2(QRegularExpression(reply, QRegularExpression::DotMatchesEverythingOption).match(QString::fromUtf8(out.body)).hasMatch(),
+             out.body.constData());
+    QCOMPARE(units.effects, effects);
+}
+
+QTEST_GUILESS_MAIN(tst_web_api)
+#include "tst_web_api.moc"
