@@ -79,9 +79,6 @@ set(CPACK_DEBIAN_PACKAGE_DEPENDS "adduser")
 # The window needs the X11 platform plugin, which the Qt libraries alone do
 # not pull in.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libqt5gui5")
-# HTTPS of the web console: CivetWeb loads OpenSSL at run time by the names
-# libssl.so and libcrypto.so, which only the development package provides.
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "libssl-dev")
 
 set(vek5_debian ${vek5_stage}/debian)
 configure_file(host/install/debian/changelog.in ${vek5_debian}/changelog @ONLY)

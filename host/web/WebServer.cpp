@@ -8,7 +8,6 @@
 #include <QJsonDocument>
 
 #include <civetweb.h>
-#include <openssl/ssl.h>
 
 #include <algorithm>
 #include <chrono>
@@ -20,6 +19,7 @@
 
 #include "MetricsExporter.h"
 #include "NutUsers.h"
+#include "TlsFront.h"
 #include "UnitDirectory.h"
 
 namespace {
@@ -68,20 +68,6 @@ void send(mg_connection* conn, const WebResponse& r)
     head += "\r\n";
     mg_write(conn, head.constData(), size_t(head.size()));
     mg_write(conn, r.body.constData(), size_t(r.body.size()));
-}
-
-int loadCertificate(void* sslContext, void* self)
-{
-    const WebSettings& s = static_cast<const WebServer*>(self)->settings();
-    auto* ctx = static_cast<SSL_CTX*>(sslContext);
-    if (SSL_CTX_use_certificate_chain_file(ctx, QFile::encodeName(s.certificate).constData()) != 1
-        || SSL_CTX_use_PrivateKey_file(ctx, QFile::encodeName(s.key).constData(), SSL_FILETYPE_PEM) != 1
-        || SSL_CTX_check_private_key(ctx) != 1) {
-        qWarning().noquote() << QStringLiteral("web console: certificate %1 with key %2 cannot be used")
-                                    .arg(s.certificate, s.key);
-        return -1;
-    }
-    return 1;
 }
 
 int logMessage(const mg_connection*, const char* message)
@@ -180,23 +166,15 @@ bool WebServer::start(const WebSettings& settings, const NutUsers& users, const 
     stop();
     m_settings = settings;
     configure(settings, users, historyDir);
-    if (settings.tls() && !(mg_init_library(MG_FEATURES_SSL) & MG_FEATURES_SSL)) {
-        mg_exit_library();
-        *error = QStringLiteral("web console: HTTPS is not available (CivetWeb loads libssl.so and "
-                                "libcrypto.so at run time)");
-        return false;
-    }
-    if (!settings.tls())
-        mg_init_library(0);
-    const QByteArray ports = settings.listen.toLatin1() + (settings.tls() ? "s" : "");
+    mg_init_library(0);
+    // Under HTTPS, CivetWeb serves the TLS front's relays on a loopback port.
+    const QByteArray ports = settings.tls() ? QByteArray("127.0.0.1:0") : settings.listen.toLatin1();
     // One thread more than the limit: it answers the request past the limit with 503.
     const QByteArray threads = QByteArray::number(settings.maxClients + 1);
     const char* options[] = {"listening_ports", ports.constData(), "num_threads", threads.constData(),
                              "request_timeout_ms", "10000", "enable_keep_alive", "no", nullptr};
     mg_callbacks callbacks {};
     callbacks.log_message = logMessage;
-    if (settings.tls())
-        callbacks.init_ssl = loadCertificate;
     mg_init_data init {};
     init.callbacks = &callbacks;
     init.user_data = this;
@@ -216,7 +194,18 @@ bool WebServer::start(const WebSettings& settings, const NutUsers& users, const 
     }
     mg_set_request_handler(m_context, "/", &WebServer::onRequest, this);
     mg_server_port port {};
-    m_port = mg_get_server_ports(m_context, 1, &port) == 1 ? port.port : 0;
+    m_port = m_backendPort = mg_get_server_ports(m_context, 1, &port) == 1 ? port.port : 0;
+    if (settings.tls()) {
+        m_front = std::make_unique<TlsFront>();
+        QString why;
+        if (!m_front->start(QHostAddress(settings.host), quint16(settings.port), settings.certificate, settings.key,
+                            quint16(m_port), 2 * settings.maxClients, &why)) {
+            stop();
+            *error = QStringLiteral("web console cannot listen on %1: %2").arg(settings.listen, why);
+            return false;
+        }
+        m_port = m_front->serverPort();
+    }
     if (!settings.loopback() && !settings.tls())
         qWarning().noquote() << QStringLiteral("web console on %1, not a loopback address, without TLS: "
                                                "passwords and session cookies travel in clear text; set "
@@ -235,18 +224,25 @@ void WebServer::configure(const WebSettings& settings, const NutUsers& users, co
 
 void WebServer::beginStop()
 {
+    if (m_front)
+        m_front->close();
     if (m_context && !m_stopper.joinable())
         m_stopper = std::thread([this] { stop(); });
 }
 
 void WebServer::stop()
 {
-    if (m_stopper.joinable() && m_stopper.get_id() != std::this_thread::get_id()) {
+    const bool stopper = m_stopper.get_id() == std::this_thread::get_id();
+    if (m_stopper.joinable() && !stopper)
         m_stopper.join();
-        return;
-    }
-    if (!m_context)
-        return;
+    if (m_context)
+        stopCivetWeb();
+    if (!stopper)
+        m_front.reset();    // a QObject of this thread, unused once CivetWeb has stopped
+}
+
+void WebServer::stopCivetWeb()
+{
     m_stopping = true;
     {
         const std::lock_guard<std::mutex> locker(m_streamsLock);
@@ -276,7 +272,7 @@ void WebServer::stop()
 
 void WebServer::poke() const
 {
-    QHostAddress address(m_settings.host);
+    QHostAddress address(m_front ? QStringLiteral("127.0.0.1") : m_settings.host);
     if (address == QHostAddress::AnyIPv4)
         address = QHostAddress::LocalHost;
     else if (address == QHostAddress::AnyIPv6)
@@ -286,14 +282,14 @@ void WebServer::poke() const
     if (address.protocol() == QAbstractSocket::IPv6Protocol) {
         auto* in6 = reinterpret_cast<sockaddr_in6*>(&peer);
         in6->sin6_family = AF_INET6;
-        in6->sin6_port = htons(quint16(m_port));
+        in6->sin6_port = htons(quint16(m_backendPort));
         const Q_IPV6ADDR a = address.toIPv6Address();
         std::memcpy(&in6->sin6_addr, &a, sizeof(a));
         size = sizeof(*in6);
     } else {
         auto* in4 = reinterpret_cast<sockaddr_in*>(&peer);
         in4->sin_family = AF_INET;
-        in4->sin_port = htons(quint16(m_port));
+        in4->sin_port = htons(quint16(m_backendPort));
         in4->sin_addr.s_addr = htonl(address.toIPv4Address());
         size = sizeof(*in4);
     }
@@ -333,7 +329,11 @@ void WebServer::serve(mg_connection* conn)
     r.path = QString::fromUtf8(info->local_uri_raw ? info->local_uri_raw : "");
     r.query = QString::fromUtf8(info->query_string ? info->query_string : "");
     r.peer = QString::fromLatin1(info->remote_addr);
-    r.tls = info->is_ssl;
+    if (m_front && !m_front->client(quint16(info->remote_port), &r.peer)) {
+        send(conn, WebResponse::error(403, QStringLiteral("this console takes HTTPS only")));
+        return;
+    }
+    r.tls = m_front != nullptr;
     const auto header = [conn](const char* name) { return QByteArray(mg_get_header(conn, name)); };
     r.cookie = header("Cookie");
     r.csrfToken = header("X-CSRF-Token");

@@ -31,6 +31,7 @@
 struct mg_connection;
 struct mg_context;
 class MetricsExporter;
+class TlsFront;
 class NutUsers;
 class UnitDirectory;
 
@@ -80,16 +81,19 @@ private:
     void serve(mg_connection* conn);
     void streamTo(mg_connection* conn);
     void push(const QByteArray& frame);
-    // Opens and closes a connection to the listening port.
+    // Opens and closes a connection to CivetWeb's listening port.
     void poke() const;
+    void stopCivetWeb();
 
     std::unique_ptr<MainThreadDirectory> m_bridge;
     EventRing m_events;
     std::unique_ptr<WebApi> m_api;
     std::unique_ptr<MetricsExporter> m_metrics;
+    std::unique_ptr<TlsFront> m_front;    // under HTTPS; kept until CivetWeb has stopped
     WebSettings m_settings;
     mg_context* m_context = nullptr;
-    int m_port = 0;
+    int m_port = 0;             // the clients'
+    int m_backendPort = 0;      // CivetWeb's: the same without TLS
     std::atomic<bool> m_stopping{false};
     std::atomic<int> m_active{0};
     std::mutex m_streamsLock;

@@ -5,6 +5,7 @@
 #include <QHostAddress>
 
 #include "IniReader.h"
+#include "TlsFront.h"
 
 bool WebSettings::loopback() const
 {
@@ -67,9 +68,14 @@ WebSettings WebSettings::read(IniReader& ini, const QString& configDir, const QS
     };
     s.certificate = file("certificate");
     s.key = file("key");
+    QList<QSslCertificate> chain;
+    QSslKey privateKey;
     if (s.certificate.isEmpty() != s.key.isEmpty())
         ini.problem(s.key.isEmpty() ? QStringLiteral("key") : QStringLiteral("certificate"),
                     QStringLiteral("is missing: HTTPS needs both certificate and key"));
+    else if (s.tls() && QFileInfo(s.certificate).isReadable() && QFileInfo(s.key).isReadable()
+             && !TlsFront::load(s.certificate, s.key, &chain, &privateKey, &error))
+        ini.problem(QStringLiteral("certificate"), error);
     s.viewWithoutLogin = ini.yesNo("viewWithoutLogin", s.listen.isEmpty() || s.loopback());
     s.maxClients = ini.integer("maxClients", s.maxClients, 2, 1000);
     return s;

@@ -125,6 +125,8 @@ void tst_web_clients::requests()
 
 void tst_web_clients::cleanupTestCase()
 {
+    if (m_host.state() == QProcess::NotRunning)
+        return;
     // A live page open while the host stops does not hold it up.
     QProcess live;
     live.start("curl", {"-sN", "--cacert", m_dir.filePath("web.pem"), url("/api/events")});
