@@ -156,12 +156,6 @@ QString WebApi::sessionCookie(const QByteArray& id, bool tls, bool clear) const
              clear ? QStringLiteral("; Max-Age=0") : QString());
 }
 
-int WebApi::viewRefusal(const WebRequest& request)
-{
-    const std::lock_guard<std::mutex> locker(m_lock);
-    return m_options.viewWithoutLogin || !sessionId(request).isEmpty() ? 0 : 401;
-}
-
 WebResponse WebApi::handle(const WebRequest& request)
 {
     const QStringList segments = request.path.split(QLatin1Char('/'), Qt::SkipEmptyParts);

@@ -97,9 +97,6 @@ public:
     void setMetrics(std::function<QByteArray()> metrics) { m_metrics = std::move(metrics); }
 
     WebResponse handle(const WebRequest& request);
-    // Whether the request may read (the live stream asks before it starts);
-    // 0 or the status to refuse it with.
-    int viewRefusal(const WebRequest& request);
     // The unit's line on the site page: name, description, status, values, alarms.
     QJsonObject summary(const QString& unit) const;
 

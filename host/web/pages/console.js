@@ -71,8 +71,16 @@ UPS.live = function (handlers) {
 };
 
 UPS.start = async function (then) {
-  const r = await UPS.request("GET", "/api/session");
-  UPS.session = r.data;
-  UPS.renderSession();
-  then();
+  try {
+    const r = await UPS.request("GET", "/api/session");
+    UPS.session = r.data;
+    UPS.renderSession();
+    await then();
+  } catch (e) {
+    document.getElementById("live").textContent = "Page error: " + e;
+  }
 };
+
+// A failure of the page itself is said where the live state is shown.
+window.addEventListener("error", (e) => { document.getElementById("live").textContent = "Page error: " + e.message; });
+window.addEventListener("unhandledrejection", (e) => { document.getElementById("live").textContent = "Page error: " + e.reason; });

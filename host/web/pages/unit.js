@@ -10,7 +10,7 @@ document.title = unit + " – UPS";
 document.getElementById("history").href = base + "/history.csv";
 
 // Block positions of the diagram; which paths are lit comes from the model.
-const blocks = { input: [10, 30], rectifier: [110, 30], battery: [110, 130], inverter: [210, 30], bypass: [110, 80], load: [290, 55] };
+const blocks = { input: [5, 85], rectifier: [100, 85], inverter: [200, 85], load: [295, 85], bypass: [150, 10], battery: [150, 160] };
 const W = 60, H = 30;
 
 function drawFlow(flow) {
@@ -46,6 +46,16 @@ function showSummary(u) {
       UPS.el("dt", {}, "Battery"), UPS.el("dd", {}, UPS.num(u.batteryCharge, " %") + ", " + UPS.num(u.batteryRuntime == null ? null : u.batteryRuntime / 60, " min")),
       UPS.el("dt", {}, "Input / output"), UPS.el("dd", {}, UPS.num(u.inputVoltage, " V") + " / " + UPS.num(u.outputVoltage, " V")),
       UPS.el("dt", {}, "Data age"), UPS.el("dd", {}, u.dataAge == null ? "no data yet" : UPS.num(u.dataAge, " s"))));
+}
+
+// Status events come with every data report: one refresh at a time, and
+// one more if any came meanwhile.
+let refreshing = false, again = false;
+async function refreshSoon() {
+  if (refreshing) { again = true; return; }
+  refreshing = true;
+  do { again = false; await refresh(); } while (again);
+  refreshing = false;
 }
 
 async function refresh() {
@@ -116,5 +126,5 @@ UPS.start(async () => {
   await refresh();
   const ev = await UPS.request("GET", base + "/events?since=0");
   if (ev.ok) addEvents(ev.data.events);
-  UPS.live({ status: (u) => { if (u.name === unit) refresh(); }, event: (e) => { if (e.unit === unit) addEvents([e]); } });
+  UPS.live({ status: (u) => { if (u.name === unit) refreshSoon(); }, event: (e) => { if (e.unit === unit) addEvents([e]); } });
 });
