@@ -80,11 +80,12 @@ int logMessage(const mg_connection*, const char* message)
 
 // The directory as the request threads see it: reads go straight through
 // (they are thread-safe), changes are run on the server's thread.
+// The directory as the request threads see it: reads go straight through
+// (they are thread-safe), changes are run on the server's thread.
 class WebServer::MainThreadDirectory : public UnitDirectory
 {
 public:
-    MainThreadDirectory(UnitDirectory* directory, QObject* home, const std::atomic<bool>* stopping)
-        : m_directory(directory), m_home(home), m_stopping(stopping) {}
+    MainThreadDirectory(UnitDirectory* directory, WebServer* home) : m_directory(directory), m_home(home) {}
 
     QStringList units() const override { return m_directory->units(); }
     QString description(const QString& unit) const override { return m_directory->description(unit); }
@@ -93,61 +94,65 @@ public:
                      QString* error) override
     {
         UnitDirectory* d = m_directory;
-        return run([=](QString* e) { return d->sendCommand(unit, name, value, who, e); }, error);
+        return m_home->onMainThread([=](QString* e) { return d->sendCommand(unit, name, value, who, e); }, error);
     }
     bool writeSetting(const QString& unit, int point, int rawValue, const QString& who, QString* error) override
     {
         UnitDirectory* d = m_directory;
-        return run([=](QString* e) { return d->writeSetting(unit, point, rawValue, who, e); }, error);
+        return m_home->onMainThread([=](QString* e) { return d->writeSetting(unit, point, rawValue, who, e); }, error);
     }
 
 private:
-    bool run(std::function<bool(QString*)> change, QString* error)
-    {
-        struct Pending
-        {
-            std::mutex lock;
-            bool abandoned = false;
-            std::promise<QPair<bool, QString>> done;
-        };
-        auto pending = std::make_shared<Pending>();
-        std::future<QPair<bool, QString>> result = pending->done.get_future();
-        QMetaObject::invokeMethod(m_home, [pending, change] {
-            const std::lock_guard<std::mutex> locker(pending->lock);
-            if (pending->abandoned)
-                return;
-            QString e;
-            const bool ok = change(&e);
-            pending->done.set_value(qMakePair(ok, e));
-        }, Qt::QueuedConnection);
-        QElapsedTimer waited;
-        waited.start();
-        // Short waits: a stopping server must not wait on the thread that stops it.
-        while (result.wait_for(std::chrono::milliseconds(50)) != std::future_status::ready) {
-            if (!m_stopping->load() && !waited.hasExpired(kChangeTimeoutMs))
-                continue;
-            const std::lock_guard<std::mutex> locker(pending->lock);
-            if (result.wait_for(std::chrono::seconds(0)) == std::future_status::ready)
-                break;
-            pending->abandoned = true;
-            *error = m_stopping->load() ? QStringLiteral("the host is stopping")
-                                        : QStringLiteral("the host did not take the change in time");
-            return false;
-        }
-        const QPair<bool, QString> r = result.get();
-        if (error)
-            *error = r.second;
-        return r.first;
-    }
-
     UnitDirectory* m_directory;
-    QObject* m_home;
-    const std::atomic<bool>* m_stopping;
+    WebServer* m_home;
 };
+
+bool WebServer::onMainThread(std::function<bool(QString*)> change, QString* error)
+{
+    auto pending = std::make_shared<Change>();
+    pending->run = std::move(change);
+    std::future<QPair<bool, QString>> result = pending->done.get_future();
+    {
+        const std::lock_guard<std::mutex> locker(m_changesLock);
+        m_changes.push_back(pending);
+    }
+    // The queued call carries nothing: the change itself crosses under m_changesLock.
+    QMetaObject::invokeMethod(this, "runChanges", Qt::QueuedConnection);
+    QElapsedTimer waited;
+    waited.start();
+    // Short waits: a stopping server must not wait on the thread that stops it.
+    while (result.wait_for(std::chrono::milliseconds(50)) != std::future_status::ready) {
+        if (!m_stopping && !waited.hasExpired(kChangeTimeoutMs))
+            continue;
+        const std::lock_guard<std::mutex> locker(m_changesLock);
+        const auto queued = std::find(m_changes.begin(), m_changes.end(), pending);
+        if (queued == m_changes.end())
+            break;      // it ran meanwhile (changes run under the lock)
+        m_changes.erase(queued);
+        *error = m_stopping ? QStringLiteral("the host is stopping")
+                            : QStringLiteral("the host did not take the change in time");
+        return false;
+    }
+    const QPair<bool, QString> r = result.get();
+    *error = r.second;
+    return r.first;
+}
+
+void WebServer::runChanges()
+{
+    const std::lock_guard<std::mutex> locker(m_changesLock);
+    while (!m_changes.empty()) {
+        const std::shared_ptr<Change> c = m_changes.front();
+        m_changes.pop_front();
+        QString e;
+        const bool ok = c->run(&e);
+        c->done.set_value(qMakePair(ok, e));
+    }
+}
 
 WebServer::WebServer(UnitDirectory* directory, QObject* parent)
     : QObject(parent),
-      m_bridge(std::make_unique<MainThreadDirectory>(directory, this, &m_stopping)),
+      m_bridge(std::make_unique<MainThreadDirectory>(directory, this)),
       m_api(std::make_unique<WebApi>(m_bridge.get(), &m_events)),
       m_metrics(std::make_unique<MetricsExporter>(*directory))
 {

@@ -13,12 +13,15 @@
 // waits on the main thread it runs on.
 
 #include <QJsonObject>
+#include <QPair>
 #include <QObject>
 #include <QString>
 
 #include <atomic>
 #include <condition_variable>
 #include <deque>
+#include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -67,7 +70,15 @@ public slots:
     // An event line of the unit: kept for /api/units/{unit}/events and pushed.
     void record(const QString& unit, const QJsonObject& event);
 
+private slots:
+    // Runs the changes the request threads queued (main thread).
+    void runChanges();
+
 private:
+    // Runs `change` on this object's thread and waits for its answer, at
+    // most kChangeTimeoutMs and not at all once the server is stopping.
+    bool onMainThread(std::function<bool(QString*)> change, QString* error);
+
     struct Stream
     {
         std::mutex lock;
@@ -76,6 +87,11 @@ private:
         bool closed = false;
     };
     class MainThreadDirectory;
+    struct Change
+    {
+        std::function<bool(QString*)> run;
+        std::promise<QPair<bool, QString>> done;
+    };
 
     static int onRequest(mg_connection* conn, void* self);
     void serve(mg_connection* conn);
@@ -98,6 +114,8 @@ private:
     std::atomic<int> m_active{0};
     std::mutex m_streamsLock;
     std::vector<std::shared_ptr<Stream>> m_streams;
+    std::mutex m_changesLock;
+    std::deque<std::shared_ptr<Change>> m_changes;
     std::thread m_stopper;
 };
 
