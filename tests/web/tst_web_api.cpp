@@ -1,12 +1,18 @@
 // The web console's API without sockets: routes, errors, access and what
-// reaches the units, against a table-driven unit directory.
+// reaches the units, against a table-driven unit directory; then the server
+// itself on loopback: limits, a change posted to the main thread, the live
+// stream, and a stop with a live page open.
 
 #include <QtTest>
 
 #include "EventRing.h"
-#include "TestRig.h"
 #include "WebApi.h"
+#include "WebServer.h"
 #include "UnitDirectory.h"
+
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <memory>
 
 namespace {
 
@@ -48,6 +54,16 @@ class tst_web_api : public QObject
 private slots:
     void api_data();
     void api();
+    void server_data();
+    void server();
+    void cleanupTestCase();
+
+private:
+    FakeDirectory m_units;
+    std::unique_ptr<WebServer> m_server;
+    QNetworkAccessManager m_net;
+    QByteArray m_csrf;
+    QNetworkReply* m_live = nullptr;
 };
 
 void tst_web_api::api_data()
@@ -121,7 +137,9 @@ void tst_web_api::api()
     QFETCH(QStringList, effects);
 
     QTemporaryDir history;
-    QVERIFY(writeFile(history.filePath("UPS1-history.csv"), "Time,Code\n"));
+    QFile csv(history.filePath("UPS1-history.csv"));
+    QVERIFY(csv.open(QIODevice::WriteOnly) && csv.write("Time,Code\n") == 10);
+    csv.close();
     FakeDirectory units;
     EventRing events(2);
     for (const char* text : {"old", "mid", "a", "b"})
@@ -168,6 +186,73 @@ void tst_web_api::api()
     QVERIFY2(QRegularExpression(reply, QRegularExpression::DotMatchesEverythingOption).match(QString::fromUtf8(out.body)).hasMatch(),
              out.body.constData());
     QCOMPARE(units.effects, effects);
+}
+
+void tst_web_api::server_data()
+{
+    QTest::addColumn<QByteArray>("request");   // "METHOD PATH", then the body
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("reply");
+    QTest::addColumn<QStringList>("effects");
+    QTest::newRow("body too large") << "POST /api/login " + QByteArray(70000, 'x') << 413 << "over 65536 bytes" << QStringList{};
+    QTest::newRow("login") << QByteArray("POST /api/login {\"user\":\"admin\",\"password\":\"pw\"}") << 200 << "csrfToken"
+                           << QStringList{};
+    QTest::newRow("change on the main thread") << QByteArray("POST /api/units/UPS1/commands/beeper.disable") << 202 << "queued"
+                                               << QStringList{"web:admin@127.0.0.1 cmd UPS1 beeper.disable"};
+    QTest::newRow("live stream") << QByteArray("GET /api/events") << 200 << "pushed" << QStringList{};
+    QTest::newRow("one live page at most") << QByteArray("GET /api/events") << 503 << "too many live pages" << QStringList{};
+}
+
+void tst_web_api::server()
+{
+    QFETCH(QByteArray, request);
+    QFETCH(int, status);
+    QFETCH(QString, reply);
+    QFETCH(QStringList, effects);
+    if (!m_server) {
+        WebSettings settings;
+        QString error;
+        QVERIFY(WebSettings::parseListen("127.0.0.1:0", &settings, &error));
+        settings.maxClients = 2;    // one live page
+        NutUsers users;
+        QStringList problems;
+        users.parse("[admin]\npassword=pw\ninstcmds=ALL\n", &problems);
+        m_server = std::make_unique<WebServer>(&m_units);
+        QVERIFY2(m_server->start(settings, users, QString(), &error), qPrintable(error));
+    }
+    m_units.effects.clear();
+    QNetworkRequest r(QUrl(QString("http://127.0.0.1:%1%2").arg(m_server->port()).arg(QString(request.split(' ').at(1)))));
+    r.setHeader(QNetworkRequest::ContentTypeHeader, "application/json");
+    r.setRawHeader("X-CSRF-Token", m_csrf);
+    QNetworkReply* answer = m_net.sendCustomRequest(r, request.split(' ').at(0), request.split(' ').mid(2).join(' '));
+    QByteArray body;
+    connect(answer, &QNetworkReply::readyRead, this, [&body, answer] { body += answer->readAll(); });
+    if (reply.contains("pushed")) {     // the stream stays open: push to it
+        m_live = answer;
+        QTRY_VERIFY_WITH_TIMEOUT(body.contains("event: status"), 10000);
+        m_server->record("UPS1", QJsonObject{{"text", "pushed"}});
+        QTRY_VERIFY_WITH_TIMEOUT(body.contains("\"text\":\"pushed\""), 10000);
+        QVERIFY(body.contains("id: 1\nevent: event\ndata: {\"seq\":1,\"text\":\"pushed\"}\n\n"));
+        disconnect(answer, nullptr, this, nullptr);
+        return;
+    }
+    QTRY_VERIFY_WITH_TIMEOUT(answer->isFinished(), 10000);
+    QCOMPARE(answer->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), status);
+    QVERIFY2(body.contains(reply.toUtf8()), body.constData());
+    if (request.contains("login"))
+        m_csrf = QJsonDocument::fromJson(body).object().value("csrfToken").toString().toLatin1();
+    QCOMPARE(m_units.effects, effects);
+}
+
+void tst_web_api::cleanupTestCase()
+{
+    // A live page open does not hold the stop up, and sees its stream end.
+    QElapsedTimer stopping;
+    stopping.start();
+    m_server.reset();
+    QVERIFY2(stopping.elapsed() < 2500, qPrintable(QString::number(stopping.elapsed())));
+    QVERIFY(m_live);
+    QTRY_VERIFY_WITH_TIMEOUT(m_live->isFinished(), 5000);
 }
 
 QTEST_GUILESS_MAIN(tst_web_api)
