@@ -70,11 +70,9 @@ public slots:
     // An event line of the unit: kept for /api/units/{unit}/events and pushed.
     void record(const QString& unit, const QJsonObject& event);
 
-private slots:
+private:
     // Runs the changes the request threads queued (main thread).
     void runChanges();
-
-private:
     // Runs `change` on this object's thread and waits for its answer, at
     // most kChangeTimeoutMs and not at all once the server is stopping.
     bool onMainThread(std::function<bool(QString*)> change, QString* error);
@@ -116,6 +114,7 @@ private:
     std::vector<std::shared_ptr<Stream>> m_streams;
     std::mutex m_changesLock;
     std::deque<std::shared_ptr<Change>> m_changes;
+    int m_wake[2] = {-1, -1};   // a pipe: request threads wake the main thread with a byte
     std::thread m_stopper;
 };
 
