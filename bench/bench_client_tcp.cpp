@@ -6,6 +6,7 @@
 
 #include "UpsCommand.h"
 #include "SimulatorProcess.h"
+#include "points.h"
 #include "vek5Client.h"
 
 #include <QCoreApplication>
@@ -46,9 +47,10 @@ void runCycles(benchmark::State& state, bool withSetting)
         return;
     }
     events = 0;
+    const QString setting = QStringLiteral("%1,40").arg(point::BatteryBlocks);
     for (auto _ : state) {
         if (withSetting)
-            client.control(UpsCommand::RawSetting, "3017,40");
+            client.control(UpsCommand::RawSetting, setting);
         client.poll();
     }
     if (client.m_commState != 0)

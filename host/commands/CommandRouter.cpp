@@ -121,8 +121,8 @@ bool CommandRouter::writeSetting(const QString& unit, int point, int rawValue, c
     if (!s)
         return false;
     if (point < point::FirstSetting || point > point::LastSettingPoint || rawValue < -32768 || rawValue > 65535) {
-        *error = QStringLiteral("setting %1 = %2 is out of range (points 3000-3163, raw -32768-65535)")
-                     .arg(point).arg(rawValue);
+        *error = QStringLiteral("setting %1 = %2 is out of range (points %3-%4, raw -32768-65535)")
+                     .arg(point).arg(rawValue).arg(point::FirstSetting).arg(point::LastSettingPoint);
         return false;
     }
     s->sendCommand(UpsCommand::RawSetting, QStringLiteral("%1,%2").arg(point).arg(rawValue));

@@ -4,9 +4,6 @@
 
 #include "TestRig.h"
 
-#include <QDir>
-#include <QPluginLoader>
-#include <QSet>
 #include <QtTest>
 
 #include <memory>
@@ -52,83 +49,76 @@ class tst_client_hosts : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void metaData();
-    void onlyTheCEntriesExported();
-    void hostDrivesCollector_data();
-    void hostDrivesCollector();
+    void metaData()
+    {
+        QPluginLoader loader(VEK5_PLUGIN_PATH);
+        QVERIFY2(loader.load(), qPrintable(loader.errorString()));
+        const QJsonObject meta = loader.metaData();
+        QCOMPARE(meta.value("IID").toString(), QString("com.nalo.Qt.ProInterface"));
+        QVERIFY(meta.value("MetaData").toObject().isEmpty());   // no keys of its own
+    }
 
+    // The driver finds the C entries by name; everything else stays hidden: only
+    // mangled C++ names (the interface classes shared with the host) and Qt's two
+    // plugin entry points carry plain names, apart from those that any module of
+    // this build exports (an instrumented build's runtime brings its own).
+    void onlyTheCEntriesExported()
+    {
+        const QSet<QByteArray> flavour = exportedFunctions(VEK5_REFERENCE_MODULE_PATH);
+        const QSet<QByteArray> expected = {"setModbusCRC", "checkModbufCRC", "buildCmd", "buildCmd16",
+                                           "mod_Set_SetBuf", "UINT8_2_to_UINT16", "UINT8_4_to_UINT32",
+                                           "FiltSpace", "CommRead", "CommWrite", "CommOpen", "CommAccept",
+                                           "CommControl", "CommClose", "qt_plugin_instance",
+                                           "qt_plugin_query_metadata"};
+        QSet<QByteArray> plain;
+        for (const QByteArray& name : exportedFunctions(VEK5_PLUGIN_PATH))
+            if (!name.startsWith("_Z") && !flavour.contains(name))
+                plain.insert(name);
+        QCOMPARE(plain, expected);
+    }
+
+    void initTestCase()
+    {
+        QVERIFY2(m_sim.start({}), qPrintable(m_sim.output()));
+        const QString db = QStringLiteral(VEK5_HOSTS_DIR) + "/PVMX/drovaPanel/db";
+        QVERIFY(QDir().mkpath(db));
+        QVERIFY(writeFile(db + "/dev.ini",
+                          QString("[%1]\ncommType=1\nipAddr=127.0.0.1\nport=%2\ninterval=1\n").arg(kUnit).arg(m_sim.port()).toUtf8()));
+        for (const Shape& shape : kShapes) {
+            auto& host = m_hosts[shape.program] = std::make_unique<QProcess>();
+            host->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+            host->start(QStringLiteral(VEK5_HOSTS_DIR "/") + shape.program, {VEK5_PLUGIN_PATH, kUnit});
+        }
+    }
+
+    void hostDrivesCollector_data()
+    {
+        QTest::addColumn<QString>("program");
+        QTest::addColumn<bool>("casts");
+        for (const Shape& shape : kShapes)
+            QTest::newRow(shape.program) << QString(shape.program) << shape.casts;
+    }
+
+    void hostDrivesCollector()
+    {
+        QFETCH(QString, program);
+        QFETCH(bool, casts);
+
+        QProcess& host = *m_hosts.at(program);
+        // The first cycle pauses 5 s before it connects.
+        QVERIFY(host.waitForFinished(90000));
+        const QStringList lines = QString::fromLocal8Bit(host.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+        QCOMPARE(host.exitCode(), 0);
+        QCOMPARE(lines.value(0), casts ? QString("cast collector") : QString("cast null"));
+        QCOMPARE(lines.value(1), QString("view vek5View"));
+        QCOMPARE(lines.value(2), QString("event 1040 %1 0").arg(kUnit));
+        QVERIFY2(lines.value(3).startsWith(QString("event 2007 %1 ").arg(kUnit)), qPrintable(lines.join(" | ")));
+        QVERIFY(lines.value(3).section(' ', 3).toInt() > 500);   // alarms, identity and measurements
+    }
 private:
     SimProcess m_sim;
     std::map<QString, std::unique_ptr<QProcess>> m_hosts;
 };
-
-void tst_client_hosts::metaData()
-{
-    QPluginLoader loader(VEK5_PLUGIN_PATH);
-    QVERIFY2(loader.load(), qPrintable(loader.errorString()));
-    const QJsonObject meta = loader.metaData();
-    QCOMPARE(meta.value("IID").toString(), QString("com.nalo.Qt.ProInterface"));
-    QVERIFY(meta.value("MetaData").toObject().isEmpty());   // no keys of its own
-}
-
-// The driver finds the C entries by name; everything else stays hidden: only
-// mangled C++ names (the interface classes shared with the host) and Qt's two
-// plugin entry points carry plain names, apart from those that any module of
-// this build exports (an instrumented build's runtime brings its own).
-void tst_client_hosts::onlyTheCEntriesExported()
-{
-    const QSet<QByteArray> flavour = exportedFunctions(VEK5_REFERENCE_MODULE_PATH);
-    const QSet<QByteArray> expected = {"setModbusCRC", "checkModbufCRC", "buildCmd", "buildCmd16",
-                                       "mod_Set_SetBuf", "UINT8_2_to_UINT16", "UINT8_4_to_UINT32",
-                                       "FiltSpace", "CommRead", "CommWrite", "CommOpen", "CommAccept",
-                                       "CommControl", "CommClose", "qt_plugin_instance",
-                                       "qt_plugin_query_metadata"};
-    QSet<QByteArray> plain;
-    for (const QByteArray& name : exportedFunctions(VEK5_PLUGIN_PATH))
-        if (!name.startsWith("_Z") && !flavour.contains(name))
-            plain.insert(name);
-    QCOMPARE(plain, expected);
-}
-
-void tst_client_hosts::initTestCase()
-{
-    QVERIFY2(m_sim.start({}), qPrintable(m_sim.output()));
-    const QString db = QStringLiteral(VEK5_HOSTS_DIR) + "/PVMX/drovaPanel/db";
-    QVERIFY(QDir().mkpath(db));
-    QVERIFY(writeFile(db + "/dev.ini",
-                      QString("[%1]\ncommType=1\nipAddr=127.0.0.1\nport=%2\ninterval=1\n").arg(kUnit).arg(m_sim.port()).toUtf8()));
-    for (const Shape& shape : kShapes) {
-        auto& host = m_hosts[shape.program] = std::make_unique<QProcess>();
-        host->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        host->start(QStringLiteral(VEK5_HOSTS_DIR "/") + shape.program, {VEK5_PLUGIN_PATH, kUnit});
-    }
-}
-
-void tst_client_hosts::hostDrivesCollector_data()
-{
-    QTest::addColumn<QString>("program");
-    QTest::addColumn<bool>("casts");
-    for (const Shape& shape : kShapes)
-        QTest::newRow(shape.program) << QString(shape.program) << shape.casts;
-}
-
-void tst_client_hosts::hostDrivesCollector()
-{
-    QFETCH(QString, program);
-    QFETCH(bool, casts);
-
-    QProcess& host = *m_hosts.at(program);
-    // The first cycle pauses 5 s before it connects.
-    QVERIFY(host.waitForFinished(90000));
-    const QStringList lines = QString::fromLocal8Bit(host.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
-    QCOMPARE(host.exitCode(), 0);
-    QCOMPARE(lines.value(0), casts ? QString("cast collector") : QString("cast null"));
-    QCOMPARE(lines.value(1), QString("view vek5View"));
-    QCOMPARE(lines.value(2), QString("event 1040 %1 0").arg(kUnit));
-    QVERIFY2(lines.value(3).startsWith(QString("event 2007 %1 ").arg(kUnit)), qPrintable(lines.join(" | ")));
-    QVERIFY(lines.value(3).section(' ', 3).toInt() > 500);   // alarms, identity and measurements
-}
 
 QTEST_GUILESS_MAIN(tst_client_hosts)
 #include "tst_client_hosts.moc"

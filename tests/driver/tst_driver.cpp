@@ -141,284 +141,272 @@ class tst_driver : public QObject
     }
 
 private slots:
-    void initTestCase();
     void init() { g_script = Script(); }
-    void scriptedQuery_data();
-    void scriptedQuery();
-    void lateAnswerIsDrained();
-    void scriptedControl_data();
-    void scriptedControl();
-    void nullArguments();
-    void historyPages();
-    void commandsAndSettings_data();
-    void commandsAndSettings();
-    void unitsInParallel();
-    void registerMapDocument();
-};
 
-void tst_driver::initTestCase()
-{
-    QVERIFY2(m_driver.load(), "driver library did not load");
-    const QString scenario = writeScenario("tcp-fault", "at 0 fault 325 on\n");
-    QVERIFY2(m_sim.start({"--units", "64", "--speed", "0", "--scenario", scenario}), qPrintable(m_sim.output()));
-    m_socket.connectToHost("127.0.0.1", quint16(m_sim.port()));
-    QVERIFY(m_socket.waitForConnected(10000));
-}
-
-void tst_driver::scriptedQuery_data()
-{
-    QTest::addColumn<Fault>("fault");
-    QTest::addColumn<int>("target");
-    QTest::addColumn<int>("result");
-    QTest::newRow("clean") << Fault::None << 0 << 1;
-    QTest::newRow("bad CRC") << Fault::BadCrc << 2 << 0;
-    QTest::newRow("truncated") << Fault::Truncated << 3 << 0;
-    QTest::newRow("exception") << Fault::Exception << 1 << 0;
-    QTest::newRow("other unit's address") << Fault::WrongAddress << 0 << 0;
-    QTest::newRow("wrong byte count") << Fault::WrongByteCount << 2 << 0;
-    QTest::newRow("silent on the second block") << Fault::Silent << 1 << 0;
-    QTest::newRow("answers a byte at a time") << Fault::OneBytePieces << 0 << 1;
-    QTest::newRow("leftover bytes before the answer") << Fault::GarbageFirst << 1 << 1;
-    QTest::newRow("another block's answer first") << Fault::OtherAnswerFirst << 1 << 1;
-    QTest::newRow("trailing bytes") << Fault::TrailingBytes << 0 << 1;
-}
-
-void tst_driver::scriptedQuery()
-{
-    QFETCH(Fault, fault);
-    QFETCH(int, target);
-    QFETCH(int, result);
-    g_script.fault = fault;
-    g_script.target = target;
-    PointSink sink;
-    QCOMPARE(m_driver.query(&g_scripted, 7, PointSink::collect, &sink), result);
-    if (result == 0) {
-        // Nothing of a failed read reaches the caller, and it stops at the failing block.
-        QVERIFY(sink.calls.isEmpty());
-        QCOMPARE(g_script.requests.size(), target + 1);
-        return;
+    void initTestCase()
+    {
+        QVERIFY2(m_driver.load(), "driver library did not load");
+        const QString scenario = writeScenario("tcp-fault", "at 0 fault 325 on\n");
+        QVERIFY2(m_sim.start({"--units", "64", "--speed", "0", "--scenario", scenario}), qPrintable(m_sim.output()));
+        m_socket.connectToHost("127.0.0.1", quint16(m_sim.port()));
+        QVERIFY(m_socket.waitForConnected(10000));
     }
-    QCOMPARE(g_script.requests.size(), regmap::kBlockCount);
-    QCOMPARE(sink.calls.size(), totalPoints());
-    for (const QByteArray& request : g_script.requests)
-        QCOMPARE(quint8(request[0]), quint8(7));
-    // The identity block is the second answer: its text bytes carry its fill.
-    QCOMPARE(int(sink.values.value(4000)), int(quint8(fillFor(1))));
-}
 
-// Modbus TCP here carries no transaction numbers: the late answer to an
-// abandoned alarm-block request once passed for the next query's alarm
-// answer, raising and clearing every alarm.
-void tst_driver::lateAnswerIsDrained()
-{
-    g_script.fault = Fault::Silent;
-    PointSink first;
-    QCOMPARE(m_driver.query(&g_scripted, 7, PointSink::collect, &first), 0);
-    g_script.line = readAnswer(g_script.requests[0], 0, char(0xFF));   // arrives late, all alarms set
-    g_script.fault = Fault::None;
-    g_script.requests.clear();
-    PointSink second;
-    QCOMPARE(m_driver.query(&g_scripted, 7, PointSink::collect, &second), 1);
-    // A one-register probe goes first; the alarm block is the second request,
-    // answered with the fill 0x22: bits 1 and 5.
-    QCOMPARE(g_script.requests.size(), regmap::kBlockCount + 1);
-    QCOMPARE(g_script.requests[0].left(6).toHex(), QByteArray("070300000001"));
-    QCOMPARE(second.values.value(2000), 0.0f);
-    QCOMPARE(second.values.value(2001), 1.0f);
-    QCOMPARE(second.values.value(2007), 0.0f);
-}
+    void scriptedQuery_data()
+    {
+        QTest::addColumn<Fault>("fault");
+        QTest::addColumn<int>("target");
+        QTest::addColumn<int>("result");
+        QTest::newRow("clean") << Fault::None << 0 << 1;
+        QTest::newRow("bad CRC") << Fault::BadCrc << 2 << 0;
+        QTest::newRow("truncated") << Fault::Truncated << 3 << 0;
+        QTest::newRow("exception") << Fault::Exception << 1 << 0;
+        QTest::newRow("other unit's address") << Fault::WrongAddress << 0 << 0;
+        QTest::newRow("wrong byte count") << Fault::WrongByteCount << 2 << 0;
+        QTest::newRow("silent on the second block") << Fault::Silent << 1 << 0;
+        QTest::newRow("answers a byte at a time") << Fault::OneBytePieces << 0 << 1;
+        QTest::newRow("leftover bytes before the answer") << Fault::GarbageFirst << 1 << 1;
+        QTest::newRow("another block's answer first") << Fault::OtherAnswerFirst << 1 << 1;
+        QTest::newRow("trailing bytes") << Fault::TrailingBytes << 0 << 1;
+    }
 
-void tst_driver::scriptedControl_data()
-{
-    QTest::addColumn<QByteArray>("command");
-    QTest::addColumn<Fault>("fault");
-    QTest::addColumn<int>("result");
-    QTest::addColumn<QByteArray>("request");   // hex the sent request starts with
-    QTest::newRow("buzzer on") << QByteArray("17,") << Fault::None << 0 << QByteArray("0710020000020400110000");
-    QTest::newRow("setting, one register") << QByteArray("3017,48") << Fault::None << 0 << QByteArray("070600110030");
-    QTest::newRow("text, function 16") << QByteArray("3077,AB") << Fault::None << 0
-                                       << QByteArray("0710004d00050a41420000000000000000");
-    QTest::newRow("system time") << QByteArray("3103,24,05,06,12,30,00") << Fault::None << 0
-                                 << QByteArray("0710005a0003061805060c1e00");
-    QTest::newRow("exception") << QByteArray("17,") << Fault::Exception << 1 << QByteArray("071002000002040011");
-    QTest::newRow("wrong echo") << QByteArray("3017,48") << Fault::WrongEcho << 1 << QByteArray("0706001100");
-    QTest::newRow("silent") << QByteArray("18,") << Fault::Silent << 1 << QByteArray("07100200");
-    QTest::newRow("bad CRC") << QByteArray("3017,48") << Fault::BadCrc << 1 << QByteArray("07060011");
-    // Refused before anything goes on the line.
-    for (const QByteArray& refused : {QByteArray("17"), QByteArray("-3,1"), QByteArray("0,70000"), QByteArray("2999,1"),
-                                      QByteArray("2022,1"), QByteArray(200, '7'), QByteArray("@17,")})
-        QTest::addRow("refused: %s", refused.left(20).constData()) << refused << Fault::None << 1 << QByteArray();
-}
-
-void tst_driver::scriptedControl()
-{
-    QFETCH(QByteArray, command);
-    QFETCH(Fault, fault);
-    QFETCH(QByteArray, request);
-    g_script.fault = fault;
-    // "@": to address 0, which no unit has.
-    const int address = command.startsWith('@') ? 0 : 7;
-    QTEST(m_driver.control(&g_scripted, address, command.mid(address ? 0 : 1).constData(), nullptr), "result");
-    if (request.isEmpty()) {
+    void scriptedQuery()
+    {
+        QFETCH(Fault, fault);
+        QFETCH(int, target);
+        QFETCH(int, result);
+        g_script.fault = fault;
+        g_script.target = target;
         PointSink sink;
-        QVERIFY(address != 0 || m_driver.query(&g_scripted, 0, PointSink::collect, &sink) == 0);
-        QVERIFY(g_script.requests.isEmpty());
-        return;
-    }
-    QCOMPARE(g_script.requests.size(), 1);
-    QByteArray sent = g_script.requests[0];
-    QVERIFY2(sent.toHex().startsWith(request), sent.toHex().constData());
-    QCOMPARE(checkModbufCRC(reinterpret_cast<unsigned char*>(sent.data()), sent.size()), 0);
-}
-
-void tst_driver::nullArguments()
-{
-    PortHandle noRead = {nullptr, nullptr, scriptedWrite};
-    QCOMPARE(m_driver.control(&noRead, 7, "17,", nullptr), 1);
-    QCOMPARE(m_driver.control(nullptr, 7, "17,", nullptr), 1);
-    QCOMPARE(m_driver.control(&g_scripted, 7, nullptr, nullptr), 1);
-    PointSink sink;
-    QCOMPARE(m_driver.query(nullptr, 7, PointSink::collect, &sink), 0);
-    QCOMPARE(m_driver.query(&g_scripted, 7, nullptr, &sink), 0);
-    QVERIFY(g_script.requests.isEmpty());
-}
-
-void tst_driver::historyPages()
-{
-    g_script.historyRecords = 27;   // two pages: 25 and 2
-    QFile::remove("history.txt");
-    QCOMPARE(m_driver.control(&g_scripted, 7, "20,export.csv", nullptr), 0);
-    QCOMPARE(g_script.requests.size(), 3);
-    const QList<QByteArray> lines = readFile("history.txt").split('\n');
-    QCOMPARE(lines.size(), 28);
-    // Record r of page p carries the bytes p+1+10(r-25p) on.
-    for (int r : {0, 24, 26}) {
-        const int base = r / 25 + 1 + 10 * (r % 25);
-        QList<int> expected {base << 8 | (base + 1), (base + 2) << 8 | (base + 3)};
-        for (int k = 4; k < 10; ++k)
-            expected << base + k;
-        QList<int> fields;
-        for (const QByteArray& field : lines[r].split(' '))
-            fields << field.toInt();
-        QCOMPARE(fields, expected);
-    }
-    g_script = Script();
-    g_script.historyRecords = regmap::kHistoryMaxRecords + 1;
-    QCOMPARE(m_driver.control(&g_scripted, 7, "20,", nullptr), 1);
-    QCOMPARE(g_script.requests.size(), 1);
-}
-
-void tst_driver::commandsAndSettings_data()
-{
-    // Each row works on a unit of its own, fresh from the factory.
-    QTest::addColumn<int>("unit");
-    QTest::addColumn<QByteArray>("command");   // steps separated by ";", all but the last acknowledged
-    QTest::addColumn<int>("result");
-    QTest::addColumn<int>("point");
-    QTest::addColumn<QByteArray>("before");
-    QTest::addColumn<QByteArray>("after");
-    QTest::newRow("buzzer off") << 2 << QByteArray("18,") << 0 << 4260 << QByteArray("1") << QByteArray("0");
-    QTest::newRow("transfer to bypass") << 3 << QByteArray("10,") << 0 << 4161 << QByteArray("2") << QByteArray("1");
-    QTest::newRow("shutdown to bypass") << 4 << QByteArray("9,") << 0 << 4240 << QByteArray("2") << QByteArray("0");
-    QTest::newRow("transfer back to inverter") << 18 << QByteArray("10,;11,") << 0 << 4161 << QByteArray("2") << QByteArray("2");
-    QTest::newRow("buzzer on again") << 17 << QByteArray("18,;17,") << 0 << 4260 << QByteArray("1") << QByteArray("1");
-    QTest::newRow("cancel battery test") << 35 << QByteArray("0,;3,") << 0 << 4259 << QByteArray("0") << QByteArray("0");
-    QTest::newRow("discharge test of 10 min") << 7 << QByteArray("0,10") << 0 << 4259 << QByteArray("0") << QByteArray("1");
-    QTest::newRow("clear fault") << 9 << QByteArray("12,") << 0 << 2325 << QByteArray("1") << QByteArray("0");
-    QTest::newRow("start up after shutdown") << 19 << QByteArray("4,;7,") << 0 << 4223 << QByteArray("1") << QByteArray("1");
-    QTest::newRow("unknown code refused by unit") << 11 << QByteArray("5,") << 1 << 4161 << QByteArray("2") << QByteArray("2");
-    QTest::newRow("scaled setting") << 21 << QByteArray("3019,230") << 0 << 3019 << QByteArray("2.27") << QByteArray("2.3");
-    QTest::newRow("text with comma") << 26 << QByteArray("3087,A,B") << 0 << 3087 << QByteArray("SimPower Ltd") << QByteArray("A,B");
-    QTest::newRow("system time") << 28 << QByteArray("3103,24,05,06,12,30,00") << 0 << 3103
-                                 << QByteArray() << QByteArray("\x18\x05\x06\x0c\x1e", 5);
-    QTest::newRow("text too long") << 29 << QByteArray("3150,012345678901234") << 1 << 3150
-                                   << QByteArray("00000000000000") << QByteArray("00000000000000");
-    QTest::newRow("time field out of range") << 31 << QByteArray("3103,24,05,06,12,30,900") << 1 << 3017
-                                             << QByteArray("40") << QByteArray("40");
-    QTest::newRow("register not carried") << 34 << QByteArray("3009,1") << 1 << 3017 << QByteArray("40") << QByteArray("40");
-}
-
-void tst_driver::commandsAndSettings()
-{
-    QFETCH(int, unit);
-    QFETCH(QByteArray, command);
-    QFETCH(int, point);
-    QFETCH(QByteArray, before);
-    QFETCH(QByteArray, after);
-    PointSink first;
-    QVERIFY(query(unit, first));
-    if (!before.isNull())
-        checkPoint(first, point, before);
-    const QList<QByteArray> steps = command.split(';');
-    for (int i = 0; i < steps.size() - 1; ++i)
-        QCOMPARE(control(unit, steps[i].constData()), 0);
-    QTEST(control(unit, steps.last().constData()), "result");
-    PointSink second;
-    QVERIFY(query(unit, second));
-    checkPoint(second, point, after);
-}
-
-// Four collector threads in one driver instance share the 64 units.
-void tst_driver::unitsInParallel()
-{
-    std::atomic<int> good {0};
-    std::vector<std::thread> threads;
-    const quint16 port = quint16(m_sim.port());
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([this, t, port, &good] {
-            QTcpSocket socket;
-            socket.connectToHost("127.0.0.1", port);
-            if (!socket.waitForConnected(10000))
-                return;
-            for (int unit = 1 + t; unit <= 64; unit += 4) {
-                PointSink sink;
-                // The unit's own address, its name as text, a signed register.
-                if (query(unit, sink, &socket) && int(sink.values.value(3002)) == unit
-                        && sink.text(4080, 16) == "UPS unit " + QByteArray::number(unit)
-                        && sink.values.value(4104) < -100.0f)
-                    ++good;
-            }
-        });
-    }
-    for (std::thread& t : threads)
-        t.join();
-    QCOMPARE(good.load(), 64);
-}
-
-// docs/register-map.md says what the table says, and no block's answer can
-// pass for another's (function code or byte count differ).
-void tst_driver::registerMapDocument()
-{
-    using namespace regmap;
-    const QString text = QString::fromUtf8(readFile(QStringLiteral(VEK5_SOURCE_DIR "/docs/register-map.md")));
-    const QRegularExpression row("^\\| (\\d+)(?:-(\\d+))? \\| ([234]) \\| (\\d+)(?:-(\\d+))? \\| (bit|number|text|date) \\| (\\d*) \\|",
-                                 QRegularExpression::MultilineOption);
-    const char* const encodings[] = {"bit", "number", "text", "date"};
-    int rows = 0;
-    for (auto it = row.globalMatch(text); it.hasNext(); ++rows) {
-        const QRegularExpressionMatch m = it.next();
-        const int first = m.captured(1).toInt();
-        const Field* f = findField(first);
-        QVERIFY2(f != nullptr && f->point == first, qPrintable(m.captured(0)));
-        QCOMPARE(f->points, (m.captured(2).isEmpty() ? first : m.captured(2).toInt()) - first + 1);
-        QCOMPARE(int(f->table), m.captured(3).toInt());
-        const int address = m.captured(4).toInt();
-        QCOMPARE(f->address, address);
-        QCOMPARE(fieldWidth(*f), (m.captured(5).isEmpty() ? address : m.captured(5).toInt()) - address + 1);
-        QCOMPARE(QString(encodings[f->encoding]), m.captured(6));
-        if (f->encoding == Number)
-            QCOMPARE(f->divisor, m.captured(7).toInt());
-    }
-    QCOMPARE(rows, kFieldCount);
-    for (int i = 0; i < kBlockCount; ++i)
-        for (int j = i + 1; j < kBlockCount; ++j) {
-            const Block& a = kBlocks[i];
-            const Block& b = kBlocks[j];
-            const int bytesA = a.table == DiscreteInputs ? (a.count + 7) / 8 : 2 * a.count;
-            const int bytesB = b.table == DiscreteInputs ? (b.count + 7) / 8 : 2 * b.count;
-            QVERIFY(a.table != b.table || bytesA != bytesB);
+        QCOMPARE(m_driver.query(&g_scripted, 7, PointSink::collect, &sink), result);
+        if (result == 0) {
+            // Nothing of a failed read reaches the caller, and it stops at the failing block.
+            QVERIFY(sink.calls.isEmpty());
+            QCOMPARE(g_script.requests.size(), target + 1);
+            return;
         }
-}
+        QCOMPARE(g_script.requests.size(), regmap::kBlockCount);
+        QCOMPARE(sink.calls.size(), totalPoints());
+        for (const QByteArray& request : g_script.requests)
+            QCOMPARE(quint8(request[0]), quint8(7));
+        // The identity block is the second answer: its text bytes carry its fill.
+        QCOMPARE(int(sink.values.value(4000)), int(quint8(fillFor(1))));
+    }
+
+    // Modbus TCP here carries no transaction numbers: the late answer to an
+    // abandoned alarm-block request once passed for the next query's alarm
+    // answer, raising and clearing every alarm.
+    void lateAnswerIsDrained()
+    {
+        g_script.fault = Fault::Silent;
+        PointSink first;
+        QCOMPARE(m_driver.query(&g_scripted, 7, PointSink::collect, &first), 0);
+        g_script.line = readAnswer(g_script.requests[0], 0, char(0xFF));   // arrives late, all alarms set
+        g_script.fault = Fault::None;
+        g_script.requests.clear();
+        PointSink second;
+        QCOMPARE(m_driver.query(&g_scripted, 7, PointSink::collect, &second), 1);
+        // A one-register probe goes first; the alarm block is the second request,
+        // answered with the fill 0x22: bits 1 and 5.
+        QCOMPARE(g_script.requests.size(), regmap::kBlockCount + 1);
+        QCOMPARE(g_script.requests[0].left(6).toHex(), QByteArray("070300000001"));
+        QCOMPARE(second.values.value(2000), 0.0f);
+        QCOMPARE(second.values.value(2001), 1.0f);
+        QCOMPARE(second.values.value(2007), 0.0f);
+    }
+
+    void scriptedControl_data()
+    {
+        QTest::addColumn<QByteArray>("command");
+        QTest::addColumn<Fault>("fault");
+        QTest::addColumn<int>("result");
+        QTest::addColumn<QByteArray>("request");   // hex the sent request starts with
+        QTest::newRow("buzzer on") << QByteArray("17,") << Fault::None << 0 << QByteArray("0710020000020400110000");
+        QTest::newRow("setting, one register") << QByteArray("3017,48") << Fault::None << 0 << QByteArray("070600110030");
+        QTest::newRow("text, function 16") << QByteArray("3077,AB") << Fault::None << 0
+                                           << QByteArray("0710004d00050a41420000000000000000");
+        QTest::newRow("system time") << QByteArray("3103,24,05,06,12,30,00") << Fault::None << 0
+                                     << QByteArray("0710005a0003061805060c1e00");
+        QTest::newRow("exception") << QByteArray("17,") << Fault::Exception << 1 << QByteArray("071002000002040011");
+        QTest::newRow("wrong echo") << QByteArray("3017,48") << Fault::WrongEcho << 1 << QByteArray("0706001100");
+        QTest::newRow("silent") << QByteArray("18,") << Fault::Silent << 1 << QByteArray("07100200");
+        QTest::newRow("bad CRC") << QByteArray("3017,48") << Fault::BadCrc << 1 << QByteArray("07060011");
+        // Refused before anything goes on the line.
+        for (const QByteArray& refused : {QByteArray("17"), QByteArray("-3,1"), QByteArray("0,70000"), QByteArray("2999,1"),
+                                          QByteArray("2022,1"), QByteArray(200, '7'), QByteArray("@17,")})
+            QTest::addRow("refused: %s", refused.left(20).constData()) << refused << Fault::None << 1 << QByteArray();
+    }
+
+    void scriptedControl()
+    {
+        QFETCH(QByteArray, command);
+        QFETCH(Fault, fault);
+        QFETCH(QByteArray, request);
+        g_script.fault = fault;
+        // "@": to address 0, which no unit has.
+        const int address = command.startsWith('@') ? 0 : 7;
+        QTEST(m_driver.control(&g_scripted, address, command.mid(address ? 0 : 1).constData(), nullptr), "result");
+        if (request.isEmpty()) {
+            PointSink sink;
+            QVERIFY(address != 0 || m_driver.query(&g_scripted, 0, PointSink::collect, &sink) == 0);
+            QVERIFY(g_script.requests.isEmpty());
+            return;
+        }
+        QCOMPARE(g_script.requests.size(), 1);
+        QByteArray sent = g_script.requests[0];
+        QVERIFY2(sent.toHex().startsWith(request), sent.toHex().constData());
+        QCOMPARE(checkModbufCRC(reinterpret_cast<unsigned char*>(sent.data()), sent.size()), 0);
+    }
+
+    void nullArguments()
+    {
+        PortHandle noRead = {nullptr, nullptr, scriptedWrite};
+        QCOMPARE(m_driver.control(&noRead, 7, "17,", nullptr), 1);
+        QCOMPARE(m_driver.control(nullptr, 7, "17,", nullptr), 1);
+        QCOMPARE(m_driver.control(&g_scripted, 7, nullptr, nullptr), 1);
+        PointSink sink;
+        QCOMPARE(m_driver.query(nullptr, 7, PointSink::collect, &sink), 0);
+        QCOMPARE(m_driver.query(&g_scripted, 7, nullptr, &sink), 0);
+        QVERIFY(g_script.requests.isEmpty());
+    }
+
+    void historyPages()
+    {
+        g_script.historyRecords = 27;   // two pages: 25 and 2
+        QFile::remove("history.txt");
+        QCOMPARE(m_driver.control(&g_scripted, 7, "20,export.csv", nullptr), 0);
+        QCOMPARE(g_script.requests.size(), 3);
+        const QList<QByteArray> lines = readFile("history.txt").split('\n');
+        QCOMPARE(lines.size(), 28);
+        // Record r of page p carries the bytes p+1+10(r-25p) on.
+        for (int r : {0, 24, 26}) {
+            const int base = r / 25 + 1 + 10 * (r % 25);
+            QList<int> expected {base << 8 | (base + 1), (base + 2) << 8 | (base + 3)};
+            for (int k = 4; k < 10; ++k)
+                expected << base + k;
+            QList<int> fields;
+            for (const QByteArray& field : lines[r].split(' '))
+                fields << field.toInt();
+            QCOMPARE(fields, expected);
+        }
+        g_script = Script();
+        g_script.historyRecords = regmap::kHistoryMaxRecords + 1;
+        QCOMPARE(m_driver.control(&g_scripted, 7, "20,", nullptr), 1);
+        QCOMPARE(g_script.requests.size(), 1);
+    }
+
+    void commandsAndSettings_data()
+    {
+        // Each row works on a unit of its own, fresh from the factory.
+        QTest::addColumn<int>("unit");
+        QTest::addColumn<QByteArray>("command");   // steps separated by ";", all but the last acknowledged
+        QTest::addColumn<int>("result");
+        QTest::addColumn<int>("point");
+        QTest::addColumn<QByteArray>("before");
+        QTest::addColumn<QByteArray>("after");
+        QTest::newRow("buzzer off") << 2 << QByteArray("18,") << 0 << 4260 << QByteArray("1") << QByteArray("0");
+        QTest::newRow("transfer to bypass") << 3 << QByteArray("10,") << 0 << 4161 << QByteArray("2") << QByteArray("1");
+        QTest::newRow("shutdown to bypass") << 4 << QByteArray("9,") << 0 << 4240 << QByteArray("2") << QByteArray("0");
+        QTest::newRow("transfer back to inverter") << 18 << QByteArray("10,;11,") << 0 << 4161 << QByteArray("2") << QByteArray("2");
+        QTest::newRow("buzzer on again") << 17 << QByteArray("18,;17,") << 0 << 4260 << QByteArray("1") << QByteArray("1");
+        QTest::newRow("cancel battery test") << 35 << QByteArray("0,;3,") << 0 << 4259 << QByteArray("0") << QByteArray("0");
+        QTest::newRow("discharge test of 10 min") << 7 << QByteArray("0,10") << 0 << 4259 << QByteArray("0") << QByteArray("1");
+        QTest::newRow("clear fault") << 9 << QByteArray("12,") << 0 << 2325 << QByteArray("1") << QByteArray("0");
+        QTest::newRow("start up after shutdown") << 19 << QByteArray("4,;7,") << 0 << 4223 << QByteArray("1") << QByteArray("1");
+        QTest::newRow("unknown code refused by unit") << 11 << QByteArray("5,") << 1 << 4161 << QByteArray("2") << QByteArray("2");
+        QTest::newRow("scaled setting") << 21 << QByteArray("3019,230") << 0 << 3019 << QByteArray("2.27") << QByteArray("2.3");
+        QTest::newRow("text with comma") << 26 << QByteArray("3087,A,B") << 0 << 3087 << QByteArray("SimPower Ltd") << QByteArray("A,B");
+        QTest::newRow("system time") << 28 << QByteArray("3103,24,05,06,12,30,00") << 0 << 3103
+                                     << QByteArray() << QByteArray("\x18\x05\x06\x0c\x1e", 5);
+        QTest::newRow("text too long") << 29 << QByteArray("3150,012345678901234") << 1 << 3150
+                                       << QByteArray("00000000000000") << QByteArray("00000000000000");
+        QTest::newRow("time field out of range") << 31 << QByteArray("3103,24,05,06,12,30,900") << 1 << 3017
+                                                 << QByteArray("40") << QByteArray("40");
+        QTest::newRow("register not carried") << 34 << QByteArray("3009,1") << 1 << 3017 << QByteArray("40") << QByteArray("40");
+    }
+
+    void commandsAndSettings()
+    {
+        QFETCH(int, unit);
+        QFETCH(QByteArray, command);
+        QFETCH(int, point);
+        QFETCH(QByteArray, before);
+        QFETCH(QByteArray, after);
+        PointSink first;
+        QVERIFY(query(unit, first));
+        if (!before.isNull())
+            checkPoint(first, point, before);
+        const QList<QByteArray> steps = command.split(';');
+        for (int i = 0; i < steps.size() - 1; ++i)
+            QCOMPARE(control(unit, steps[i].constData()), 0);
+        QTEST(control(unit, steps.last().constData()), "result");
+        PointSink second;
+        QVERIFY(query(unit, second));
+        checkPoint(second, point, after);
+    }
+
+    // Four collector threads in one driver instance share the 64 units.
+    void unitsInParallel()
+    {
+        std::atomic<int> good {0};
+        std::vector<std::thread> threads;
+        const quint16 port = quint16(m_sim.port());
+        for (int t = 0; t < 4; ++t) {
+            threads.emplace_back([this, t, port, &good] {
+                QTcpSocket socket;
+                socket.connectToHost("127.0.0.1", port);
+                if (!socket.waitForConnected(10000))
+                    return;
+                for (int unit = 1 + t; unit <= 64; unit += 4) {
+                    PointSink sink;
+                    // The unit's own address, its name as text, a signed register.
+                    if (query(unit, sink, &socket) && int(sink.values.value(3002)) == unit
+                            && sink.text(4080, 16) == "UPS unit " + QByteArray::number(unit)
+                            && sink.values.value(4104) < -100.0f)
+                        ++good;
+                }
+            });
+        }
+        for (std::thread& t : threads)
+            t.join();
+        QCOMPARE(good.load(), 64);
+    }
+
+    // docs/register-map.md says what the table says, and no block's answer can
+    // pass for another's (function code or byte count differ).
+    void registerMapDocument()
+    {
+        using namespace regmap;
+        const QString text = QString::fromUtf8(readFile(QStringLiteral(VEK5_SOURCE_DIR "/docs/register-map.md")));
+        const QRegularExpression row("^\\| (\\d+)(?:-(\\d+))? \\| ([234]) \\| (\\d+)(?:-(\\d+))? \\| (bit|number|text|date) \\| (\\d*) \\|",
+                                     QRegularExpression::MultilineOption);
+        const char* const encodings[] = {"bit", "number", "text", "date"};
+        int rows = 0;
+        for (auto it = row.globalMatch(text); it.hasNext(); ++rows) {
+            const QRegularExpressionMatch m = it.next();
+            const int first = m.captured(1).toInt();
+            const Field* f = findField(first);
+            QVERIFY2(f != nullptr && f->point == first, qPrintable(m.captured(0)));
+            QCOMPARE(f->points, (m.captured(2).isEmpty() ? first : m.captured(2).toInt()) - first + 1);
+            QCOMPARE(int(f->table), m.captured(3).toInt());
+            const int address = m.captured(4).toInt();
+            QCOMPARE(f->address, address);
+            QCOMPARE(fieldWidth(*f), (m.captured(5).isEmpty() ? address : m.captured(5).toInt()) - address + 1);
+            QCOMPARE(QString(encodings[f->encoding]), m.captured(6));
+            if (f->encoding == Number)
+                QCOMPARE(f->divisor, m.captured(7).toInt());
+        }
+        QCOMPARE(rows, kFieldCount);
+        for (int i = 0; i < kBlockCount; ++i)
+            for (int j = i + 1; j < kBlockCount; ++j) {
+                const Block& a = kBlocks[i];
+                const Block& b = kBlocks[j];
+                const int bytesA = a.table == DiscreteInputs ? (a.count + 7) / 8 : 2 * a.count;
+                const int bytesB = b.table == DiscreteInputs ? (b.count + 7) / 8 : 2 * b.count;
+                QVERIFY(a.table != b.table || bytesA != bytesB);
+            }
+    }
+};
 
 QTEST_GUILESS_MAIN(tst_driver)
 #include "tst_driver.moc"

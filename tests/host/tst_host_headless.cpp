@@ -8,10 +8,6 @@
 
 #include "TestRig.h"
 
-#include <QDir>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QRegularExpression>
 #include <QtTest>
 
 #include <arpa/inet.h>
@@ -25,203 +21,6 @@ namespace {
 const QString kPrefix = QStringLiteral(VEK5_INSTALL_PREFIX);
 const QString kBin = kPrefix + "/" VEK5_INSTALL_BINDIR;
 const QString kConf = QStringLiteral(VEK5_CONFDIR);
-}
-
-class tst_host_headless : public QObject
-{
-    Q_OBJECT
-private slots:
-    void initTestCase();
-    void cli_data();
-    void cli();
-    void configProblems_data();
-    void configProblems();
-    void scenarios_data();
-    void scenarios();
-    void window();
-
-private:
-    QProcess* start(const QString& program, const QStringList& args);
-    void writeConfig(const QByteArray& param, const QByteArray& dev);
-    int startSimulator(const QString& scenario, double speed);
-    int blackHole();
-    void runAll();
-    void runHost(bool answering);
-
-    QDir m_app;
-    std::list<SimProcess> m_sims;
-    QString m_stage;
-    QProcessEnvironment m_env;
-    QList<QJsonObject> m_events;
-    QString m_err;
-    qint64 m_stopMs = -1;
-};
-
-void tst_host_headless::initTestCase()
-{
-    m_stage = QDir::current().absoluteFilePath("stage");
-    QDir(m_stage).removeRecursively();
-    QProcess install;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("DESTDIR", m_stage);
-    install.setProcessEnvironment(env);
-    install.start(VEK5_CMAKE_COMMAND, {"--install", VEK5_BUILD_DIR});
-    QVERIFY(install.waitForFinished(120000) && install.exitCode() == 0);
-    const QString db = m_stage + kPrefix + "/" VEK5_PKGLIBDIR "/PVMX/drovaPanel/db";    // prefix /usr: absolute, to /etc
-    QVERIFY(QFileInfo(db).symLinkTarget() != kConf || (QFile::remove(db) && QFile::link(m_stage + kConf, db)));
-    const QList<QPair<QString, QString>> pieces{
-        {kPrefix + "/lib/systemd/system/upsmon-host.service", "ExecStart=" + kBin + "/upsmon-host --headless"},
-        {kPrefix + "/lib/udev/rules.d/60-vek5m-rs485.rules", "/dev/serial/by-id"},
-        {kPrefix + "/" VEK5_PKGLIBDIR "/libvek5m_10-30k_Client.so", ""},
-        {kPrefix + "/" VEK5_INSTALL_LIBDIR "/libvek5m_10-30k.so", ""},
-        {kPrefix + "/" VEK5_PKGLIBDIR "/PVMX/drovaPanel/db/historycodemap.csv", "21,Monitor_Battery powered,"}};
-    for (const auto& p : pieces)
-        QVERIFY2(QFileInfo::exists(m_stage + p.first) && readFile(m_stage + p.first).contains(p.second.toUtf8()),
-                 qPrintable(p.first));
-    m_app = QDir(QDir::current().absoluteFilePath("state"));    // the host's working directory
-    m_app.removeRecursively();
-    QVERIFY(QDir().mkpath(m_app.filePath("other")));
-    m_env = QProcessEnvironment::systemEnvironment();
-    for (const char* v : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
-        m_env.remove(v);
-    m_env.insert("UPSMON_STATE_DIR", m_app.path());
-    m_env.insert("LD_LIBRARY_PATH", m_stage + kPrefix + "/" VEK5_INSTALL_LIBDIR);
-}
-
-QProcess* tst_host_headless::start(const QString& program, const QStringList& args)
-{
-    auto* p = new QProcess(this);     // killed when the test ends
-    p->setProcessEnvironment(m_env);
-    p->setWorkingDirectory(m_app.path());
-    p->start(m_stage + kBin + "/" + program, args);
-    return p;
-}
-
-void tst_host_headless::writeConfig(const QByteArray& param, const QByteArray& dev)
-{
-    for (const auto& f : {qMakePair(QString("param.ini"), param), qMakePair(QString("dev.ini"), dev)}) {
-        for (const QString& dir : {m_stage + kConf, m_app.filePath("other")}) {
-            QFile::remove(dir + "/" + f.first);
-            if (!f.second.isNull())
-                writeFile(dir + "/" + f.first, f.second);
-        }
-    }
-}
-
-void tst_host_headless::cli_data()
-{
-    QTest::addColumn<QStringList>("args");
-    QTest::addColumn<QByteArray>("dev");
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QString>("output");    // fragment of stdout + stderr
-    // Each refusal's words: tst_host's text table; here the program's exit status.
-
-    const QByteArray tcp("[UPS1]\ncommType=1\nipAddr=127.0.0.1\nport=1\n");
-    QTest::newRow("help in a plain shell") << QStringList{"--help"} << tcp << 0 << "unit:name[:value]";
-    QTest::newRow("version") << QStringList{"--version"} << tcp << 0 << "upsmon-host 1.";
-    QTest::newRow("check-config clean") << QStringList{"--check-config"} << tcp << 0 << "1 units, no problems";
-    QTest::newRow("check-config broken") << QStringList{"--check-config"} << QByteArray("[UPS1]\nport=abc\naddr=300\n")
-        << 1 << "dev.ini [UPS1] addr must be a whole number 1-247, not \"300\"";
-    QTest::newRow("no usable unit") << QStringList{} << QByteArray("[UPS1]\ncommType=7\n") << 1 << "not started";
-    QTest::newRow("unknown unit") << QStringList{"--command", "UPS9:load.off"} << tcp << 2 << "unknown unit \"UPS9\"";
-    QTest::newRow("unknown command") << QStringList{"--command", "UPS1:lod.off"} << tcp << 2 << "unknown command";
-    QTest::newRow("value refused") << QStringList{"--command", "UPS1:load.off:1"} << tcp << 2 << "takes no value";
-    QTest::newRow("bad level") << QStringList{"--level", "3"} << tcp << 2 << "--level needs a whole number 0-2";
-    QTest::newRow("other config dir") << QStringList{"--config", "other"} << tcp << 1 << "the plugin reads";
-    QTest::newRow("plugin missing") << QStringList{"--plugin", "/nonexistent/p.so"} << tcp << 1 << "not found";
-    QTest::newRow("metrics off") << QStringList{"--metrics-listen", "off"} << tcp << 3 << "UPS1";   // runs, the unit silent
-}
-
-void tst_host_headless::cli()
-{
-    QFETCH(QStringList, args);
-    QFETCH(QByteArray, dev);
-    QFETCH(int, exitCode);
-    QFETCH(QString, output);
-
-    writeConfig("[host]\nunits=UPS1\n", dev);
-    QProcess* host = start("upsmon-host", args + QStringList{"--duration", "1"});
-    QVERIFY(host->waitForFinished(30000));
-    const QString out = QString::fromUtf8(host->readAllStandardOutput() + host->readAllStandardError());
-    QCOMPARE(host->exitStatus(), QProcess::NormalExit);
-    QVERIFY2(host->exitCode() == exitCode && out.contains(output), qPrintable(out));
-}
-
-// --check-config and start-up read the configuration through one function:
-// the same problems in the same words, exit 1 both.
-void tst_host_headless::configProblems_data()
-{
-    QTest::addColumn<QByteArray>("param");
-    QTest::addColumn<QByteArray>("dev");
-    QTest::addColumn<int>("usersMode");
-    QTest::addColumn<QStringList>("checkArgs");   // beyond --check-config; start-up is not run then
-    QTest::addColumn<QStringList>("problems");    // a fragment of each problem line, in order
-
-    QTest::newRow("each start-up failure") << QByteArray("[host]\nunits=UPS1,UPS1\n[nut]\nlisten=garbage\nmaxClients=-1\n"
-                                                         "[metrics]\nlisten=1.2.3.4.5:0\n")
-        << QByteArray("[UPS1]\ncommType=1\nipAddr=not..an..ip\n") << 0644 << QStringList()
-        << QStringList{"[nut] listen", "[nut] maxClients", "readable by anyone", "[metrics] listen",
-                       "ipAddr \"not..an..ip\"", "units lists UPS1 twice"};
-    QTest::newRow("users file the service cannot read") << QByteArray("[host]\nunits=UPS1\n")
-        << QByteArray("[UPS1]\ncommType=1\nipAddr=127.0.0.1\n") << 0640 << QStringList{"--as-user", "nobody"}
-        << QStringList{"upsd.users is not readable by user nobody (owner 0, group root, mode 640)"};
-}
-
-void tst_host_headless::configProblems()
-{
-    QFETCH(QByteArray, param);
-    QFETCH(QByteArray, dev);
-    QFETCH(int, usersMode);
-    QFETCH(QStringList, checkArgs);
-    QFETCH(QStringList, problems);
-    writeConfig(param, dev);
-    const QString users = m_stage + kConf + "/upsd.users";
-    QVERIFY(writeFile(users, "[admin]\npassword=pw\n") && ::chmod(QFile::encodeName(users).constData(), usersMode) == 0);
-    const auto run = [this](const QStringList& args, QStringList* lines) {
-        QProcess* host = start("upsmon-host", args);
-        if (!host->waitForFinished(30000))
-            return -1;
-        *lines = QString::fromUtf8(host->readAllStandardOutput() + host->readAllStandardError()).split('\n', Qt::SkipEmptyParts);
-        return host->exitCode();
-    };
-    QStringList checked, started;
-    QCOMPARE(run(QStringList{"--check-config"} + checkArgs, &checked), 1);
-    QCOMPARE(checked.size(), problems.size());
-    for (int i = 0; i < problems.size(); ++i)
-        QVERIFY2(checked.at(i).contains(problems.at(i)), qPrintable(checked.at(i)));
-    if (checkArgs.isEmpty()) {
-        QCOMPARE(run({"--duration", "5"}, &started), 1);
-        QCOMPARE(started.mid(0, checked.size()), checked.replaceInStrings(QRegularExpression("^"), "upsmon-host: "));
-    }
-    QFile::remove(users);
-}
-
-int tst_host_headless::startSimulator(const QString& scenario, double speed)
-{
-    SimProcess& sim = m_sims.emplace_back();
-    const QString path = writeScenario(m_app.filePath(QString("s%1").arg(m_sims.size())),
-                                       QString(scenario).replace(';', '\n').toUtf8() + '\n');
-    return sim.start({"--scenario", path, "--speed", QString::number(speed)}) ? sim.port() : 0;
-}
-
-// A listener whose backlog is full: connection attempts are dropped, so a
-// collector waits in its connect.
-int tst_host_headless::blackHole()
-{
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof a;
-    ::bind(fd, reinterpret_cast<sockaddr*>(&a), len);
-    ::listen(fd, 0);
-    ::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
-    for (int i = 0; i < 3; ++i)     // the sockets live until the test ends
-        ::connect(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0), reinterpret_cast<sockaddr*>(&a), len);
-    return ntohs(a.sin_port);
-}
-
-namespace {
 
 struct Scenario
 {
@@ -277,125 +76,302 @@ bool logged(const QList<QJsonObject>& events, const QString& unit, const QString
 
 } // namespace
 
-void tst_host_headless::scenarios_data()
+class tst_host_headless : public QObject
 {
-    QTest::addColumn<int>("index");
-    for (int i = 0; i < int(sizeof kScenarios / sizeof *kScenarios); ++i)
-        QTest::newRow(kScenarios[i].name) << i;
-}
-
-// The scenarios whose units answer in one run of the host, each unit on its
-// own simulator; then the listener that accepts nothing alone, since a host
-// that abandons a collector leaves without its destructors.
-void tst_host_headless::runAll()
-{
-    runHost(true);
-    runHost(false);
-}
-
-void tst_host_headless::runHost(bool answering)
-{
-    QByteArray dev;
-    QStringList units;
-    const auto inRun = [answering](const Scenario& s) { return (s.script != nullptr) == answering; };
-    for (const Scenario& s : kScenarios) {
-        if (!inRun(s))
-            continue;
-        const int port = s.script ? startSimulator(s.script, s.speed) : blackHole();
-        QVERIFY2(port > 0, s.unit);
-        units += s.unit;
-        dev += QString("[%1]\ncommType=1\nipAddr=127.0.0.1\nport=%2\naddr=1\ninterval=1\nretries=2\n")
-                   .arg(s.unit).arg(port).toUtf8();
+    Q_OBJECT
+private slots:
+    void initTestCase()
+    {
+        m_stage = QDir::current().absoluteFilePath("stage");
+        QDir(m_stage).removeRecursively();
+        QProcess install;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("DESTDIR", m_stage);
+        install.setProcessEnvironment(env);
+        install.start(VEK5_CMAKE_COMMAND, {"--install", VEK5_BUILD_DIR});
+        QVERIFY(install.waitForFinished(120000) && install.exitCode() == 0);
+        const QString db = m_stage + kPrefix + "/" VEK5_PKGLIBDIR "/PVMX/drovaPanel/db";    // prefix /usr: absolute, to /etc
+        QVERIFY(QFileInfo(db).symLinkTarget() != kConf || (QFile::remove(db) && QFile::link(m_stage + kConf, db)));
+        const QList<QPair<QString, QString>> pieces{
+            {kPrefix + "/lib/systemd/system/upsmon-host.service", "ExecStart=" + kBin + "/upsmon-host --headless"},
+            {kPrefix + "/lib/udev/rules.d/60-vek5m-rs485.rules", "/dev/serial/by-id"},
+            {kPrefix + "/" VEK5_PKGLIBDIR "/libvek5m_10-30k_Client.so", ""},
+            {kPrefix + "/" VEK5_INSTALL_LIBDIR "/libvek5m_10-30k.so", ""},
+            {kPrefix + "/" VEK5_PKGLIBDIR "/PVMX/drovaPanel/db/historycodemap.csv", "21,Monitor_Battery powered,"}};
+        for (const auto& p : pieces)
+            QVERIFY2(QFileInfo::exists(m_stage + p.first) && readFile(m_stage + p.first).contains(p.second.toUtf8()),
+                     qPrintable(p.first));
+        m_app = QDir(QDir::current().absoluteFilePath("state"));    // the host's working directory
+        m_app.removeRecursively();
+        QVERIFY(QDir().mkpath(m_app.filePath("other")));
+        m_env = QProcessEnvironment::systemEnvironment();
+        for (const char* v : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+            m_env.remove(v);
+        m_env.insert("UPSMON_STATE_DIR", m_app.path());
+        m_env.insert("LD_LIBRARY_PATH", m_stage + kPrefix + "/" VEK5_INSTALL_LIBDIR);
     }
-    writeConfig(QString("[host]\nunits=%1\nmaxAge=10\nanswerTimeout=120\n[policy]\nshutdownCmd=echo $UPSNAME >> "
-                        "shutdown.txt\nnotifyCmd=echo $UPSNAME $NOTIFYTYPE >> notify.txt\nnotifyRateLimit=0\n")
-                    .arg(units.join(',')).toUtf8(), dev);
-    QStringList args{"--headless", "--json", "--datalog", "datalog.csv", "--log-interval", "2"};
-    if (answering)
-        args += {"--command", "MAINS:beeper.disable", "--command", "MAINS:vek5.history.download:h.csv",
-                 "--command", "BYPASS:vek5.history.download:other"};   // a directory: nothing can be written
-    QProcess& host = *start("upsmon-host", args);
-    QVERIFY(host.waitForStarted(5000));
-    const auto done = [&] {
-        return std::all_of(std::begin(kScenarios), std::end(kScenarios), [&](const Scenario& s) {
-            // An alarm may clear a poll after the notification that ends the
-            // sequence, so the run also waits for every expected line.
-            return !inRun(s)
-                   || (inOrder(notified(m_events, s.unit), s.notify)
-                       && std::all_of(s.lines.begin(), s.lines.end(),
-                                      [&](const QString& want) { return logged(m_events, s.unit, want); }));
-        });
-    };
-    QElapsedTimer t;
-    t.start();
-    while (!done() && t.elapsed() < 90000 && host.state() == QProcess::Running) {
-        host.waitForReadyRead(500);
-        while (host.canReadLine())
-            m_events += QJsonDocument::fromJson(host.readLine()).object();
+
+    void cli_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QByteArray>("dev");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("output");    // fragment of stdout + stderr
+        // Each refusal's words: tst_host's text table; here the program's exit status.
+
+        const QByteArray tcp("[UPS1]\ncommType=1\nipAddr=127.0.0.1\nport=1\n");
+        QTest::newRow("help in a plain shell") << QStringList{"--help"} << tcp << 0 << "unit:name[:value]";
+        QTest::newRow("version") << QStringList{"--version"} << tcp << 0 << "upsmon-host 1.";
+        QTest::newRow("check-config clean") << QStringList{"--check-config"} << tcp << 0 << "1 units, no problems";
+        QTest::newRow("check-config broken") << QStringList{"--check-config"} << QByteArray("[UPS1]\nport=abc\naddr=300\n")
+            << 1 << "dev.ini [UPS1] addr must be a whole number 1-247, not \"300\"";
+        QTest::newRow("no usable unit") << QStringList{} << QByteArray("[UPS1]\ncommType=7\n") << 1 << "not started";
+        QTest::newRow("unknown unit") << QStringList{"--command", "UPS9:load.off"} << tcp << 2 << "unknown unit \"UPS9\"";
+        QTest::newRow("unknown command") << QStringList{"--command", "UPS1:lod.off"} << tcp << 2 << "unknown command";
+        QTest::newRow("value refused") << QStringList{"--command", "UPS1:load.off:1"} << tcp << 2 << "takes no value";
+        QTest::newRow("bad level") << QStringList{"--level", "3"} << tcp << 2 << "--level needs a whole number 0-2";
+        QTest::newRow("other config dir") << QStringList{"--config", "other"} << tcp << 1 << "the plugin reads";
+        QTest::newRow("plugin missing") << QStringList{"--plugin", "/nonexistent/p.so"} << tcp << 1 << "not found";
+        QTest::newRow("metrics off") << QStringList{"--metrics-listen", "off"} << tcp << 3 << "UPS1";   // runs, the unit silent
     }
-    QVERIFY(QTest::qWaitFor([&] {
-        const QByteArray notes = readFile(m_app.filePath("notify.txt"));
-        return std::all_of(std::begin(kScenarios), std::end(kScenarios), [&](const Scenario& s) {
-            return !inRun(s) || notes.contains(QString("%1 %2").arg(s.unit, QString(s.notify).section(' ', 0, 0)).toUtf8());
-        });
-    }, 5000));
-    t.restart();
-    ::kill(pid_t(host.processId()), SIGTERM);
-    QVERIFY(host.waitForFinished(10000));
-    if (!answering)
-        m_stopMs = t.elapsed();
-    const QString err = QString::fromUtf8(host.readAllStandardError());
-    m_err += err;
-    QVERIFY2(!err.contains("Sanitizer"), qPrintable(err));
-    QCOMPARE(host.exitCode(), answering ? 0 : 3);   // 3: a unit never answered
-    for (const QByteArray& line : host.readAllStandardOutput().split('\n'))
-        m_events += QJsonDocument::fromJson(line).object();
-}
 
-void tst_host_headless::scenarios()
-{
-    QFETCH(int, index);
-    const Scenario& s = kScenarios[index];
-    if (m_stopMs < 0)
-        runAll();
-    QVERIFY(m_stopMs >= 0);
+    void cli()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QByteArray, dev);
+        QFETCH(int, exitCode);
+        QFETCH(QString, output);
 
-    const QStringList seen = notified(m_events, s.unit);
-    QVERIFY2(inOrder(seen, s.notify), qPrintable(seen.join(' ')));
-    QCOMPARE(seen.contains("STALE"), QString(s.notify).contains("STALE"));
-    for (const QString& want : s.lines)
-        QVERIFY2(logged(m_events, s.unit, want), qPrintable(want));
-    QVERIFY(readFile(m_app.filePath("notify.txt")).contains(QString("%1 %2").arg(s.unit, QString(s.notify).section(' ', 0, 0)).toUtf8()));
-
-    if (!s.script) {
-        // Stopped within 3 s although this unit's collector waits in its
-        // connect (2 s of joining; a second more for a loaded machine).
-        QVERIFY2(m_stopMs < 4000, qPrintable(QString::number(m_stopMs)));
-        QVERIFY2(m_err.contains("collector of HOLE") && m_err.contains("abandoned"), qPrintable(m_err));
+        writeConfig("[host]\nunits=UPS1\n", dev);
+        QProcess* host = start("upsmon-host", args + QStringList{"--duration", "1"});
+        QVERIFY(host->waitForFinished(30000));
+        const QString out = QString::fromUtf8(host->readAllStandardOutput() + host->readAllStandardError());
+        QCOMPARE(host->exitStatus(), QProcess::NormalExit);
+        QVERIFY2(host->exitCode() == exitCode && out.contains(output), qPrintable(out));
     }
-    if (QString(s.notify).contains("SHUTDOWN")) {
-        QCOMPARE(readFile(m_app.filePath("shutdown.txt")), QByteArray("MAINS\n"));   // once per episode
-        const QByteArray rows = readFile(m_app.filePath("datalog.csv"));
-        QVERIFY2(rows.startsWith("Time,Unit,") && rows.contains(",MAINS,"), rows.constData());
-    }
-}
 
-// The window, on the offscreen platform: it runs until SIGTERM once the unit
-// has been logged as communicating, and ends cleanly.
-void tst_host_headless::window()
-{
-    const int port = startSimulator("at 0 load 45", 1);
-    QVERIFY(port > 0);
-    writeConfig("[host]\nunits=WIN\n", QString("[WIN]\ncommType=1\nipAddr=127.0.0.1\nport=%1\ninterval=1\n")
-                                           .arg(port).toUtf8());
-    m_env.insert("QT_QPA_PLATFORM", "offscreen");
-    QProcess& host = *start("upsmon-host", {"--level", "1", "--datalog", "window.csv", "--log-interval", "1"});
-    QVERIFY(QTest::qWaitFor([&] { return readFile(m_app.filePath("window.csv")).count('\n') >= 2; }, 60000));
-    ::kill(pid_t(host.processId()), SIGTERM);
-    QVERIFY(host.waitForFinished(20000));
-    const QString err = QString::fromUtf8(host.readAllStandardError());
-    QVERIFY2(host.exitCode() == 0 && !err.contains("Sanitizer"), qPrintable(err));
-}
+    // --check-config and start-up read the configuration through one function:
+    // the same problems in the same words, exit 1 both.
+    void configProblems_data()
+    {
+        QTest::addColumn<QByteArray>("param");
+        QTest::addColumn<QByteArray>("dev");
+        QTest::addColumn<int>("usersMode");
+        QTest::addColumn<QStringList>("checkArgs");   // beyond --check-config; start-up is not run then
+        QTest::addColumn<QStringList>("problems");    // a fragment of each problem line, in order
+
+        QTest::newRow("each start-up failure") << QByteArray("[host]\nunits=UPS1,UPS1\n[nut]\nlisten=garbage\nmaxClients=-1\n"
+                                                             "[metrics]\nlisten=1.2.3.4.5:0\n")
+            << QByteArray("[UPS1]\ncommType=1\nipAddr=not..an..ip\n") << 0644 << QStringList()
+            << QStringList{"[nut] listen", "[nut] maxClients", "readable by anyone", "[metrics] listen",
+                           "ipAddr \"not..an..ip\"", "units lists UPS1 twice"};
+        QTest::newRow("users file the service cannot read") << QByteArray("[host]\nunits=UPS1\n")
+            << QByteArray("[UPS1]\ncommType=1\nipAddr=127.0.0.1\n") << 0640 << QStringList{"--as-user", "nobody"}
+            << QStringList{"upsd.users is not readable by user nobody (owner 0, group root, mode 640)"};
+    }
+
+    void configProblems()
+    {
+        QFETCH(QByteArray, param);
+        QFETCH(QByteArray, dev);
+        QFETCH(int, usersMode);
+        QFETCH(QStringList, checkArgs);
+        QFETCH(QStringList, problems);
+        writeConfig(param, dev);
+        const QString users = m_stage + kConf + "/upsd.users";
+        QVERIFY(writeFile(users, "[admin]\npassword=pw\n") && ::chmod(QFile::encodeName(users).constData(), usersMode) == 0);
+        const auto run = [this](const QStringList& args, QStringList* lines) {
+            QProcess* host = start("upsmon-host", args);
+            if (!host->waitForFinished(30000))
+                return -1;
+            *lines = QString::fromUtf8(host->readAllStandardOutput() + host->readAllStandardError()).split('\n', Qt::SkipEmptyParts);
+            return host->exitCode();
+        };
+        QStringList checked, started;
+        QCOMPARE(run(QStringList{"--check-config"} + checkArgs, &checked), 1);
+        QCOMPARE(checked.size(), problems.size());
+        for (int i = 0; i < problems.size(); ++i)
+            QVERIFY2(checked.at(i).contains(problems.at(i)), qPrintable(checked.at(i)));
+        if (checkArgs.isEmpty()) {
+            QCOMPARE(run({"--duration", "5"}, &started), 1);
+            QCOMPARE(started.mid(0, checked.size()), checked.replaceInStrings(QRegularExpression("^"), "upsmon-host: "));
+        }
+        QFile::remove(users);
+    }
+
+    void scenarios_data()
+    {
+        QTest::addColumn<int>("index");
+        for (int i = 0; i < int(sizeof kScenarios / sizeof *kScenarios); ++i)
+            QTest::newRow(kScenarios[i].name) << i;
+    }
+
+    void scenarios()
+    {
+        QFETCH(int, index);
+        const Scenario& s = kScenarios[index];
+        if (m_stopMs < 0)
+            runAll();
+        QVERIFY(m_stopMs >= 0);
+
+        const QStringList seen = notified(m_events, s.unit);
+        QVERIFY2(inOrder(seen, s.notify), qPrintable(seen.join(' ')));
+        QCOMPARE(seen.contains("STALE"), QString(s.notify).contains("STALE"));
+        for (const QString& want : s.lines)
+            QVERIFY2(logged(m_events, s.unit, want), qPrintable(want));
+        QVERIFY(readFile(m_app.filePath("notify.txt")).contains(QString("%1 %2").arg(s.unit, QString(s.notify).section(' ', 0, 0)).toUtf8()));
+
+        if (!s.script) {
+            // Stopped within 3 s although this unit's collector waits in its
+            // connect (2 s of joining; a second more for a loaded machine).
+            QVERIFY2(m_stopMs < 4000, qPrintable(QString::number(m_stopMs)));
+            QVERIFY2(m_err.contains("collector of HOLE") && m_err.contains("abandoned"), qPrintable(m_err));
+        }
+        if (QString(s.notify).contains("SHUTDOWN")) {
+            QCOMPARE(readFile(m_app.filePath("shutdown.txt")), QByteArray("MAINS\n"));   // once per episode
+            const QByteArray rows = readFile(m_app.filePath("datalog.csv"));
+            QVERIFY2(rows.startsWith("Time,Unit,") && rows.contains(",MAINS,"), rows.constData());
+        }
+    }
+
+    // The window, on the offscreen platform: it runs until SIGTERM once the unit
+    // has been logged as communicating, and ends cleanly.
+    void window()
+    {
+        const int port = startSimulator("at 0 load 45", 1);
+        QVERIFY(port > 0);
+        writeConfig("[host]\nunits=WIN\n", QString("[WIN]\ncommType=1\nipAddr=127.0.0.1\nport=%1\ninterval=1\n")
+                                               .arg(port).toUtf8());
+        m_env.insert("QT_QPA_PLATFORM", "offscreen");
+        QProcess& host = *start("upsmon-host", {"--level", "1", "--datalog", "window.csv", "--log-interval", "1"});
+        QVERIFY(QTest::qWaitFor([&] { return readFile(m_app.filePath("window.csv")).count('\n') >= 2; }, 60000));
+        ::kill(pid_t(host.processId()), SIGTERM);
+        QVERIFY(host.waitForFinished(20000));
+        const QString err = QString::fromUtf8(host.readAllStandardError());
+        QVERIFY2(host.exitCode() == 0 && !err.contains("Sanitizer"), qPrintable(err));
+    }
+private:
+    QDir m_app;
+    std::list<SimProcess> m_sims;
+    QString m_stage;
+    QProcessEnvironment m_env;
+    QList<QJsonObject> m_events;
+    QString m_err;
+    qint64 m_stopMs = -1;
+
+    QProcess* start(const QString& program, const QStringList& args)
+    {
+        auto* p = new QProcess(this);     // killed when the test ends
+        p->setProcessEnvironment(m_env);
+        p->setWorkingDirectory(m_app.path());
+        p->start(m_stage + kBin + "/" + program, args);
+        return p;
+    }
+
+    void writeConfig(const QByteArray& param, const QByteArray& dev)
+    {
+        for (const auto& f : {qMakePair(QString("param.ini"), param), qMakePair(QString("dev.ini"), dev)}) {
+            for (const QString& dir : {m_stage + kConf, m_app.filePath("other")}) {
+                QFile::remove(dir + "/" + f.first);
+                if (!f.second.isNull())
+                    writeFile(dir + "/" + f.first, f.second);
+            }
+        }
+    }
+
+    int startSimulator(const QString& scenario, double speed)
+    {
+        SimProcess& sim = m_sims.emplace_back();
+        const QString path = writeScenario(m_app.filePath(QString("s%1").arg(m_sims.size())),
+                                           QString(scenario).replace(';', '\n').toUtf8() + '\n');
+        return sim.start({"--scenario", path, "--speed", QString::number(speed)}) ? sim.port() : 0;
+    }
+
+    // A listener whose backlog is full: connection attempts are dropped, so a
+    // collector waits in its connect.
+    int blackHole()
+    {
+        const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in a{};
+        a.sin_family = AF_INET;
+        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t len = sizeof a;
+        ::bind(fd, reinterpret_cast<sockaddr*>(&a), len);
+        ::listen(fd, 0);
+        ::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
+        for (int i = 0; i < 3; ++i)     // the sockets live until the test ends
+            ::connect(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0), reinterpret_cast<sockaddr*>(&a), len);
+        return ntohs(a.sin_port);
+    }
+
+    // The scenarios whose units answer in one run of the host, each unit on its
+    // own simulator; then the listener that accepts nothing alone, since a host
+    // that abandons a collector leaves without its destructors.
+    void runAll()
+    {
+        runHost(true);
+        runHost(false);
+    }
+
+    void runHost(bool answering)
+    {
+        QByteArray dev;
+        QStringList units;
+        const auto inRun = [answering](const Scenario& s) { return (s.script != nullptr) == answering; };
+        for (const Scenario& s : kScenarios) {
+            if (!inRun(s))
+                continue;
+            const int port = s.script ? startSimulator(s.script, s.speed) : blackHole();
+            QVERIFY2(port > 0, s.unit);
+            units += s.unit;
+            dev += QString("[%1]\ncommType=1\nipAddr=127.0.0.1\nport=%2\naddr=1\ninterval=1\nretries=2\n")
+                       .arg(s.unit).arg(port).toUtf8();
+        }
+        writeConfig(QString("[host]\nunits=%1\nmaxAge=10\nanswerTimeout=120\n[policy]\nshutdownCmd=echo $UPSNAME >> "
+                            "shutdown.txt\nnotifyCmd=echo $UPSNAME $NOTIFYTYPE >> notify.txt\nnotifyRateLimit=0\n")
+                        .arg(units.join(',')).toUtf8(), dev);
+        QStringList args{"--headless", "--json", "--datalog", "datalog.csv", "--log-interval", "2"};
+        if (answering)
+            args += {"--command", "MAINS:beeper.disable", "--command", "MAINS:vek5.history.download:h.csv",
+                     "--command", "BYPASS:vek5.history.download:other"};   // a directory: nothing can be written
+        QProcess& host = *start("upsmon-host", args);
+        QVERIFY(host.waitForStarted(5000));
+        const auto done = [&] {
+            return std::all_of(std::begin(kScenarios), std::end(kScenarios), [&](const Scenario& s) {
+                // An alarm may clear a poll after the notification that ends the
+                // sequence, so the run also waits for every expected line.
+                return !inRun(s)
+                       || (inOrder(notified(m_events, s.unit), s.notify)
+                           && std::all_of(s.lines.begin(), s.lines.end(),
+                                          [&](const QString& want) { return logged(m_events, s.unit, want); }));
+            });
+        };
+        QElapsedTimer t;
+        t.start();
+        while (!done() && t.elapsed() < 90000 && host.state() == QProcess::Running) {
+            host.waitForReadyRead(500);
+            while (host.canReadLine())
+                m_events += QJsonDocument::fromJson(host.readLine()).object();
+        }
+        QVERIFY(QTest::qWaitFor([&] {
+            const QByteArray notes = readFile(m_app.filePath("notify.txt"));
+            return std::all_of(std::begin(kScenarios), std::end(kScenarios), [&](const Scenario& s) {
+                return !inRun(s) || notes.contains(QString("%1 %2").arg(s.unit, QString(s.notify).section(' ', 0, 0)).toUtf8());
+            });
+        }, 5000));
+        t.restart();
+        ::kill(pid_t(host.processId()), SIGTERM);
+        QVERIFY(host.waitForFinished(10000));
+        if (!answering)
+            m_stopMs = t.elapsed();
+        const QString err = QString::fromUtf8(host.readAllStandardError());
+        m_err += err;
+        QVERIFY2(!err.contains("Sanitizer"), qPrintable(err));
+        QCOMPARE(host.exitCode(), answering ? 0 : 3);   // 3: a unit never answered
+        for (const QByteArray& line : host.readAllStandardOutput().split('\n'))
+            m_events += QJsonDocument::fromJson(line).object();
+    }
+};
 
 QTEST_GUILESS_MAIN(tst_host_headless)
 #include "tst_host_headless.moc"

@@ -53,10 +53,75 @@ class tst_metrics_exporter : public QObject
 {
     Q_OBJECT
 private slots:
-    void scrapes_data();
-    void scrapes();
-    void listenAddress_data();
-    void listenAddress();
+    void scrapes_data();   // out of the class: moc does not read raw strings
+    void scrapes()
+    {
+        QFETCH(UnitStatus, status);
+        QFETCH(QStringList, present);
+        QFETCH(QStringList, absent);
+
+        FakeDirectory directory;
+        directory.table.insert("U", status);
+        MetricsExporter exporter(directory);
+        QString error;
+        QVERIFY2(exporter.start("127.0.0.1:0", &error), qPrintable(error));
+        QCOMPARE(exporter.url(), QString("http://127.0.0.1:%1/metrics").arg(exporter.port()));
+        exporter.recordCommand("U", "beeper.disable", "confirmed");
+        exporter.recordCommand("U", "beeper.disable", "confirmed");
+        exporter.recordCommand("U", "load.off", "refused");
+
+        const QByteArray text = scrape(exporter.port());
+        const QMap<QString, double> got = samples(text);
+        present << R"(ups_commands_total{unit="U",command="beeper.disable",outcome="confirmed"}=2)"
+                << R"(ups_commands_total{unit="U",command="load.off",outcome="refused"}=1)";
+        for (const QString& want : present) {
+            const QString series = want.section('=', 0, -2);
+            QVERIFY2(got.contains(series), qPrintable(series + " not in:\n" + text));
+            QCOMPARE(got.value(series), want.section('=', -1).toDouble());
+        }
+        for (const QString& name : absent)
+            for (const QString& series : got.keys())
+                QVERIFY2(!series.startsWith(name), qPrintable(series));
+        // The process series describe this very process.
+        QVERIFY(got.value("process_resident_memory_bytes") > 1e6);
+        QVERIFY(qAbs(got.value("process_start_time_seconds") - QDateTime::currentSecsSinceEpoch()) < 3600);
+        QVERIFY(got.value("process_open_fds") >= 3);
+        QVERIFY(got.value("process_threads") >= 3);   // this one and the server's
+
+        // The port is taken now: a second exporter says so instead of throwing.
+        MetricsExporter second(directory);
+        QVERIFY(!second.start(QString("127.0.0.1:%1").arg(exporter.port()), &error));
+        QVERIFY2(error.contains("cannot serve metrics"), qPrintable(error));
+        QCOMPARE(second.url(), QString());
+    }
+
+    void listenAddress_data()
+    {
+        QTest::addColumn<QString>("listen");
+        QTest::addColumn<QString>("address");   // empty: refused
+
+        QTest::newRow("bare port is loopback") << "9100" << "127.0.0.1:9100";
+        QTest::newRow("all interfaces") << "0.0.0.0:9100" << "0.0.0.0:9100";
+        QTest::newRow("IPv6") << "[::1]:0" << "[::1]:0";
+        QTest::newRow("IPv6 unbracketed") << "::1:9100" << "";
+        QTest::newRow("brackets on IPv4") << "[127.0.0.1]:9100" << "";
+        QTest::newRow("host name") << "localhost:9100" << "";
+        QTest::newRow("port too big") << "127.0.0.1:65536" << "";
+        QTest::newRow("negative port") << "127.0.0.1:-1" << "";
+        QTest::newRow("no port") << "127.0.0.1:" << "";
+    }
+
+    void listenAddress()
+    {
+        QFETCH(QString, listen);
+        QFETCH(QString, address);
+
+        std::string got;
+        QString error;
+        QCOMPARE(MetricsExporter::bindAddress(listen, &got, &error), !address.isEmpty());
+        QCOMPARE(QString::fromStdString(got), address);
+        QCOMPARE(error.isEmpty(), !address.isEmpty());
+    }
 };
 
 void tst_metrics_exporter::scrapes_data()
@@ -98,75 +163,6 @@ void tst_metrics_exporter::scrapes_data()
     QTest::newRow("never reported") << UnitStatus()
         << QStringList{R"(ups_comm_state{unit="U",state="unknown"}=1)", R"(ups_status{unit="U",flag="OL"}=0)"}
         << QStringList{"ups_data_age_seconds", "ups_output_"};
-}
-
-void tst_metrics_exporter::scrapes()
-{
-    QFETCH(UnitStatus, status);
-    QFETCH(QStringList, present);
-    QFETCH(QStringList, absent);
-
-    FakeDirectory directory;
-    directory.table.insert("U", status);
-    MetricsExporter exporter(directory);
-    QString error;
-    QVERIFY2(exporter.start("127.0.0.1:0", &error), qPrintable(error));
-    QCOMPARE(exporter.url(), QString("http://127.0.0.1:%1/metrics").arg(exporter.port()));
-    exporter.recordCommand("U", "beeper.disable", "confirmed");
-    exporter.recordCommand("U", "beeper.disable", "confirmed");
-    exporter.recordCommand("U", "load.off", "refused");
-
-    const QByteArray text = scrape(exporter.port());
-    const QMap<QString, double> got = samples(text);
-    present << R"(ups_commands_total{unit="U",command="beeper.disable",outcome="confirmed"}=2)"
-            << R"(ups_commands_total{unit="U",command="load.off",outcome="refused"}=1)";
-    for (const QString& want : present) {
-        const QString series = want.section('=', 0, -2);
-        QVERIFY2(got.contains(series), qPrintable(series + " not in:\n" + text));
-        QCOMPARE(got.value(series), want.section('=', -1).toDouble());
-    }
-    for (const QString& name : absent)
-        for (const QString& series : got.keys())
-            QVERIFY2(!series.startsWith(name), qPrintable(series));
-    // The process series describe this very process.
-    QVERIFY(got.value("process_resident_memory_bytes") > 1e6);
-    QVERIFY(qAbs(got.value("process_start_time_seconds") - QDateTime::currentSecsSinceEpoch()) < 3600);
-    QVERIFY(got.value("process_open_fds") >= 3);
-    QVERIFY(got.value("process_threads") >= 3);   // this one and the server's
-
-    // The port is taken now: a second exporter says so instead of throwing.
-    MetricsExporter second(directory);
-    QVERIFY(!second.start(QString("127.0.0.1:%1").arg(exporter.port()), &error));
-    QVERIFY2(error.contains("cannot serve metrics"), qPrintable(error));
-    QCOMPARE(second.url(), QString());
-}
-
-void tst_metrics_exporter::listenAddress_data()
-{
-    QTest::addColumn<QString>("listen");
-    QTest::addColumn<QString>("address");   // empty: refused
-
-    QTest::newRow("bare port is loopback") << "9100" << "127.0.0.1:9100";
-    QTest::newRow("all interfaces") << "0.0.0.0:9100" << "0.0.0.0:9100";
-    QTest::newRow("IPv6") << "[::1]:0" << "[::1]:0";
-    QTest::newRow("IPv6 unbracketed") << "::1:9100" << "";
-    QTest::newRow("brackets on IPv4") << "[127.0.0.1]:9100" << "";
-    QTest::newRow("host name") << "localhost:9100" << "";
-    QTest::newRow("port too big") << "127.0.0.1:65536" << "";
-    QTest::newRow("negative port") << "127.0.0.1:-1" << "";
-    QTest::newRow("no port") << "127.0.0.1:" << "";
-}
-
-void tst_metrics_exporter::listenAddress()
-{
-    QFETCH(QString, listen);
-    QFETCH(QString, address);
-
-    std::string got;
-    QString error;
-    QCOMPARE(MetricsExporter::bindAddress(listen, &got, &error), !address.isEmpty());
-    QCOMPARE(QString::fromStdString(got), address);
-    QCOMPARE(error.isEmpty(), !address.isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_metrics_exporter)

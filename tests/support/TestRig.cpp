@@ -418,12 +418,6 @@ void FaultProxy::fromClient()
         drop();
         return;
     }
-    if (!m_held.isEmpty()) {
-        m_client->write(m_held);
-        m_client->flush();
-        m_held.clear();
-        ++heldReleased;
-    }
     m_unit->write(request);
 }
 
@@ -449,14 +443,6 @@ void FaultProxy::fromUnit()
             break;
         case WrongUnit: answer[6] = char(answer[6] + 1); break;
         case Swallow: answer.clear(); break;
-        case HoldOne:
-            // Past header, unit id, function and byte count: the data.
-            for (int i = 9; i < answer.size(); ++i)
-                answer[i] = char(0xFF);
-            m_held = answer;
-            answer.clear();
-            m_mode = Pass;
-            break;
         }
         if (!answer.isEmpty())
             m_client->write(answer);

@@ -197,7 +197,6 @@ public:
         Garbage,    // noise of the same length
         WrongUnit,  // another unit id
         Swallow,    // dropped, the connection stays up
-        HoldOne,    // next answer held, data bytes set to 0xFF, sent after the following request
         ResetNext,  // next request answered by a connection reset
     };
     bool listen();
@@ -208,7 +207,6 @@ public:
     void onRequest(int n, std::function<void()> action);
     int requests = 0;
     int connections = 0;
-    int heldReleased = 0;
     QList<qint64> answerTimes;   // ms since listen() of whole answers passed on
     qint64 now() const { return m_clock.elapsed(); }
 
@@ -221,7 +219,6 @@ private:
     QTcpSocket* m_client = nullptr;
     QTcpSocket* m_unit = nullptr;
     QByteArray m_unitBytes;
-    QByteArray m_held;
     quint16 m_target = 0;
     Mode m_mode = Pass;
     QElapsedTimer m_clock;

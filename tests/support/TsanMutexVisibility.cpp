@@ -1,20 +1,17 @@
 // ThreadSanitizer build only. Qt's libraries are not instrumented, so the
-// sanitizer cannot see two hand-overs that Qt makes through its own futexes:
+// sanitizer cannot see two hand-overs Qt makes through its own futexes:
 // QMutex's lock and unlock, and a QThread's end to the thread whose wait()
 // returned. These definitions take the place of Qt's and of pthread_create
-// for the calls this program, the plugin and QtTest make, forward to the
-// real ones and tell the sanitizer about the hand-over.
+// for this program, the plugin and QtTest, forward to the real ones and tell
+// the sanitizer about the hand-over.
 //
-// A thread's end goes through a real (intercepted) mutex and condition
-// variable rather than a __tsan_release/__tsan_acquire pair. QThread::wait()
-// returns as soon as QThread marks itself finished, which it does in a
-// clean-up handler before the start routine has returned to us. A release
-// made after the routine could therefore come after the waiter's acquire,
-// which then saw nothing: the verdict depended on which thread ran first.
-// Here wait() also waits, briefly, until the routine has really returned,
-// so every access the thread made is ordered before the waiter goes on, on
-// every schedule. QtTest's own watchdog thread is joined the same way, which
-// is why no suppression for it is needed.
+// QThread::wait() returns once QThread marks itself finished, in a clean-up
+// handler before the start routine has returned to us: a release made after
+// the routine could come after the waiter's acquire. So wait() also waits,
+// briefly, until the routine has really returned, through a real
+// (intercepted) mutex and condition variable; every access the thread made is
+// then ordered before the waiter goes on, on every schedule. QtTest's
+// watchdog thread is joined the same way, so it needs no suppression.
 
 #if defined(__SANITIZE_THREAD__)
 
@@ -129,23 +126,19 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
     return result;
 }
 
-bool QThread::wait(QDeadlineTimer deadline)
+// Both overloads of QThread::wait().
+template <typename Limit>
+bool waitForEnd(QThread* thread, Limit limit, const char* symbol)
 {
-    static const auto real = next<bool (*)(QThread*, QDeadlineTimer)>("_ZN7QThread4waitE14QDeadlineTimer", "Qt_5");
-    const bool finished = real(this, deadline);
+    static const auto real = next<bool (*)(QThread*, Limit)>(symbol, "Qt_5");
+    const bool finished = real(thread, limit);
     if (finished)
-        Lifetimes::instance().awaitEnd(this);
+        Lifetimes::instance().awaitEnd(thread);
     return finished;
 }
 
-bool QThread::wait(unsigned long time)
-{
-    static const auto real = next<bool (*)(QThread*, unsigned long)>("_ZN7QThread4waitEm", "Qt_5");
-    const bool finished = real(this, time);
-    if (finished)
-        Lifetimes::instance().awaitEnd(this);
-    return finished;
-}
+bool QThread::wait(QDeadlineTimer deadline) { return waitForEnd(this, deadline, "_ZN7QThread4waitE14QDeadlineTimer"); }
+bool QThread::wait(unsigned long time) { return waitForEnd(this, time, "_ZN7QThread4waitEm"); }
 
 void QMutex::lock() QT_MUTEX_LOCK_NOEXCEPT
 {
