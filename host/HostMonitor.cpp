@@ -428,6 +428,11 @@ void HostMonitor::startWeb()
         return;
     }
     connect(&m_router, &CommandRouter::commandOutcome, m_web->metrics(), &MetricsExporter::recordCommand);
+    m_web->setForceShutdown([this](const QString& unit, const QString& who, QString*) {
+        m_nut.forceShutdown(unit);
+        emitLine(unit, QStringLiteral("command"), QStringLiteral("FSD set for the NUT clients (by %1)").arg(who));
+        return true;
+    });
     qInfo().noquote() << "web console on" << m_web->url();
 }
 

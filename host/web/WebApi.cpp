@@ -100,6 +100,7 @@ const QVector<WebApi::Route>& WebApi::routes()
         {"GET", "/api/units/{unit}/history.csv", View, "the unit's last history export (command vek5.history.download)", &WebApi::history},
         {"POST", "/api/units/{unit}/commands/{command}", Change, "runs a command by name or id; body {\"value\": ...} where it takes one", &WebApi::command},
         {"PUT", "/api/units/{unit}/settings/{setting}", Change, "writes a setting by name or point; body {\"value\": ...}", &WebApi::setting},
+        {"POST", "/api/units/{unit}/fsd", Change, "forced shutdown: sets the unit's FSD flag for the NUT clients (upsd.users FSD or upsmon primary)", &WebApi::forceShutdown},
         {"GET", "/api/catalogue", View, "the real-time tables, the settings with ranges and options, the commands", &WebApi::catalogue},
         {"GET", "/api/events", View, "Server-Sent Events: status, event", &WebApi::liveStream},
         {"POST", "/api/login", Public, "logs in: body {\"user\", \"password\"}; sets the session cookie, returns the CSRF token", &WebApi::login},
@@ -382,6 +383,22 @@ WebResponse WebApi::setting(const Call& call)
         return WebResponse::error(422, why);
     return WebResponse::json(202, QJsonObject{{"unit", unit}, {"setting", s->name}, {"value", s->text(raw)},
                                               {"queued", true}});
+}
+
+WebResponse WebApi::forceShutdown(const Call& call)
+{
+    const QString& unit = call.args.at(0);
+    if (!knownUnit(unit))
+        return WebResponse::error(404, QStringLiteral("unknown unit \"%1\"").arg(unit));
+    if (!m_fsd)
+        return WebResponse::error(404, QStringLiteral("no forced shutdown here"));
+    const NutUser& u = call.session.rights;
+    if (!u.mayFsd && u.upsmon != NutUser::Upsmon::Primary)
+        return WebResponse::error(403, QStringLiteral("user %1 may not force a shutdown").arg(call.session.user));
+    QString why;
+    if (!m_fsd(unit, who(call.session), &why))
+        return WebResponse::error(409, why);
+    return WebResponse::json(202, QJsonObject{{"unit", unit}, {"fsd", true}});
 }
 
 WebResponse WebApi::login(const Call& call)

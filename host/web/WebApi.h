@@ -95,6 +95,9 @@ public:
     void configure(const NutUsers& users, const Options& options);
     // /metrics text; none: 404.
     void setMetrics(std::function<QByteArray()> metrics) { m_metrics = std::move(metrics); }
+    // Sets a unit's forced-shutdown flag for `who`; false with a reason. None: 404.
+    using ForceShutdown = std::function<bool(const QString& unit, const QString& who, QString* error)>;
+    void setForceShutdown(ForceShutdown fsd) { m_fsd = std::move(fsd); }
 
     WebResponse handle(const WebRequest& request);
     // The unit's line on the site page: name, description, status, values, alarms.
@@ -138,12 +141,14 @@ private:
     WebResponse logout(const Call& call);
     WebResponse sessionInfo(const Call& call);
     WebResponse metrics(const Call& call);
+    WebResponse forceShutdown(const Call& call);
     WebResponse liveStream(const Call& call);
 
     UnitDirectory* m_directory;
     EventRing* m_events;
     const WebCatalogue m_catalogue;
     std::function<QByteArray()> m_metrics;
+    ForceShutdown m_fsd;
     std::mutex m_lock;          // over what follows
     NutUsers m_users;
     Options m_options;

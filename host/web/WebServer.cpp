@@ -145,6 +145,13 @@ bool WebServer::onMainThread(std::function<bool(QString*)> change, QString* erro
     return r.first;
 }
 
+void WebServer::setForceShutdown(WebApi::ForceShutdown fsd)
+{
+    m_api->setForceShutdown([this, fsd](const QString& unit, const QString& who, QString* error) {
+        return onMainThread([=](QString* e) { return fsd(unit, who, e); }, error);
+    });
+}
+
 void WebServer::runChanges()
 {
     char drain[64];

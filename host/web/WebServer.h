@@ -63,6 +63,8 @@ public:
     int port() const { return m_port; }
     QString url() const { return m_settings.url(m_port); }
     MetricsExporter* metrics() { return m_metrics.get(); }
+    // What POST /api/units/{unit}/fsd does; run on this object's thread.
+    void setForceShutdown(WebApi::ForceShutdown fsd);
 
 public slots:
     // The unit's snapshot changed: its summary goes to the live pages.

@@ -96,7 +96,7 @@ void tst_web_api::api_data()
     row("metrics", "", "GET /metrics", 200, "^up 1$");
     row("history", "", "GET /api/units/UPS1/history.csv", 200, "^Time,Code\n$");
     row("no history", "", "GET /api/units/LOST/history.csv", 404, "no history export of LOST");
-    row("session", "admin", "GET /api/session", 200, "\"csrfToken\":\"[0-9a-f]{32}\",\"mayFsd\":false,\"maySet\":true,\"user\":\"admin\"");
+    row("session", "admin", "GET /api/session", 200, "\"csrfToken\":\"[0-9a-f]{32}\",\"mayFsd\":true,\"maySet\":true,\"user\":\"admin\"");
     row("view needs login", "noview", "GET /api/units", 401, "login required");
     row("logged in may view", "admin noview", "GET /api/units/UPS1/alarms", 200, "Rectifier");
     row("command without login", "", "POST /api/units/UPS1/commands/beeper.disable", 403, "login required");
@@ -111,6 +111,8 @@ void tst_web_api::api_data()
     row("after logout", "admin logout", "POST /api/units/UPS1/commands/beeper.disable", 403, "login required");
     row("no right", "beep", "POST /api/units/UPS1/commands/beeper.disable", 403, "user beep may not run beeper.disable");
     row("unknown command", "admin", "POST /api/units/UPS1/commands/self.destruct", 404, "unknown command");
+    row("forced shutdown", "admin", "POST /api/units/UPS1/fsd", 202, "\"fsd\":true", {admin + "fsd UPS1"});
+    row("forced shutdown without the right", "beep", "POST /api/units/UPS1/fsd", 403, "may not force a shutdown");
     row("silent unit", "admin", "POST /api/units/LOST/commands/beeper.disable", 409, "not communicating");
     row("malformed body", "admin", "POST /api/units/UPS1/commands/beeper.disable {\"value\"", 400, "not a JSON object");
     row("setting", "admin", "PUT /api/units/UPS1/settings/vek5.battery.numbers {\"value\": 40}", 202,
@@ -146,9 +148,10 @@ void tst_web_api::api()
     WebApi api(&units, &events);
     NutUsers users;
     QStringList problems;
-    users.parse("[admin]\npassword=pw\nactions=SET\ninstcmds=ALL\n[beep]\npassword=pw\ninstcmds=beeper.enable\n", &problems);
+    users.parse("[admin]\npassword=pw\nactions=SET FSD\ninstcmds=ALL\n[beep]\npassword=pw\ninstcmds=beeper.enable\n", &problems);
     api.configure(users, WebApi::Options{!setup.contains("noview"), history.path(), 60000, 4});
     api.setMetrics([] { return QByteArray("up 1"); });
+    api.setForceShutdown([&units](const QString& unit, const QString& who, QString*) { return units.effects << who + " fsd " + unit, true; });
 
     WebRequest r;
     r.peer = "192.0.2.7";

@@ -96,7 +96,7 @@ function filterEvents() {
 async function send(method, path, body, question) {
   if (!confirm(question)) return;
   const r = await UPS.request(method, path, body);
-  document.getElementById("commandResult").textContent = r.ok ? "Sent: " + (r.data.command || r.data.setting) + " (queued)" : "Refused: " + (r.data.error || r.status) + (r.data.min != null ? " (range " + r.data.min + "–" + r.data.max + ")" : "");
+  document.getElementById("commandResult").textContent = r.ok ? "Sent: " + (r.data.command || r.data.setting || "FSD") + " (queued)" : "Refused: " + (r.data.error || r.status) + (r.data.min != null ? " (range " + r.data.min + "–" + r.data.max + ")" : "");
 }
 
 function showSettings(values) {
@@ -119,7 +119,9 @@ UPS.start(async () => {
       let body;
       if (cmd.argument === "minutes") { const m = prompt("Minutes for " + cmd.description, "1"); if (m === null) return; body = { value: m }; }
       send("POST", base + "/commands/" + encodeURIComponent(cmd.name), body, cmd.description + " on " + unit + "?");
-    } }, cmd.description)));
+    } }, cmd.description),
+    UPS.el("button", { title: "Sets FSD for the NUT clients of this unit: their upsmon shuts their computers down", onclick: () =>
+      send("POST", base + "/fsd", undefined, "Forced shutdown: every NUT client of " + unit + " shuts its computer down. Go on?") }, "Forced shutdown (FSD)")));
   }
   document.getElementById("eventKind").addEventListener("change", filterEvents);
   document.getElementById("eventText").addEventListener("input", filterEvents);
