@@ -21,7 +21,7 @@ public:
     {
         return {unit, unit == "UPS1" ? UnitStatus::Comm::Ok : UnitStatus::Comm::Lost, false, 1, {"OB", "LB"},
                 {{"battery.charge", 12.5}, {"device.model", "M\"1\\"}, {"vek5.battery.numbers", 40}},
-                {{23, "Monitor_Low battery (EOD)"}}};
+                {{23, "Monitor_Low battery (EOD)"}}, {}};
     }
     bool sendCommand(const QString&, const QString&, const QString&, const QString&, QString*) override { return true; }
     bool writeSetting(const QString&, int, int, const QString&, QString*) override { return true; }

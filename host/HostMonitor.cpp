@@ -5,15 +5,19 @@
 #include <QDebug>
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonDocument>
 
 #include <algorithm>
 
 #include "CollectThread.h"
+#include "EnergyFlow.h"
 #include "HistoryCodeMap.h"
 #include "NutSettings.h"
 #include "MetricsExporter.h"
 #include "PortManage.h"
 #include "UnitSession.h"
+#include "WebCatalogue.h"
+#include "WebServer.h"
 
 namespace {
 const char* const kPluginIid = "com.nalo.Qt.ProInterface";
@@ -49,6 +53,16 @@ HostMonitor::HostMonitor(const HostOptions& options, QObject* parent)
             });
     connect(&m_runner, &PolicyRunner::report, this, [this](const QString& unit, const QString& text) {
         emitLine(unit, QStringLiteral("policy"), text);
+    });
+    // The web console's event lists and live pages: the console's lines
+    // but the data reports, and every new snapshot.
+    connect(this, &HostMonitor::hostEvent, this, [this](const HostEvent& e) {
+        if (m_web && e.kind != QLatin1String("data"))
+            m_web->record(e.unit, QJsonDocument::fromJson(EventFormatter::toJson(e).toUtf8()).object());
+    });
+    connect(&m_directory, &HostDirectory::statusChanged, this, [this](const QString& unit) {
+        if (m_web)
+            m_web->unitChanged(unit);
     });
 }
 
@@ -170,6 +184,7 @@ bool HostMonitor::start(const HostConfig& config, bool withViews, QString* error
         shutdown();
         return false;
     }
+    startWeb();
     for (const UnitCommand& c : m_options.commands) {
         QString commandError;
         if (!m_router.sendWhenAnswered(c.unit, c.name, c.value, QLatin1String(kConsoleUser), &commandError))
@@ -289,6 +304,13 @@ QString HostMonitor::reload(const HostConfig& next)
     QString error;
     if (!m_metrics && !startMetrics(&error))
         emitLine(QString(), QStringLiteral("error"), error);
+    const WebSettings& web = m_config.web();
+    if (m_web && m_web->settings().listen == web.listen && m_web->settings().certificate == web.certificate
+        && m_web->settings().key == web.key && m_web->settings().maxClients == web.maxClients)
+        m_web->configure(web, m_config.users(),
+                         QDir(ConfinedDirectory::stateDir()).absoluteFilePath(m_config.historyDir()));
+    else
+        startWeb();
     if (m_options.logInterval <= 0)
         m_dataLogTimer.start(m_config.logInterval() * 1000);
     if (m_dataLog.isOpen() && !m_dataLog.reopen(&error))
@@ -319,9 +341,13 @@ void HostMonitor::onStatus(const UnitStatus& status)
 {
     // The NUT server's writable variables ride on the snapshot.
     UnitStatus withSettings = status;
-    for (const UnitSession* s : qAsConst(m_sessions))
-        if (s->settings().name == status.unit)
-            NutSettings::publish(s->lastData(), &withSettings.values);
+    for (const UnitSession* s : qAsConst(m_sessions)) {
+        if (s->settings().name != status.unit)
+            continue;
+        NutSettings::publish(s->lastData(), &withSettings.values);
+        if (m_webCatalogue)
+            withSettings.panels = m_webCatalogue->panels(s->lastData(), &m_flows[status.unit]);
+    }
     m_directory.publish(withSettings);
 }
 
@@ -385,8 +411,35 @@ bool HostMonitor::startMetrics(QString* error)
     return true;
 }
 
+void HostMonitor::startWeb()
+{
+    m_web.reset();
+    const WebSettings& settings = m_config.web();
+    if (settings.listen.isEmpty())
+        return;
+    if (!m_webCatalogue)
+        m_webCatalogue = std::make_unique<WebCatalogue>();
+    m_web = std::make_unique<WebServer>(&m_directory);
+    QString error;
+    if (!m_web->start(settings, m_config.users(),
+                      QDir(ConfinedDirectory::stateDir()).absoluteFilePath(m_config.historyDir()), &error)) {
+        qWarning().noquote() << error;
+        m_web.reset();
+        return;
+    }
+    connect(&m_router, &CommandRouter::commandOutcome, m_web->metrics(), &MetricsExporter::recordCommand);
+    m_web->setForceShutdown([this](const QString& unit, const QString& who, QString*) {
+        m_nut.forceShutdown(unit);
+        emitLine(unit, QStringLiteral("command"), QStringLiteral("FSD set for the NUT clients (by %1)").arg(who));
+        return true;
+    });
+    qInfo().noquote() << "web console on" << m_web->url();
+}
+
 QStringList HostMonitor::shutdown()
 {
+    if (m_web)
+        m_web->beginStop();
     m_metrics.reset();   // no scrape reads the units while they go
     m_dataLogTimer.stop();
     m_tickTimer.stop();
@@ -403,6 +456,9 @@ QStringList HostMonitor::shutdown()
     for (UnitSession* s : qAsConst(m_sessions))
         if (!s->stop(deadline))
             abandoned += s->settings().name;
+    // The web server stopped while the units' threads did: a change it
+    // posted here meanwhile was refused as the host stopping.
+    m_web.reset();
     qDeleteAll(m_sessions);
     m_sessions.clear();
     m_dataLog.close();

@@ -18,6 +18,7 @@
 
 #include "CommandRouter.h"
 #include "DataLog.h"
+#include "EnergyFlow.h"
 #include "HostDirectory.h"
 #include "Policy.h"
 #include "PolicyRunner.h"
@@ -29,7 +30,10 @@
 #include "NutServer.h"
 
 class CollectThread;
+class EnergyFlow;
 class MetricsExporter;
+class WebCatalogue;
+class WebServer;
 class PortManage;
 class UnitSession;
 
@@ -89,6 +93,9 @@ private:
     StatusModel::Limits limits() const;
     // The /metrics endpoint when --metrics-listen or [metrics] listen asks for it.
     bool startMetrics(QString* error);
+    // The web console when --web-listen or [web] listen asks for it. An
+    // address it cannot have is reported; the units are monitored all the same.
+    void startWeb();
     void onStatus(const UnitStatus& status);
     void onDerived(const DerivedEvent& event);
     void applyPolicy();
@@ -116,6 +123,10 @@ private:
     PolicyRunner m_runner;
     NutServer m_nut{&m_directory};
     std::unique_ptr<MetricsExporter> m_metrics;   // after the directory it reads: goes first
+    std::unique_ptr<WebServer> m_web;             // likewise
+    // What the console's unit pages show, made as each snapshot is published.
+    std::unique_ptr<WebCatalogue> m_webCatalogue;
+    QMap<QString, EnergyFlow> m_flows;
     bool m_argumentRefused = false;
 };
 

@@ -40,7 +40,7 @@ HostConfig readConfig(const HostOptions& options)
     HostConfig config;
     config.load(options.configDir.isEmpty() ? HostConfig::dbDir(QCoreApplication::applicationDirPath())
                                             : options.configDir,
-                ConfigOverrides{options.nutListen, options.metricsListen, options.asUser});
+                ConfigOverrides{options.nutListen, options.metricsListen, options.webListen, options.asUser});
     for (const QString& w : config.warnings())
         printErr(QStringLiteral("warning: %1").arg(w));
     return config;

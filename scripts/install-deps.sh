@@ -5,9 +5,9 @@
 #   scripts/install-deps.sh package   build and check the Debian package
 set -euo pipefail
 
-build=(cmake make g++ pkg-config qtbase5-dev qtbase5-dev-tools libhidapi-dev libudev-dev libmodbus-dev prometheus-cpp-dev)
+build=(cmake make g++ pkg-config qtbase5-dev qtbase5-dev-tools libhidapi-dev libudev-dev libmodbus-dev prometheus-cpp-dev libcivetweb-dev)
 run=(xauth)
-test=(socat mbpoll xvfb xauth binutils clang libclang-rt-14-dev valgrind libbenchmark-dev nut-client prometheus curl stress-ng)
+test=(socat mbpoll xvfb xauth binutils clang libclang-rt-14-dev valgrind libbenchmark-dev nut-client prometheus curl stress-ng openssl)
 package=(dpkg-dev file lintian nut-client)
 
 case "${1:-}" in

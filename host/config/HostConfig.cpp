@@ -144,6 +144,10 @@ void HostConfig::load(const QString& dir, const ConfigOverrides& overrides)
     readMetrics(metrics, overrides);
     take(metrics, QStringLiteral("metrics"));
 
+    IniReader web = group("web");
+    m_web = WebSettings::read(web, m_dir, overrides.webListen);
+    take(web, QStringLiteral("web"));
+
     if (names.isEmpty()) {
         m_problems += QStringLiteral("param.ini [host] units: no unit configured: add \"units=<name>[,<name>...]\"");
         return;

@@ -22,6 +22,7 @@
 //   [nut]                see NutServer
 //   [metrics]
 //   listen=127.0.0.1:9100   serve Prometheus metrics there; absent or "off": none
+//   [web]                see WebSettings
 //
 // dev.ini belongs to the plugin, which reads it through QSettings; the host
 // reads the unit groups the same way, so it checks what the plugin will see:
@@ -33,6 +34,7 @@
 #include "NutServer.h"
 #include "NutUsers.h"
 #include "PolicySettings.h"
+#include "WebSettings.h"
 
 struct UnitSettings
 {
@@ -59,6 +61,7 @@ struct ConfigOverrides
 {
     QString nutListen;          // --nut-listen
     QString metricsListen;      // --metrics-listen
+    QString webListen;          // --web-listen
     QString serviceUser;        // --as-user: whose rights the users file is checked for
 };
 
@@ -90,6 +93,8 @@ public:
     const NutUsers& users() const { return m_users; }
     // Empty: no metrics endpoint.
     QString metricsListen() const { return m_metricsListen; }
+    // listen empty: no web console.
+    const WebSettings& web() const { return m_web; }
 
 private:
     void readHost(class IniReader& ini);
@@ -113,6 +118,7 @@ private:
     NutServerConfig m_nut;
     NutUsers m_users;
     QString m_metricsListen;
+    WebSettings m_web;
 };
 
 #endif // HOSTCONFIG_H

@@ -4,6 +4,7 @@
 
 #include "MetricsExporter.h"
 #include "NutServer.h"
+#include "WebSettings.h"
 
 #include "CommandTable.h"
 
@@ -81,12 +82,15 @@ struct Options
     QCommandLineOption metricsListen{QStringLiteral("metrics-listen"),
         QStringLiteral("Serve Prometheus metrics at http://ADDR:PORT/metrics (default: param.ini "
                        "[metrics] listen; \"off\" or neither set: none)."), QStringLiteral("addr:port")};
+    QCommandLineOption webListen{QStringLiteral("web-listen"),
+        QStringLiteral("Serve the web console at http(s)://ADDR:PORT/ (default: param.ini [web] listen, "
+                       "else 127.0.0.1:8080; \"off\": none)."), QStringLiteral("addr:port|off")};
 
     void addTo(QCommandLineParser* p) const
     {
         p->addOptions({help, version, config, checkConfig, print, asUser, plugin, driver, headless, json, showData,
                        verbose, dryRun, datalog, duration, logInterval, answerTimeout, level, nutListen, command,
-                       metricsListen});
+                       metricsListen, webListen});
     }
 };
 
@@ -158,6 +162,12 @@ bool HostOptions::parse(const QStringList& args, bool hasDisplay, HostOptions* o
     if (!o.metricsListen.isEmpty() && o.metricsListen.compare(QLatin1String("off"), Qt::CaseInsensitive) != 0
         && !MetricsExporter::bindAddress(o.metricsListen, &metricsAddress, error)) {
         error->prepend(QStringLiteral("--metrics-listen: "));
+        return false;
+    }
+    o.webListen = p.value(opt.webListen);
+    WebSettings web;
+    if (p.isSet(opt.webListen) && !WebSettings::parseListen(o.webListen, &web, error)) {
+        error->prepend(QStringLiteral("--web-listen: "));
         return false;
     }
     const struct { const QCommandLineOption& option; int min; int max; int* value; } numbers[] = {

@@ -39,6 +39,7 @@ struct HostOptions
     bool help = false;
     bool version = false;
     QString metricsListen;      // ADDR:PORT of /metrics; empty takes param.ini [metrics] listen
+    QString webListen;          // ADDR:PORT of the web console; empty takes param.ini [web] listen
 
     // Parses argv (program name first). `hasDisplay` picks the mode when
     // --headless is not given. False with a message for bad arguments.

@@ -3,6 +3,7 @@
 #include <QHostAddress>
 
 #include <prometheus/exposer.h>
+#include <prometheus/text_serializer.h>
 
 #include <exception>
 
@@ -70,4 +71,12 @@ QString MetricsExporter::url() const
 void MetricsExporter::recordCommand(const QString& unit, const QString& name, const QString& outcome)
 {
     m_units->recordCommand(unit.toStdString(), name.toStdString(), outcome.toStdString());
+}
+
+std::string MetricsExporter::scrape() const
+{
+    std::vector<prometheus::MetricFamily> families = m_units->Collect();
+    for (prometheus::MetricFamily& f : m_process->Collect())
+        families.push_back(std::move(f));
+    return prometheus::TextSerializer().Serialize(families);
 }

@@ -42,6 +42,9 @@ public:
     // "http://ADDR:PORT/metrics" with the port listened on; empty before a
     // successful start.
     QString url() const;
+    // The series in the text format, as a scrape gets them; for a server
+    // that serves /metrics itself (the web console). Any thread.
+    std::string scrape() const;
 
 public slots:
     void recordCommand(const QString& unit, const QString& name, const QString& outcome);

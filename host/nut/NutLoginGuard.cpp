@@ -23,13 +23,13 @@ void NutLoginGuard::failed(const QString& address, const QString& user, qint64 n
     }
     Record& r = m_records[address];
     r.failures += nowMs;
-    qWarning().noquote() << QStringLiteral("NUT login failed: user \"%1\" from %2 (%3 within %4 s)")
-                                .arg(user.left(64), address).arg(r.failures.size()).arg(kWindowMs / 1000);
+    qWarning().noquote() << QStringLiteral("%1 login failed: user \"%2\" from %3 (%4 within %5 s)")
+                                .arg(m_service, user.left(64), address).arg(r.failures.size()).arg(kWindowMs / 1000);
     if (r.failures.size() >= kMaxFailures) {
         r.failures.clear();
         r.blockedUntil = nowMs + kBlockMs;
-        qWarning().noquote() << QStringLiteral("NUT client %1: %2 failed logins within %3 s; its logins are "
-                                               "refused for %4 s")
-                                    .arg(address).arg(kMaxFailures).arg(kWindowMs / 1000).arg(kBlockMs / 1000);
+        qWarning().noquote() << QStringLiteral("%1 client %2: %3 failed logins within %4 s; its logins are "
+                                               "refused for %5 s")
+                                    .arg(m_service, address).arg(kMaxFailures).arg(kWindowMs / 1000).arg(kBlockMs / 1000);
     }
 }

@@ -18,6 +18,9 @@ public:
     static constexpr qint64 kWindowMs = 60 * 1000;
     static constexpr qint64 kBlockMs = 60 * 1000;
 
+    // `service` names the logins in the log ("NUT", "web console").
+    explicit NutLoginGuard(const char* service = "NUT") : m_service(QLatin1String(service)) {}
+
     // True while `address` is refused.
     bool blocked(const QString& address, qint64 nowMs) const;
     // Logs a failed login and starts a block at the last failure allowed.
@@ -29,6 +32,7 @@ private:
         QList<qint64> failures;     // within the window, oldest first
         qint64 blockedUntil = 0;
     };
+    QString m_service;
     QHash<QString, Record> m_records;
 };
 

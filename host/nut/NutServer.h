@@ -69,6 +69,9 @@ public:
     // gate: once the units marked FSD (all units when none is) have no
     // client logged in any more, or after hostSync seconds, calls `proceed`.
     void holdShutdown(std::function<void()> proceed);
+    // Sets the unit's FSD latch as a primary's FSD does (the web console's
+    // forced shutdown): its clients see FSD and their upsmon shuts down.
+    void forceShutdown(const QString& unit) { m_state.forcedShutdown.insert(unit); }
 
 private:
     void accept(QTcpServer* listener);

@@ -370,6 +370,10 @@ private slots:
         QTest::newRow("key twice") << units + "logInterval=5\nlogInterval=6\n" << tcp << "logInterval is set twice" << ups1;
         QTest::newRow("servers") << units + "[nut]\nlisten=garbage\nmaxClients=-1\nmaxAge=soon\n[metrics]\nlisten=1.2.3.4.5:0\n"
             << tcp << "[nut] listen|[nut] maxClients|[nut] maxAge|[metrics] listen" << ups1;
+        QTest::newRow("web") << units + "[web]\nlisten=nowhere\ncertificate=cert.pem\nviewWithoutLogin=perhaps\nmaxClients=1\n" << tcp
+            << "[web] listen|[web] certificate /|[web] key is missing|[web] viewWithoutLogin|[web] maxClients" << ups1;
+        QTest::newRow("web key without certificate") << units + "[web]\nlisten=8081\nkey=/proc/version\n" << tcp
+            << "[web] certificate is missing: HTTPS needs both" << ups1;
         QTest::newRow("shutdownCmd program") << units + "[policy]\nshutdownCmd=/nonexistent/poweroff -f\n" << tcp
             << "program \"/nonexistent/poweroff\" not found" << ups1;
         QTest::newRow("shutdownCmd not executable") << units + "[policy]\nshutdownCmd=/proc/version\n" << tcp
@@ -471,13 +475,14 @@ private slots:
         row("options", "", "window d0 l2");
         row("options", "--duration 5 --level 0 --headless", "headless d5 l0");
         row("options", "--command UPS1:beeper.disable --command U:1004:5", "window d0 l2 UPS1/beeper.disable/ U/1004/5");
-        row("options", "--metrics-listen off --nut-listen off", "window d0 l2");
+        row("options", "--metrics-listen off --nut-listen off --web-listen off", "window d0 l2");
         row("options", "--check-config", "headless d0 l2");
         row("options", "--level 3", "--level needs a whole number 0-2, got \"3\"");
         row("options", "--command 1007", "--command needs UNIT:NAME[:VALUE], got \"1007\"");
         row("options", "--print", "--print and --as-user go with --check-config");
         row("options", "--metrics-listen localhost:9100", "--metrics-listen: metrics listen address needs ADDR:PORT (IPv4 or [IPv6] address, port 0-65535), got \"localhost:9100\"");
         row("options", "--nut-listen garbage", "--nut-listen: \"garbage\" is not ADDR:PORT");
+        row("options", "--web-listen [::1]:x", "--web-listen: \"[::1]:x\" is not ADDR:PORT (IPv4 or [IPv6] address, port 0-65535) or off");
         row("options", "--bogus", "Unknown option 'bogus'.");
         // command: "NAME:VALUE" -> "ID sent CONFIRM-POINT=VALUE", the refusal, or "none".
         row("command", "beeper.disable:", "1010 '' 4260=0");

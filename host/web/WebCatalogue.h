@@ -1,0 +1,48 @@
+#ifndef WEBCATALOGUE_H
+#define WEBCATALOGUE_H
+
+// The parameter catalogue as the web console shows it: the real-time tables
+// with their labels and units, the settings with ranges and options (the NUT
+// server's writable variables, so both outlets name them alike), and the
+// commands. Also turns a unit's data map into what its page shows, so the
+// console itself never reads a point id. Built once; const afterwards, so
+// any thread may read it.
+
+#include <QJsonObject>
+#include <QList>
+#include <QMap>
+#include <QString>
+#include <QVariant>
+
+#include "ParameterInformation.h"
+
+class EnergyFlow;
+struct NutSetting;
+
+class WebCatalogue
+{
+public:
+    WebCatalogue();
+
+    // {"tables": [...], "settings": [...], "commands": [...]}
+    QJsonObject json() const { return m_json; }
+    // UnitStatus::panels for a data map; `flow` keeps the diagram's state
+    // from one report to the next and is advanced.
+    QJsonObject panels(const QMap<int, QVariant>& data, EnergyFlow* flow) const;
+
+    // The setting named `nameOrPoint` (its variable name or point id); null if none.
+    static const NutSetting* setting(const QString& nameOrPoint);
+    // A setting's description for the API: name, point, label, unit, range, options.
+    static QJsonObject settingJson(const NutSetting& s);
+
+private:
+    struct Table
+    {
+        QString title;
+        QList<ParameterInformation> rows;
+    };
+    QList<Table> m_tables;
+    QJsonObject m_json;
+};
+
+#endif // WEBCATALOGUE_H
