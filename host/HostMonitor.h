@@ -89,10 +89,13 @@ private:
     StatusModel::Limits limits() const;
     // The /metrics endpoint when --metrics-listen or [metrics] listen asks for it.
     bool startMetrics(QString* error);
-    void onStatus(const UnitStatus& status);
+    void onStatus(const UnitSession* session, const UnitStatus& status);
     void onDerived(const DerivedEvent& event);
     void applyPolicy();
+    // Raises STALE where it is due and lets the policy's delays run out;
+    // scheduleTick() sets the timer for the next moment either can happen.
     void tick();
+    void scheduleTick();
     void emitLine(const QString& unit, const QString& kind, const QString& text);
 
     HostOptions m_options;
@@ -109,7 +112,7 @@ private:
     QList<UnitSession*> m_sessions;
     QTimer m_dataLogTimer;
     QTimer m_tickTimer;
-    QTimer m_inboxTimer;
+    bool m_policyClock = false;     // the policy waits on a delay: tick every second
     CommandRouter m_router;
     HostDirectory m_directory{&m_router};
     Policy m_policy{PolicySettings()};

@@ -1,5 +1,7 @@
 #include "StatusModel.h"
 
+#include <limits>
+
 #include "StatusPointTable.h"
 #include "statetexts.h"
 
@@ -217,12 +219,21 @@ QList<DerivedEvent> StatusModel::updateComm(UnitStatus::Comm comm, qint64 nowMs)
     return {};
 }
 
+void StatusModel::age(qint64 nowMs)
+{
+    if (m_hasData)
+        m_status.dataAgeSeconds = (nowMs - m_lastDataMs) / 1000.0;
+}
+
+qint64 StatusModel::staleAtMs() const
+{
+    return m_status.stale ? std::numeric_limits<qint64>::max() : m_lastDataMs + m_limits.maxAgeSeconds * 1000LL;
+}
+
 QList<DerivedEvent> StatusModel::tick(qint64 nowMs)
 {
-    const double age = (nowMs - m_lastDataMs) / 1000.0;
-    if (m_hasData)
-        m_status.dataAgeSeconds = age;
-    if (m_status.stale || age < m_limits.maxAgeSeconds)
+    age(nowMs);
+    if (m_status.stale || nowMs - m_lastDataMs < m_limits.maxAgeSeconds * 1000LL)
         return {};
     m_status.stale = true;
     return {event(QStringLiteral("STALE"))};

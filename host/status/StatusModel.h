@@ -33,6 +33,10 @@ public:
     QList<DerivedEvent> updateComm(UnitStatus::Comm comm, qint64 nowMs);
     // Ages the data; STALE once it is older than maxAge.
     QList<DerivedEvent> tick(qint64 nowMs);
+    // Only the data age, as of `nowMs`.
+    void age(qint64 nowMs);
+    // When tick() would raise STALE (ms); none once stale: max.
+    qint64 staleAtMs() const;
     // The host's shutdown policy has fired for this unit (FSD flag and
     // event), or its episode has ended.
     QList<DerivedEvent> setForcedShutdown(bool on);

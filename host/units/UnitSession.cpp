@@ -32,8 +32,16 @@ void UnitSession::start(bool withView, int answerTimeoutSec)
     m_collector->m_devName = m_settings.name;
     connect(m_collector, &CollectThread::postDEvent, this,
             [this](int type, const QMap<QString, QVariant>& record) {
-                const std::lock_guard<std::mutex> locker(m_inboxLock);
-                m_inbox.append(qMakePair(type, record));
+                bool first;
+                {
+                    const std::lock_guard<std::mutex> locker(m_inboxLock);
+                    first = m_inbox.isEmpty();
+                    m_inbox.append(qMakePair(type, record));
+                }
+                // One wake-up of the host's thread per batch: the records
+                // of a cycle arrive together and are drained together.
+                if (first)
+                    QMetaObject::invokeMethod(this, &UnitSession::drain, Qt::QueuedConnection);
             },
             Qt::DirectConnection);
     m_collector->loadConfig();
@@ -46,7 +54,7 @@ void UnitSession::start(bool withView, int answerTimeoutSec)
     if (m_settings.pollMode == UnitSettings::PollTimer) {
         m_collector->start();
     } else {
-        m_poller = new UnitPoller(m_collector);
+        m_poller = new UnitPoller(m_collector, m_settings.interval);
         m_poller->start();
     }
 }
@@ -55,7 +63,7 @@ void UnitSession::requestStop()
 {
     m_answerTimer.stop();
     if (m_poller)
-        m_poller->quit();
+        m_poller->stop();
     else if (m_collector)
         m_collector->quit();
 }
@@ -105,6 +113,8 @@ void UnitSession::sendCommand(int id, const QString& value)
 
 void UnitSession::publish(const QList<DerivedEvent>& events)
 {
+    // The snapshot carries its data age as of now; readers add the time since.
+    m_model.age(QDateTime::currentMSecsSinceEpoch());
     emit statusChanged(m_model.status());
     for (const DerivedEvent& e : events)
         emit derivedEvent(e);
@@ -114,7 +124,8 @@ void UnitSession::publish(const QList<DerivedEvent>& events)
 void UnitSession::tick(qint64 nowMs)
 {
     const QList<DerivedEvent> events = m_model.tick(nowMs);
-    publish(events);
+    if (!events.isEmpty())
+        publish(events);
 }
 
 void UnitSession::setForcedShutdown(bool on)

@@ -57,11 +57,14 @@ public:
     const UnitStatus& status() const { return m_model.status(); }
 
     // Queues a command on the collector: through the polling thread in
-    // pollMode=interval (it runs within 100 ms), directly in timer mode
+    // pollMode=interval (it wakes the thread and runs at once), directly in timer mode
     // (control() only appends to the collector's locked queue).
     void sendCommand(int id, const QString& value);
-    // Ages the data (STALE).
+    // Marks the data STALE once it is older than maxAge; publishes only
+    // then. The snapshot's age otherwise grows in the readers' hands.
     void tick(qint64 nowMs);
+    // When tick() has something to do next (ms since the epoch); none: max.
+    qint64 staleAtMs() const { return m_model.staleAtMs(); }
     void setLimits(const StatusModel::Limits& limits) { m_model.setLimits(limits); }
     // The host's shutdown policy fired (true) or its episode ended (false).
     void setForcedShutdown(bool on);
