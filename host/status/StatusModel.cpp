@@ -1,5 +1,6 @@
 #include "StatusModel.h"
 
+#include <iterator>
 #include <limits>
 
 #include "StatusPointTable.h"
@@ -103,6 +104,25 @@ const HostValue kHostValues[] = {
      [](const StatusModel::Limits& l) { return l.runtimeLow >= 0 ? QVariant(l.runtimeLow) : QVariant(); }},
 };
 
+// `to` becomes equal to `from`, value by value. `from` is the collector's
+// map: holding it would share it, and the collector's next cycle would copy
+// the whole map before writing its first value. From one report to the
+// next the keys are the same, so this is a walk without allocation.
+void assignValues(QMap<int, QVariant>& to, const QMap<int, QVariant>& from)
+{
+    auto t = to.begin();
+    for (auto f = from.cbegin(); f != from.cend(); ++f) {
+        while (t != to.end() && t.key() < f.key())
+            t = to.erase(t);
+        if (t != to.end() && t.key() == f.key())
+            *t++ = f.value();
+        else
+            t = std::next(to.insert(t, f.key(), f.value()));
+    }
+    while (t != to.end())
+        t = to.erase(t);
+}
+
 DerivedEvent makeEvent(const QString& unit, const QString& name, int maxAge)
 {
     DerivedEvent e{unit, name, QString()};
@@ -174,7 +194,7 @@ QList<DerivedEvent> StatusModel::changedFlags(const QStringList& before, bool fi
 QList<DerivedEvent> StatusModel::updateData(const QMap<int, QVariant>& data, qint64 nowMs)
 {
     const bool first = !m_hasData;
-    m_data = data;
+    assignValues(m_data, data);
     m_hasData = true;
     m_lastDataMs = nowMs;
     m_status.stale = false;

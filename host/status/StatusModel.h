@@ -46,6 +46,8 @@ public:
     static DerivedEvent shutdownEvent(const QString& unit);
 
     const UnitStatus& status() const { return m_status; }
+    // The data of the last report (a copy of its values, not the reporter's map).
+    const QMap<int, QVariant>& data() const { return m_data; }
 
     // The values the host adds to every unit's, in words, for the documentation.
     static QList<QPair<QString, QString>> hostValueRules();

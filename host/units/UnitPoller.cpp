@@ -1,12 +1,25 @@
 #include "UnitPoller.h"
 
-#include <chrono>
+#include <algorithm>
 
 #include "CollectThread.h"
 #include "EventFormatter.h"
 
+namespace {
+
+// How far into its second a poller wakes: at least a few clock ticks, at
+// most well before the second ends; successive pollers spread over it.
+const int kFirstPhaseMs = 20;
+const int kPhaseSpreadMs = 900;
+const int kPhaseStepMs = 397;   // coprime with the spread: 900 pollers, 900 points
+std::atomic<unsigned> s_pollers{0};
+const std::chrono::milliseconds kLagRetry(10);
+
+} // namespace
+
 UnitPoller::UnitPoller(CollectThread* collector, int intervalSec, QObject* parent)
-    : QThread(parent), m_collector(collector), m_intervalSec(intervalSec > 0 ? intervalSec : 1)
+    : QThread(parent), m_collector(collector), m_intervalSec(intervalSec > 0 ? intervalSec : 1),
+      m_phaseMs(kFirstPhaseMs + int(s_pollers.fetch_add(1) * unsigned(kPhaseStepMs) % kPhaseSpreadMs))
 {
     // Every cycle ends with the data report: that is how the poller learns
     // whether poll() ran one.
@@ -38,14 +51,19 @@ void UnitPoller::stop()
 
 void UnitPoller::run()
 {
+    using Clock = std::chrono::system_clock;
     // The collector's poll() runs a cycle when time() has reached the time
     // it set at its last cycle (that cycle's time() plus the interval), or
-    // when a command waits. `due` follows it from this side.
+    // when a command waits. `due` follows it from this side. time() reads a
+    // clock that may lag the one the wait uses by a tick, so the poller
+    // wakes a little into the second; each poller at its own point of it, so
+    // that units started together do not all run at the same instant.
+    const auto phase = std::chrono::milliseconds(m_phaseMs);
     std::time_t due = 0;
+    Clock::time_point wakeAt = Clock::from_time_t(due);
     std::unique_lock<std::mutex> lock(m_lock);
     for (;;) {
-        m_wake.wait_until(lock, std::chrono::system_clock::from_time_t(due),
-                          [this] { return m_stopping || !m_commands.isEmpty(); });
+        m_wake.wait_until(lock, wakeAt, [this] { return m_stopping || !m_commands.isEmpty(); });
         if (m_stopping)
             break;
         QList<QPair<int, QString>> commands;
@@ -65,6 +83,9 @@ void UnitPoller::run()
                 // next whole second.
                 due = now + 1;
         }
+        wakeAt = Clock::from_time_t(due) + phase;
+        // time() still behind the wait's clock: look again shortly, not at once.
+        wakeAt = std::max(wakeAt, Clock::now() + kLagRetry);
         lock.lock();
     }
     m_finished.store(true, std::memory_order_release);

@@ -15,6 +15,7 @@
 #include <QThread>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <ctime>
 #include <mutex>
@@ -49,6 +50,7 @@ protected:
 private:
     CollectThread* m_collector;
     const int m_intervalSec;
+    const int m_phaseMs;        // where in its due second the poller wakes
     bool m_cycleRan = false;    // poller thread only
     std::atomic<bool> m_finished{false};
     std::mutex m_lock;          // over the commands and the stop flag

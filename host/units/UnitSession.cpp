@@ -155,10 +155,12 @@ void UnitSession::onRecord(int type, QMap<QString, QVariant> record)
         publish(m_model.updateComm(state == Lost ? UnitStatus::Comm::Lost : UnitStatus::Comm::Ok, now));
         return;
     } else if (type == EventFormatter::DataReport) {
-        m_lastData = record.value(QLatin1String(RecordKey::Data)).value<QMap<int, QVariant>>();
+        // The model keeps the values; the collector's map goes with the record.
+        const QList<DerivedEvent> events = m_model.updateData(
+            record.value(QLatin1String(RecordKey::Data)).value<QMap<int, QVariant>>(), now);
         if (m_view)
-            m_view->flushData(m_lastData);
-        publish(m_model.updateData(m_lastData, now));
+            m_view->flushData(m_model.data());
+        publish(events);
         // The first report and the first after a derived event show the
         // operator the unit's state; the others are data lines.
         emit hostEvent(EventFormatter::describe(m_model.status(), m_stateDue ? QStringLiteral("state")

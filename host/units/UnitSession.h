@@ -52,8 +52,8 @@ public:
     CollectView* view() const { return m_view; }
     int commState() const { return m_commState; }
     bool hasAnswered() const { return m_answered; }
-    bool hasData() const { return !m_lastData.isEmpty(); }
-    QMap<int, QVariant> lastData() const { return m_lastData; }
+    bool hasData() const { return !m_model.data().isEmpty(); }
+    QMap<int, QVariant> lastData() const { return m_model.data(); }
     const UnitStatus& status() const { return m_model.status(); }
 
     // Queues a command on the collector: through the polling thread in
@@ -99,7 +99,6 @@ private:
     int m_commState = Unknown;
     bool m_answered = false;
     bool m_stateDue = true;     // the next data report is shown as the unit's state
-    QMap<int, QVariant> m_lastData;
     QTimer m_answerTimer;
     std::mutex m_inboxLock;
     QList<QPair<int, QMap<QString, QVariant>>> m_inbox;
