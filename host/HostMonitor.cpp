@@ -200,7 +200,7 @@ bool HostMonitor::addUnit(const UnitSettings& unit, QString* error)
         *error = QStringLiteral("the plugin made no collector for unit %1").arg(unit.name);
         return false;
     }
-    auto* session = new UnitSession(unit, collector, &m_formatter, limits(), this);
+    auto* session = new UnitSession(unit, collector, &m_formatter, limits(), &m_inboxBell, this);
     connect(session, &UnitSession::hostEvent, this, &HostMonitor::hostEvent);
     connect(session, &UnitSession::commStateChanged, this, &HostMonitor::commStateChanged);
     connect(session, &UnitSession::statusChanged, this,

@@ -26,6 +26,7 @@
 #include "HostConfig.h"
 #include "HostEvent.h"
 #include "HostOptions.h"
+#include "InboxBell.h"
 #include "NutServer.h"
 
 class CollectThread;
@@ -109,6 +110,7 @@ private:
     QPointer<QObject> m_factoryObject;
     CollectThread* m_factory = nullptr;
     PortManage* m_portManage = nullptr;
+    InboxBell m_inboxBell;      // before the sessions that ring it
     QList<UnitSession*> m_sessions;
     QTimer m_dataLogTimer;
     QTimer m_tickTimer;

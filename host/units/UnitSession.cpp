@@ -7,12 +7,13 @@
 #include "CollectView.h"
 #include "RecordKeys.h"
 #include "EventFormatter.h"
+#include "InboxBell.h"
 #include "UnitPoller.h"
 
 UnitSession::UnitSession(const UnitSettings& settings, CollectThread* collector,
                          const EventFormatter* formatter, const StatusModel::Limits& limits,
-                         QObject* parent)
-    : QObject(parent), m_settings(settings), m_collector(collector), m_formatter(formatter),
+                         InboxBell* bell, QObject* parent)
+    : QObject(parent), m_settings(settings), m_collector(collector), m_formatter(formatter), m_bell(bell),
       m_model(settings.name, formatter->eventTexts(), limits, QDateTime::currentMSecsSinceEpoch())
 {
     qRegisterMetaType<HostEvent>();
@@ -25,6 +26,7 @@ UnitSession::UnitSession(const UnitSettings& settings, CollectThread* collector,
 UnitSession::~UnitSession()
 {
     stop();
+    m_bell->forget(this);
 }
 
 void UnitSession::start(bool withView, int answerTimeoutSec)
@@ -41,7 +43,7 @@ void UnitSession::start(bool withView, int answerTimeoutSec)
                 // One wake-up of the host's thread per batch: the records
                 // of a cycle arrive together and are drained together.
                 if (first)
-                    QMetaObject::invokeMethod(this, &UnitSession::drain, Qt::QueuedConnection);
+                    m_bell->ring(this);
             },
             Qt::DirectConnection);
     m_collector->loadConfig();

@@ -5,8 +5,9 @@
 // thread that drives it, its panel if the plugin gives one, the last data it
 // reported and its status model. The collector's records are put in an inbox
 // on the thread that emits them and taken out on the host's thread by
-// drain(): the hand-over goes through a lock of our own, which
-// ThreadSanitizer sees, instead of Qt's event queue, which it cannot.
+// drain(), which the bell calls when the first record of a batch has rung
+// it: the hand-over goes through a lock of our own, which ThreadSanitizer
+// sees, instead of Qt's event queue, which it cannot.
 
 #include <QDeadlineTimer>
 #include <QList>
@@ -24,6 +25,7 @@
 class CollectThread;
 class CollectView;
 class EventFormatter;
+class InboxBell;
 class UnitPoller;
 
 class UnitSession : public QObject
@@ -34,7 +36,7 @@ public:
 
     UnitSession(const UnitSettings& settings, CollectThread* collector,
                 const EventFormatter* formatter, const StatusModel::Limits& limits,
-                QObject* parent = nullptr);
+                InboxBell* bell, QObject* parent = nullptr);
     ~UnitSession() override;
 
     // Configures the collector and starts polling it. With `withView` the
@@ -95,6 +97,7 @@ private:
     UnitPoller* m_poller = nullptr;
     CollectView* m_view = nullptr;
     const EventFormatter* m_formatter;
+    InboxBell* m_bell;
     StatusModel m_model;
     int m_commState = Unknown;
     bool m_answered = false;
