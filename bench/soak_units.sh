@@ -73,7 +73,7 @@ import json, sys
 for b in json.load(sys.stdin)["benchmarks"]:
     if b["name"].endswith("_median"):
         scale = {"ns": 1e-3, "us": 1.0, "ms": 1e3}[b["time_unit"]]
-        print(f"{b[\"cpu_time\"] * scale:.1f}")')
+        print("%.1f" % (b["cpu_time"] * scale))')
   ref_read_us=$("$bin/bench_tcp_read" 1000 | sed -n 's/^ *driver Query: *\([0-9.]*\) us/\1/p')
   echo "reference: BM_CycleSteady $ref_cycle_us us (CPU, median of 5), full TCP read $ref_read_us us (median of 1000);" \
     "budget per unit-cycle 3 x $ref_cycle_us + $ref_read_us = $(python3 -c "print(f'{3 * $ref_cycle_us + $ref_read_us:.0f}')") us"
