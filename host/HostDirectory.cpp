@@ -1,6 +1,18 @@
 #include "HostDirectory.h"
 
+#include <chrono>
+
 #include "CommandRouter.h"
+
+namespace {
+
+qint64 steadyMs()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+} // namespace
 
 HostDirectory::HostDirectory(CommandRouter* router, QObject* parent)
     : QObject(parent), m_router(router)
@@ -13,15 +25,15 @@ void HostDirectory::setUnits(const QList<QPair<QString, QString>>& units)
 {
     const std::lock_guard<std::mutex> locker(m_lock);
     // Units that stay keep their snapshot (a reload).
-    QMap<QString, UnitStatus> board;
+    QMap<QString, Entry> board;
     m_units.clear();
     m_descriptions.clear();
     for (const auto& u : units) {
         m_units += u.first;
         m_descriptions.insert(u.first, u.second);
-        UnitStatus s = m_board.value(u.first);
-        s.unit = u.first;
-        board.insert(u.first, s);
+        Entry e = m_board.value(u.first);
+        e.status.unit = u.first;
+        board.insert(u.first, e);
     }
     m_board = board;
 }
@@ -30,9 +42,11 @@ void HostDirectory::publish(const UnitStatus& status)
 {
     {
         const std::lock_guard<std::mutex> locker(m_lock);
-        if (!m_board.contains(status.unit))
+        const auto it = m_board.find(status.unit);
+        if (it == m_board.end())
             return;
-        m_board.insert(status.unit, status);
+        it->status = status;
+        it->publishedMs = steadyMs();
     }
     emit statusChanged(status.unit);
 }
@@ -52,7 +66,13 @@ QString HostDirectory::description(const QString& unit) const
 UnitStatus HostDirectory::status(const QString& unit) const
 {
     const std::lock_guard<std::mutex> locker(m_lock);
-    return m_board.value(unit);
+    const auto it = m_board.constFind(unit);
+    if (it == m_board.constEnd())
+        return UnitStatus();
+    UnitStatus s = it->status;
+    if (s.dataAgeSeconds >= 0)
+        s.dataAgeSeconds += (steadyMs() - it->publishedMs) / 1000.0;
+    return s;
 }
 
 bool HostDirectory::sendCommand(const QString& unit, const QString& name, const QString& value,

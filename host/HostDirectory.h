@@ -3,7 +3,8 @@
 
 // The host's UnitDirectory: a board of the units' latest snapshots, written
 // on the main thread as the status models change and read from any thread
-// under a lock. Commands go to the command router (main thread only).
+// under a lock. A snapshot is published only when it changes; its data age
+// is brought up to the moment of reading. Commands go to the command router (main thread only).
 
 #include <QMap>
 #include <QObject>
@@ -35,7 +36,7 @@ public:
                       QString* error) override;
 
 signals:
-    // A unit's snapshot changed (each data report, comm change, ageing).
+    // A unit's snapshot changed (each data report, comm change, STALE, FSD).
     void statusChanged(const QString& unit);
     // ONBATT, LOWBATT, COMMBAD, ... as the status models derive them.
     void derivedEvent(const DerivedEvent& event);
@@ -47,7 +48,12 @@ private:
     mutable std::mutex m_lock;
     QStringList m_units;
     QMap<QString, QString> m_descriptions;
-    QMap<QString, UnitStatus> m_board;
+    struct Entry
+    {
+        UnitStatus status;
+        qint64 publishedMs = 0;     // steady clock; the data age grows from here
+    };
+    QMap<QString, Entry> m_board;
 };
 
 #endif // HOSTDIRECTORY_H

@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 
 #include <algorithm>
+#include <limits>
 
 #include "CollectThread.h"
 #include "EnergyFlow.h"
@@ -24,6 +25,8 @@ const char* const kPluginIid = "com.nalo.Qt.ProInterface";
 const char* const kPluginFile = "libvek5m_10-30k_Client.so";
 const char* const kDriverFile = "libvek5m_10-30k.so";
 const char* const kConsoleUser = "console";     // who gave a --command
+const int kPolicyTickMs = 1000;
+const int kLongestTickMs = 60000;
 }
 
 QString HostMonitor::defaultDriverPath(const QString& pluginDir)
@@ -39,12 +42,6 @@ HostMonitor::HostMonitor(const HostOptions& options, QObject* parent)
 {
     connect(&m_dataLogTimer, &QTimer::timeout, this, &HostMonitor::writeDataLog);
     connect(&m_tickTimer, &QTimer::timeout, this, &HostMonitor::tick);
-    // Records reach the host within this many ms of their cycle.
-    m_inboxTimer.setInterval(50);
-    connect(&m_inboxTimer, &QTimer::timeout, this, [this] {
-        for (UnitSession* s : qAsConst(m_sessions))
-            s->drain();
-    });
     connect(&m_router, &CommandRouter::commandOutcome, this,
             [this](const QString& unit, const QString& command, const QString& outcome,
                    const QString& detail, const QString& who) {
@@ -193,8 +190,8 @@ bool HostMonitor::start(const HostConfig& config, bool withViews, QString* error
     const int answerTimeout = m_options.answerTimeout > 0 ? m_options.answerTimeout : m_config.answerTimeout();
     for (UnitSession* s : qAsConst(m_sessions))
         s->start(withViews, answerTimeout);
-    m_tickTimer.start(1000);
-    m_inboxTimer.start();
+    m_tickTimer.setSingleShot(true);
+    scheduleTick();
 
     const int logInterval = m_options.logInterval > 0 ? m_options.logInterval
                                                       : m_config.logInterval();
@@ -218,10 +215,17 @@ bool HostMonitor::addUnit(const UnitSettings& unit, QString* error)
         *error = QStringLiteral("the plugin made no collector for unit %1").arg(unit.name);
         return false;
     }
-    auto* session = new UnitSession(unit, collector, &m_formatter, limits(), this);
+    auto* session = new UnitSession(unit, collector, &m_formatter, limits(), &m_inboxBell, this);
     connect(session, &UnitSession::hostEvent, this, &HostMonitor::hostEvent);
     connect(session, &UnitSession::commStateChanged, this, &HostMonitor::commStateChanged);
-    connect(session, &UnitSession::statusChanged, this, &HostMonitor::onStatus);
+    connect(session, &UnitSession::statusChanged, this,
+            [this, session](const UnitStatus& status) { onStatus(session, status); });
+    // A report moves the unit's STALE time on; only a timer that is not
+    // running has to be told (the others fire earlier and look again).
+    connect(session, &UnitSession::dataReported, this, [this] {
+        if (!m_tickTimer.isActive())
+            scheduleTick();
+    });
     connect(session, &UnitSession::derivedEvent, this, &HostMonitor::onDerived);
     m_sessions += session;
     m_router.addSession(session);
@@ -299,6 +303,7 @@ QString HostMonitor::reload(const HostConfig& next)
     for (UnitSession* s : qAsConst(m_sessions))
         s->setLimits(limits());
     publishUnits();
+    scheduleTick();     // maxAge may have changed
     if (m_metrics && m_metrics->listen() != m_config.metricsListen())
         m_metrics.reset();
     QString error;
@@ -337,17 +342,13 @@ void HostMonitor::writeDataLog()
     }
 }
 
-void HostMonitor::onStatus(const UnitStatus& status)
+void HostMonitor::onStatus(const UnitSession* session, const UnitStatus& status)
 {
     // The NUT server's writable variables ride on the snapshot.
     UnitStatus withSettings = status;
-    for (const UnitSession* s : qAsConst(m_sessions)) {
-        if (s->settings().name != status.unit)
-            continue;
-        NutSettings::publish(s->lastData(), &withSettings.values);
-        if (m_webCatalogue)
-            withSettings.panels = m_webCatalogue->panels(s->lastData(), &m_flows[status.unit]);
-    }
+    NutSettings::publish(session->lastData(), &withSettings.values);
+    if (m_webCatalogue)
+        withSettings.panels = m_webCatalogue->panels(session->lastData(), &m_flows[status.unit]);
     m_directory.publish(withSettings);
 }
 
@@ -364,9 +365,18 @@ void HostMonitor::applyPolicy()
 {
     // Decide on the snapshots as they are now.
     QList<UnitStatus> all;
-    for (const UnitSession* s : qAsConst(m_sessions))
+    bool onBattery = false;
+    for (const UnitSession* s : qAsConst(m_sessions)) {
         all += s->status();
+        onBattery = onBattery || s->status().hasFlag(QStringLiteral("OB"));
+    }
     const Policy::Decision d = m_policy.evaluate(all, QDateTime::currentMSecsSinceEpoch());
+    // The policy's delays run on the clock only while a unit is on battery
+    // or an episode lasts; otherwise its decisions change with events alone.
+    // One more look once the last unit has left battery clears its times.
+    m_policyClock = onBattery || m_policy.inEpisode();
+    if (m_policyClock && (!m_tickTimer.isActive() || m_tickTimer.remainingTime() > kPolicyTickMs))
+        scheduleTick();
     for (UnitSession* s : qAsConst(m_sessions)) {
         if (d.forceOn.contains(s->settings().name))
             s->setForcedShutdown(true);
@@ -391,9 +401,29 @@ void HostMonitor::tick()
 {
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     for (UnitSession* s : qAsConst(m_sessions))
-        s->tick(now);
+        if (s->staleAtMs() <= now)
+            s->tick(now);
     // The delays of the policy run out without any event.
-    applyPolicy();
+    if (m_policyClock)
+        applyPolicy();
+    scheduleTick();
+}
+
+void HostMonitor::scheduleTick()
+{
+    // The next moment a unit can go STALE, or the policy's next second.
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    qint64 next = std::numeric_limits<qint64>::max();
+    for (const UnitSession* s : qAsConst(m_sessions))
+        next = std::min(next, s->staleAtMs());
+    if (m_policyClock)
+        next = std::min(next, now + kPolicyTickMs);
+    if (next == std::numeric_limits<qint64>::max()) {
+        m_tickTimer.stop();     // a data report or an event starts it again
+        return;
+    }
+    // At least once a minute, whatever the wall clock did meanwhile.
+    m_tickTimer.start(int(std::max<qint64>(0, std::min<qint64>(next - now, kLongestTickMs))));
 }
 
 bool HostMonitor::startMetrics(QString* error)
@@ -443,7 +473,6 @@ QStringList HostMonitor::shutdown()
     m_metrics.reset();   // no scrape reads the units while they go
     m_dataLogTimer.stop();
     m_tickTimer.stop();
-    m_inboxTimer.stop();
     m_router.clear();
     // Ask every thread to leave first, then join them against one deadline,
     // so that the whole stop stays within it however many units there are.

@@ -27,6 +27,7 @@
 #include "HostConfig.h"
 #include "HostEvent.h"
 #include "HostOptions.h"
+#include "InboxBell.h"
 #include "NutServer.h"
 
 class CollectThread;
@@ -96,10 +97,13 @@ private:
     // The web console when --web-listen or [web] listen asks for it. An
     // address it cannot have is reported; the units are monitored all the same.
     void startWeb();
-    void onStatus(const UnitStatus& status);
+    void onStatus(const UnitSession* session, const UnitStatus& status);
     void onDerived(const DerivedEvent& event);
     void applyPolicy();
+    // Raises STALE where it is due and lets the policy's delays run out;
+    // scheduleTick() sets the timer for the next moment either can happen.
     void tick();
+    void scheduleTick();
     void emitLine(const QString& unit, const QString& kind, const QString& text);
 
     HostOptions m_options;
@@ -113,10 +117,11 @@ private:
     QPointer<QObject> m_factoryObject;
     CollectThread* m_factory = nullptr;
     PortManage* m_portManage = nullptr;
+    InboxBell m_inboxBell;      // before the sessions that ring it
     QList<UnitSession*> m_sessions;
     QTimer m_dataLogTimer;
     QTimer m_tickTimer;
-    QTimer m_inboxTimer;
+    bool m_policyClock = false;     // the policy waits on a delay: tick every second
     CommandRouter m_router;
     HostDirectory m_directory{&m_router};
     Policy m_policy{PolicySettings()};

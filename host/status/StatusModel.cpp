@@ -1,5 +1,8 @@
 #include "StatusModel.h"
 
+#include <iterator>
+#include <limits>
+
 #include "StatusPointTable.h"
 #include "statetexts.h"
 
@@ -101,6 +104,25 @@ const HostValue kHostValues[] = {
      [](const StatusModel::Limits& l) { return l.runtimeLow >= 0 ? QVariant(l.runtimeLow) : QVariant(); }},
 };
 
+// `to` becomes equal to `from`, value by value. `from` is the collector's
+// map: holding it would share it, and the collector's next cycle would copy
+// the whole map before writing its first value. From one report to the
+// next the keys are the same, so this is a walk without allocation.
+void assignValues(QMap<int, QVariant>& to, const QMap<int, QVariant>& from)
+{
+    auto t = to.begin();
+    for (auto f = from.cbegin(); f != from.cend(); ++f) {
+        while (t != to.end() && t.key() < f.key())
+            t = to.erase(t);
+        if (t != to.end() && t.key() == f.key())
+            *t++ = f.value();
+        else
+            t = std::next(to.insert(t, f.key(), f.value()));
+    }
+    while (t != to.end())
+        t = to.erase(t);
+}
+
 DerivedEvent makeEvent(const QString& unit, const QString& name, int maxAge)
 {
     DerivedEvent e{unit, name, QString()};
@@ -172,7 +194,7 @@ QList<DerivedEvent> StatusModel::changedFlags(const QStringList& before, bool fi
 QList<DerivedEvent> StatusModel::updateData(const QMap<int, QVariant>& data, qint64 nowMs)
 {
     const bool first = !m_hasData;
-    m_data = data;
+    assignValues(m_data, data);
     m_hasData = true;
     m_lastDataMs = nowMs;
     m_status.stale = false;
@@ -217,12 +239,21 @@ QList<DerivedEvent> StatusModel::updateComm(UnitStatus::Comm comm, qint64 nowMs)
     return {};
 }
 
+void StatusModel::age(qint64 nowMs)
+{
+    if (m_hasData)
+        m_status.dataAgeSeconds = (nowMs - m_lastDataMs) / 1000.0;
+}
+
+qint64 StatusModel::staleAtMs() const
+{
+    return m_status.stale ? std::numeric_limits<qint64>::max() : m_lastDataMs + m_limits.maxAgeSeconds * 1000LL;
+}
+
 QList<DerivedEvent> StatusModel::tick(qint64 nowMs)
 {
-    const double age = (nowMs - m_lastDataMs) / 1000.0;
-    if (m_hasData)
-        m_status.dataAgeSeconds = age;
-    if (m_status.stale || age < m_limits.maxAgeSeconds)
+    age(nowMs);
+    if (m_status.stale || nowMs - m_lastDataMs < m_limits.maxAgeSeconds * 1000LL)
         return {};
     m_status.stale = true;
     return {event(QStringLiteral("STALE"))};

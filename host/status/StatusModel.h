@@ -33,6 +33,10 @@ public:
     QList<DerivedEvent> updateComm(UnitStatus::Comm comm, qint64 nowMs);
     // Ages the data; STALE once it is older than maxAge.
     QList<DerivedEvent> tick(qint64 nowMs);
+    // Only the data age, as of `nowMs`.
+    void age(qint64 nowMs);
+    // When tick() would raise STALE (ms); none once stale: max.
+    qint64 staleAtMs() const;
     // The host's shutdown policy has fired for this unit (FSD flag and
     // event), or its episode has ended.
     QList<DerivedEvent> setForcedShutdown(bool on);
@@ -42,6 +46,8 @@ public:
     static DerivedEvent shutdownEvent(const QString& unit);
 
     const UnitStatus& status() const { return m_status; }
+    // The data of the last report (a copy of its values, not the reporter's map).
+    const QMap<int, QVariant>& data() const { return m_data; }
 
     // The values the host adds to every unit's, in words, for the documentation.
     static QList<QPair<QString, QString>> hostValueRules();

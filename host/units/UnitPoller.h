@@ -2,10 +2,12 @@
 #define UNITPOLLER_H
 
 // pollMode=interval: a thread of the host's that calls the collector's
-// poll() every 100 ms. The collector then runs a cycle once per configured
-// interval, or at once when a command is queued; its own thread is never
-// started. Commands are handed to control() on this thread too, so the
-// collector's command queue is only ever touched by one thread.
+// poll() when the unit's interval is due, and sleeps in between until then
+// or until a command or stop() wakes it; nothing wakes it on a fixed tick.
+// The collector's own thread is never started. Commands are handed to
+// control() on this thread too, so the collector's command queue is only
+// ever touched by one thread. A blocking driver call (a slow serial line, a
+// TCP connect) holds up this unit alone.
 
 #include <QList>
 #include <QPair>
@@ -13,6 +15,9 @@
 #include <QThread>
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <ctime>
 #include <mutex>
 
 class CollectThread;
@@ -21,10 +26,18 @@ class UnitPoller : public QThread
 {
     Q_OBJECT
 public:
-    explicit UnitPoller(CollectThread* collector, QObject* parent = nullptr);
+    // `intervalSec`: the unit's configured interval, the one the collector
+    // applies in poll().
+    UnitPoller(CollectThread* collector, int intervalSec, QObject* parent = nullptr);
 
-    // Any thread: the command goes to control() before the next poll().
+    // Any thread: wakes the poller, which hands the command to control() and
+    // polls at once.
     void queueCommand(int id, const QString& value);
+    // Any thread: the poller leaves as soon as it is not inside poll().
+    void stop();
+    // Poller thread (the collector's postDEvent, direct): the collector has
+    // just finished a cycle.
+    void cycleReported() { m_cycleRan = true; }
 
     // True once run() has returned. Read after wait(): the atomic makes the
     // end of the thread visible to ThreadSanitizer, which cannot see the
@@ -36,8 +49,13 @@ protected:
 
 private:
     CollectThread* m_collector;
+    const int m_intervalSec;
+    const int m_phaseMs;        // where in its due second the poller wakes
+    bool m_cycleRan = false;    // poller thread only
     std::atomic<bool> m_finished{false};
-    std::mutex m_commandLock;
+    std::mutex m_lock;          // over the commands and the stop flag
+    std::condition_variable m_wake;
+    bool m_stopping = false;
     QList<QPair<int, QString>> m_commands;
 };
 

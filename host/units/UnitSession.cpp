@@ -7,12 +7,13 @@
 #include "CollectView.h"
 #include "RecordKeys.h"
 #include "EventFormatter.h"
+#include "InboxBell.h"
 #include "UnitPoller.h"
 
 UnitSession::UnitSession(const UnitSettings& settings, CollectThread* collector,
                          const EventFormatter* formatter, const StatusModel::Limits& limits,
-                         QObject* parent)
-    : QObject(parent), m_settings(settings), m_collector(collector), m_formatter(formatter),
+                         InboxBell* bell, QObject* parent)
+    : QObject(parent), m_settings(settings), m_collector(collector), m_formatter(formatter), m_bell(bell),
       m_model(settings.name, formatter->eventTexts(), limits, QDateTime::currentMSecsSinceEpoch())
 {
     qRegisterMetaType<HostEvent>();
@@ -25,6 +26,7 @@ UnitSession::UnitSession(const UnitSettings& settings, CollectThread* collector,
 UnitSession::~UnitSession()
 {
     stop();
+    m_bell->forget(this);
 }
 
 void UnitSession::start(bool withView, int answerTimeoutSec)
@@ -32,8 +34,16 @@ void UnitSession::start(bool withView, int answerTimeoutSec)
     m_collector->m_devName = m_settings.name;
     connect(m_collector, &CollectThread::postDEvent, this,
             [this](int type, const QMap<QString, QVariant>& record) {
-                const std::lock_guard<std::mutex> locker(m_inboxLock);
-                m_inbox.append(qMakePair(type, record));
+                bool first;
+                {
+                    const std::lock_guard<std::mutex> locker(m_inboxLock);
+                    first = m_inbox.isEmpty();
+                    m_inbox.append(qMakePair(type, record));
+                }
+                // One wake-up of the host's thread per batch: the records
+                // of a cycle arrive together and are drained together.
+                if (first)
+                    m_bell->ring(this);
             },
             Qt::DirectConnection);
     m_collector->loadConfig();
@@ -46,7 +56,7 @@ void UnitSession::start(bool withView, int answerTimeoutSec)
     if (m_settings.pollMode == UnitSettings::PollTimer) {
         m_collector->start();
     } else {
-        m_poller = new UnitPoller(m_collector);
+        m_poller = new UnitPoller(m_collector, m_settings.interval);
         m_poller->start();
     }
 }
@@ -55,7 +65,7 @@ void UnitSession::requestStop()
 {
     m_answerTimer.stop();
     if (m_poller)
-        m_poller->quit();
+        m_poller->stop();
     else if (m_collector)
         m_collector->quit();
 }
@@ -105,6 +115,8 @@ void UnitSession::sendCommand(int id, const QString& value)
 
 void UnitSession::publish(const QList<DerivedEvent>& events)
 {
+    // The snapshot carries its data age as of now; readers add the time since.
+    m_model.age(QDateTime::currentMSecsSinceEpoch());
     emit statusChanged(m_model.status());
     for (const DerivedEvent& e : events)
         emit derivedEvent(e);
@@ -114,7 +126,8 @@ void UnitSession::publish(const QList<DerivedEvent>& events)
 void UnitSession::tick(qint64 nowMs)
 {
     const QList<DerivedEvent> events = m_model.tick(nowMs);
-    publish(events);
+    if (!events.isEmpty())
+        publish(events);
 }
 
 void UnitSession::setForcedShutdown(bool on)
@@ -144,10 +157,12 @@ void UnitSession::onRecord(int type, QMap<QString, QVariant> record)
         publish(m_model.updateComm(state == Lost ? UnitStatus::Comm::Lost : UnitStatus::Comm::Ok, now));
         return;
     } else if (type == EventFormatter::DataReport) {
-        m_lastData = record.value(QLatin1String(RecordKey::Data)).value<QMap<int, QVariant>>();
+        // The model keeps the values; the collector's map goes with the record.
+        const QList<DerivedEvent> events = m_model.updateData(
+            record.value(QLatin1String(RecordKey::Data)).value<QMap<int, QVariant>>(), now);
         if (m_view)
-            m_view->flushData(m_lastData);
-        publish(m_model.updateData(m_lastData, now));
+            m_view->flushData(m_model.data());
+        publish(events);
         // The first report and the first after a derived event show the
         // operator the unit's state; the others are data lines.
         emit hostEvent(EventFormatter::describe(m_model.status(), m_stateDue ? QStringLiteral("state")

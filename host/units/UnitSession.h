@@ -5,8 +5,9 @@
 // thread that drives it, its panel if the plugin gives one, the last data it
 // reported and its status model. The collector's records are put in an inbox
 // on the thread that emits them and taken out on the host's thread by
-// drain(): the hand-over goes through a lock of our own, which
-// ThreadSanitizer sees, instead of Qt's event queue, which it cannot.
+// drain(), which the bell calls when the first record of a batch has rung
+// it: the hand-over goes through a lock of our own, which ThreadSanitizer
+// sees, instead of Qt's event queue, which it cannot.
 
 #include <QDeadlineTimer>
 #include <QList>
@@ -24,6 +25,7 @@
 class CollectThread;
 class CollectView;
 class EventFormatter;
+class InboxBell;
 class UnitPoller;
 
 class UnitSession : public QObject
@@ -34,7 +36,7 @@ public:
 
     UnitSession(const UnitSettings& settings, CollectThread* collector,
                 const EventFormatter* formatter, const StatusModel::Limits& limits,
-                QObject* parent = nullptr);
+                InboxBell* bell, QObject* parent = nullptr);
     ~UnitSession() override;
 
     // Configures the collector and starts polling it. With `withView` the
@@ -52,16 +54,19 @@ public:
     CollectView* view() const { return m_view; }
     int commState() const { return m_commState; }
     bool hasAnswered() const { return m_answered; }
-    bool hasData() const { return !m_lastData.isEmpty(); }
-    QMap<int, QVariant> lastData() const { return m_lastData; }
+    bool hasData() const { return !m_model.data().isEmpty(); }
+    QMap<int, QVariant> lastData() const { return m_model.data(); }
     const UnitStatus& status() const { return m_model.status(); }
 
     // Queues a command on the collector: through the polling thread in
-    // pollMode=interval (it runs within 100 ms), directly in timer mode
+    // pollMode=interval (it wakes the thread and runs at once), directly in timer mode
     // (control() only appends to the collector's locked queue).
     void sendCommand(int id, const QString& value);
-    // Ages the data (STALE).
+    // Marks the data STALE once it is older than maxAge; publishes only
+    // then. The snapshot's age otherwise grows in the readers' hands.
     void tick(qint64 nowMs);
+    // When tick() has something to do next (ms since the epoch); none: max.
+    qint64 staleAtMs() const { return m_model.staleAtMs(); }
     void setLimits(const StatusModel::Limits& limits) { m_model.setLimits(limits); }
     // The host's shutdown policy fired (true) or its episode ended (false).
     void setForcedShutdown(bool on);
@@ -92,11 +97,11 @@ private:
     UnitPoller* m_poller = nullptr;
     CollectView* m_view = nullptr;
     const EventFormatter* m_formatter;
+    InboxBell* m_bell;
     StatusModel m_model;
     int m_commState = Unknown;
     bool m_answered = false;
     bool m_stateDue = true;     // the next data report is shown as the unit's state
-    QMap<int, QVariant> m_lastData;
     QTimer m_answerTimer;
     std::mutex m_inboxLock;
     QList<QPair<int, QMap<QString, QVariant>>> m_inbox;

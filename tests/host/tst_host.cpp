@@ -1,11 +1,13 @@
 // The host's logic without the plugin, through tables: the status model
 // (flags, values, alarms and derived events from a script of reports,
-// communication changes, clock ticks and forced shutdowns), the shutdown and
+// communication changes, clock ticks and forced shutdowns), a unit's poller
+// thread against a collector that keeps poll()'s rule, the shutdown and
 // notification policy over the units' snapshots, the checks of param.ini /
 // dev.ini, and the filter of its log.
 
 #include <QtTest>
 
+#include "CollectThread.h"
 #include "CommandTable.h"
 #include "ConfinedDirectory.h"
 #include "ConsoleOutput.h"
@@ -18,6 +20,7 @@
 #include "Policy.h"
 #include "PolicyRunner.h"
 #include "StatusModel.h"
+#include "UnitPoller.h"
 
 #include <memory>
 
@@ -62,6 +65,28 @@ int liveMembers(int group)
     return live;
 }
 
+// poll() as the plugin's: a cycle (ending in a data report) once time() has
+// reached the last cycle's time() plus the interval, or when a command waits.
+class RuleCollector : public CollectThread
+{
+public:
+    int control(int, QString) override { ++commands; return 1; }
+    void poll() override
+    {
+        ++polls;
+        const qint64 now = time(nullptr);
+        if (now < next && commands == commandsRun)
+            return;
+        next = now + m_interval;
+        commandsRun = commands.load();
+        ++cycles;
+        emit postDEvent(EventType::DataReport, {});
+    }
+    std::atomic<int> polls{0}, cycles{0}, commands{0};
+    int commandsRun = 0;
+    qint64 next = 0;
+};
+
 } // namespace
 
 class tst_host : public QObject
@@ -70,7 +95,7 @@ class tst_host : public QObject
 private slots:
     void status_data()
     {
-        QTest::addColumn<QString>("steps");     // "@SECONDS", "d POINTS" (base = kBase), "c ok|lost", "t", "f 1|0"
+        QTest::addColumn<QString>("steps");     // "@SECONDS", "d POINTS" (base = kBase; D: only these), "c ok|lost", "t", "f 1|0"
         QTest::addColumn<double>("chargeLow");
         QTest::addColumn<double>("runtimeLow");
         QTest::addColumn<QString>("flags");
@@ -95,6 +120,7 @@ private slots:
         QTest::newRow("overload") << "d base;d 2141=1,2019=1" << -1.0 << -1.0 << "ALARM OL OVER" << "OVERLOAD"
             << "alarms=19:catalogue 19,141:catalogue 141";
         QTest::newRow("alarm cleared") << "d base,2141=1;d 2141=0" << -1.0 << -1.0 << "OL" << "OVERLOAD" << "alarms=";
+        QTest::newRow("points gone from the report") << "D 2141=1,4223=1;D 4101=2" << -1.0 << -1.0 << "CHRG" << "OVERLOAD" << "alarms=";
         QTest::newRow("alarm beyond the catalogue") << "d base,2400=1" << -1.0 << -1.0 << "ALARM OL" << "" << "alarms=400:";
         QTest::newRow("battery test") << "d base,4259=1" << -1.0 << -1.0 << "OL TEST" << "" << "";
         QTest::newRow("never answered") << "c lost;c ok" << -1.0 << -1.0 << "" << "NOCOMM COMMOK" << "";
@@ -140,8 +166,10 @@ private slots:
             const QString arg = step.mid(2).replace(QLatin1String("base"), QLatin1String(kBase));
             if (step.startsWith('@'))
                 now = step.mid(1).toLongLong() * 1000;
-            else if (step.startsWith('d')) {
+            else if (step.startsWith('d') || step.startsWith('D')) {
                 const auto update = points(arg);
+                if (step.startsWith('D'))
+                    data.clear();
                 for (auto it = update.begin(); it != update.end(); ++it)
                     data.insert(it.key(), it.value());
                 out = model.updateData(data, now);
@@ -178,6 +206,39 @@ private slots:
             }
             QCOMPARE(got, want);
         }
+    }
+
+    void poller_data()
+    {
+        QTest::addColumn<int>("interval");
+        QTest::addColumn<QString>("action");    // once the first cycle has run
+        QTest::addColumn<int>("cycles");        // in all before the poller is stopped
+        QTest::newRow("a command wakes the sleeper") << 3600 << "command" << 2;
+        QTest::newRow("stop wakes the sleeper") << 3600 << "stop" << 1;
+        QTest::newRow("every second, no spin") << 1 << "" << 4;
+    }
+
+    // The bounds are for a loaded machine; the faults they catch take an hour.
+    void poller()
+    {
+        QFETCH(int, interval);
+        QFETCH(QString, action);
+        QFETCH(int, cycles);
+        RuleCollector collector;
+        collector.m_interval = interval;
+        UnitPoller poller(&collector, interval);
+        const auto join = qScopeGuard([&] { poller.stop(); poller.wait(10000); });
+        poller.start();
+        QVERIFY(QTest::qWaitFor([&] { return collector.cycles >= 1; }, 10000));
+        if (action == "command")
+            poller.queueCommand(2001, QString());
+        else if (action == "stop")
+            poller.stop();
+        QVERIFY(QTest::qWaitFor([&] { return collector.cycles >= cycles; }, 20000));
+        poller.stop();
+        QVERIFY(poller.wait(5000));
+        QCOMPARE(collector.commands.load(), action == "command" ? 1 : 0);
+        QVERIFY2(collector.polls <= 2 * collector.cycles + 1, qPrintable(QString::number(collector.polls)));
     }
 
     void decisions_data()
