@@ -3,7 +3,8 @@
 # upsmon-host polls two simulated units every second, with an admin login and the console
 # on a free loopback port.
 #   run.sh BIN_DIR SOURCE_DIR [NODE_DIR]     NODE_DIR: where playwright-core is installed
-# SHOTS_DIR=DIR: take the screenshots into DIR instead of checking. Exit 77: no browser.
+# SCRIPT=FILE: another node script (shots.mjs, bench/web_clients.mjs); UNITS=N units (2),
+# MAX_CLIENTS=N [web] maxClients (16). Exit 77: no browser.
 set -euo pipefail
 bin=$(readlink -f "$1") src=$(readlink -f "$2") here=$(dirname "$(readlink -f "$0")")
 modules=$(readlink -f "${3:-$bin/../tests/web/browser}")
@@ -31,9 +32,10 @@ fail() { echo "FAIL: $*"; tail -n 30 "$work/host.log" "$work/sim.log"; exit 1; }
 app=$work/app db=$work/app/PVMX/drovaPanel/db && mkdir -p "$db"
 cp "$bin/upsmon-host" "$bin/libvek5m_10-30k_Client.so" "$bin/libvek5m_10-30k.so" "$app/"
 units=${UNITS:-2}
+: >"$work/sim.log" && : >"$work/host.log"   # there before the background programs open them
 start_simulator "$bin" "$work/sim.log" --units "$units" --control "$work/sim.sock" || fail "no simulator"
 names=$(seq -s, -f 'UPS%g' "$units")
-printf '[host]\nunits=%s\n[nut]\nlisten=off\n[web]\nlisten=127.0.0.1:0\n' "$names" >"$db/param.ini"
+printf '[host]\nunits=%s\n[nut]\nlisten=off\n[web]\nlisten=127.0.0.1:0\nmaxClients=%s\n' "$names" "${MAX_CLIENTS:-16}" >"$db/param.ini"
 for i in $(seq "$units"); do
   printf '[UPS%s]\ncommType=1\nipAddr=127.0.0.1\nport=%s\naddr=%s\ninterval=1\nretries=3\n' "$i" "$port" "$i"
 done >"$db/dev.ini"
@@ -50,4 +52,4 @@ done
 
 export CONSOLE_URL=$url CONTROL=$work/sim.sock CHROMIUM=$chrome HOST_LOG=$work/host.log HOST_PID=$host_pid
 export MODULES=$modules
-node "$here/${SCRIPT:-console.mjs}" || fail "the browser's checks"
+cd "$here" && node "${SCRIPT:-console.mjs}" || fail "the browser's checks"
