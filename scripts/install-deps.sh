@@ -7,12 +7,14 @@ set -euo pipefail
 
 build=(cmake make g++ pkg-config qtbase5-dev qtbase5-dev-tools libhidapi-dev libudev-dev libmodbus-dev prometheus-cpp-dev libcivetweb-dev)
 run=(xauth)
-test=(socat mbpoll xvfb xauth binutils clang libclang-rt-14-dev valgrind libbenchmark-dev nut-client prometheus curl stress-ng openssl iproute2)
+test=(socat mbpoll xvfb xauth binutils clang libclang-rt-14-dev valgrind libbenchmark-dev nut-client prometheus curl stress-ng openssl iproute2 chromium)
 package=(dpkg-dev file lintian nut-client)
 
 case "${1:-}" in
   run)  wanted=("${build[@]}" "${run[@]}") ;;
-  test) wanted=("${build[@]}" "${test[@]}") ;;
+  test) wanted=("${build[@]}" "${test[@]}")
+        # The browser test installs playwright-core with npm; a node from elsewhere will do.
+        command -v npm >/dev/null || wanted+=(nodejs npm) ;;
   package) wanted=("${build[@]}" "${package[@]}") ;;
   *) echo "usage: $0 run|test|package" >&2; exit 2 ;;
 esac

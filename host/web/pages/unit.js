@@ -99,16 +99,26 @@ async function send(method, path, body, question) {
   document.getElementById("commandResult").textContent = r.ok ? "Sent: " + (r.data.command || r.data.setting || "FSD") + " (queued)" : "Refused: " + (r.data.error || r.status) + (r.data.min != null ? " (range " + r.data.min + "–" + r.data.max + ")" : "");
 }
 
+// The rows are made once: a data report comes every polling interval and must
+// not take away a value being typed or the focus; it updates the current values,
+// and an input the user has not touched.
+const settingRows = new Map();
 function showSettings(values) {
   const body = document.querySelector("#settings tbody");
-  body.replaceChildren(...catalogue.settings.map((s) => {
+  if (!settingRows.size) body.replaceChildren(...catalogue.settings.map((s) => {
     const input = s.options ? UPS.el("select", { "aria-label": s.label }, ...s.options.map((o) => UPS.el("option", { value: o }, o)))
                             : UPS.el("input", { type: "number", step: "any", "aria-label": s.label, min: s.min, max: s.max });
-    if (values[s.name] != null) input.value = values[s.name];
+    input.addEventListener("input", () => { input.dataset.edited = "1"; });
+    const current = UPS.el("td", {});
     const range = s.options ? s.options.join(", ") : s.min != null ? s.min + " – " + s.max : "";
-    return UPS.el("tr", {}, UPS.el("td", {}, s.label), UPS.el("td", {}, values[s.name] == null ? "–" : String(values[s.name])), UPS.el("td", {}, range),
+    settingRows.set(s.name, { input, current });
+    return UPS.el("tr", {}, UPS.el("td", {}, s.label), current, UPS.el("td", {}, range),
       UPS.el("td", {}, input, UPS.el("button", { onclick: () => send("PUT", base + "/settings/" + encodeURIComponent(s.name), { value: s.options ? input.value : Number(input.value) }, "Set " + s.label + " of " + unit + " to " + input.value + "?") }, "Set")));
   }));
+  for (const [name, { input, current }] of settingRows) {
+    current.textContent = values[name] == null ? "–" : String(values[name]);
+    if (values[name] != null && !input.dataset.edited) input.value = values[name];
+  }
 }
 
 UPS.start(async () => {
