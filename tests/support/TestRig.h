@@ -9,6 +9,7 @@
 
 #include "vek5Client.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QLibrary>
 #include <QMap>
@@ -78,6 +79,27 @@ private:
     QProcess m_process;
     QString m_seen;
     int m_port = 0;
+};
+
+// upsmon-host from the build, copied with the plugin and driver into a folder
+// of the working directory; its configuration in the folder's db, its output
+// in host.log there.
+class HostProcess
+{
+public:
+    ~HostProcess() { stop(); }
+    static bool built();     // host, plugin and driver all in the build
+    bool prepare(const QString& folder);
+    // dev.ini: each "UNIT:ADDRESS" a unit of the simulator on `port`.
+    bool writeUnits(int port, const QStringList& units);
+    bool writeUsers(const QByteArray& text);   // upsd.users, readable by its owner only
+    void start(const QStringList& args);
+    int stop();   // the exit code; -1 when it had to be killed
+    QByteArray log() const;
+    static int freePort();
+    QDir dir;
+    QString db;   // ends in '/'
+    QProcess process;
 };
 
 // Writes a scenario file in the working directory; returns its path.
