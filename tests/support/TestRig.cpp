@@ -173,20 +173,6 @@ bool HostProcess::prepare(const QString& folder)
                        [this](const char* p) { return QFile::copy(binPath(p), dir.filePath(p)); });
 }
 
-bool HostProcess::writeUnits(int port, const QStringList& units)
-{
-    QByteArray text;
-    for (const QString& unit : units)
-        text += QString("[%1]\ncommType=1\nipAddr=127.0.0.1\nport=%2\naddr=%3\ninterval=1\nretries=3\n")
-                    .arg(unit.section(':', 0, 0)).arg(port).arg(unit.section(':', 1)).toUtf8();
-    return writeFile(db + "dev.ini", text);
-}
-
-bool HostProcess::writeUsers(const QByteArray& text)
-{
-    return writeFile(db + "upsd.users", text) && QFile::setPermissions(db + "upsd.users", QFile::ReadOwner | QFile::WriteOwner);
-}
-
 void HostProcess::start(const QStringList& args)
 {
     process.setWorkingDirectory(dir.path());

@@ -90,9 +90,6 @@ public:
     ~HostProcess() { stop(); }
     static bool built();     // host, plugin and driver all in the build
     bool prepare(const QString& folder);
-    // dev.ini: each "UNIT:ADDRESS" a unit of the simulator on `port`.
-    bool writeUnits(int port, const QStringList& units);
-    bool writeUsers(const QByteArray& text);   // upsd.users, readable by its owner only
     void start(const QStringList& args);
     int stop();   // the exit code; -1 when it had to be killed
     QByteArray log() const;

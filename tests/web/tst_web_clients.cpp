@@ -26,7 +26,7 @@ private slots:
         QVERIFY(openssl.waitForFinished(60000) && openssl.exitCode() == 0);
         QVERIFY2(m_sim.start({}), qPrintable(m_sim.output()));
         m_port = HostProcess::freePort();
-        QVERIFY(m_host.writeUnits(m_sim.port(), {"UPS1:1"}));
+        QVERIFY(writeFile(db + "dev.ini", "[UPS1]\ncommType=1\nipAddr=127.0.0.1\ninterval=1\nport=" + QByteArray::number(m_sim.port())));
         QVERIFY(writeFile(db + "param.ini", "[host]\nunits=UPS1\n[nut]\nlisten=off\n[web]\nlisten=127.0.0.1:"
                                                 + QByteArray::number(m_port) + "\ncertificate=web.pem\nkey=web.key\n"));
         m_host.start({"--headless"});
