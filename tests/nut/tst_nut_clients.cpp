@@ -12,6 +12,7 @@
 
 namespace {
 
+const char* const kPieces[] = {"upsmon-host", "libvek5m_10-30k_Client.so", "libvek5m_10-30k.so"};
 // Mains off at 30 s with the battery just above its low-battery mark at full load.
 const char* const kScenario = "at 0 load 100\nat 0 battery 27\nat 30 mains off\n";
 const char* const kUsers = "[admin]\n password = adminpw\n actions = SET\n instcmds = ALL\n"
@@ -30,6 +31,8 @@ const char* const kConsumerReads[][2] = {
 // "link.csv" there leads to "../linked.csv".
 const char* const kRefusedNames[] = {"../escaped.csv", "/tmp/upsmon-escaped.csv", "upsmon/escaped.csv", "link.csv"};
 QString refusedTarget(const QString& name) { return name == "link.csv" ? "../linked.csv" : name; }
+
+QString binDir() { return qEnvironmentVariable("VEK5_BIN_DIR"); }
 
 // The program's output, stdout and stderr; `exitCode` -1 when it did not finish.
 QString run(const QString& program, const QStringList& args, int* exitCode = nullptr)
@@ -53,44 +56,58 @@ class tst_nut_clients : public QObject
 private slots:
     void initTestCase()
     {
-        if (!HostProcess::built())
-            QSKIP("host, plugin or driver not built");
+        for (const char* piece : kPieces)
+            if (!QFileInfo::exists(binDir() + '/' + piece))
+                QSKIP("host, plugin or driver not built");
         // Debian's upsmon itself, without the wrapper that reads /etc/nut/nut.conf.
         if (QStandardPaths::findExecutable("upsc").isEmpty() || !QFileInfo(m_upsmon).isExecutable())
             QSKIP("NUT's client programs (nut-client) are not installed");
 
-        QVERIFY(m_host.prepare("nut") && QDir().mkpath(m_host.dir.filePath("upsmon")));
+        m_dir = QDir(QDir::current().absoluteFilePath("nut"));
+        m_dir.removeRecursively();
+        const QString db = m_dir.filePath("PVMX/drovaPanel/db/");
+        QVERIFY(QDir().mkpath(db) && QDir().mkpath(m_dir.filePath("upsmon")));
         for (const char* name : kRefusedNames)
-            QFile::remove(m_host.dir.filePath(refusedTarget(name)));
-        QVERIFY(QFile::link("../linked.csv", m_host.dir.filePath("link.csv")));
-        QVERIFY(writeFile(m_host.dir.filePath("scenario.scn"), kScenario));
+            QFile::remove(m_dir.filePath(refusedTarget(name)));
+        QVERIFY(QFile::link("../linked.csv", m_dir.filePath("link.csv")));
+        for (const char* piece : kPieces)
+            QVERIFY(QFile::copy(binDir() + '/' + piece, m_dir.filePath(piece)));
+        QVERIFY(writeFile(m_dir.filePath("scenario.scn"), kScenario));
         // Unit 2 stays on mains: the units added and removed by the reload.
-        QVERIFY2(m_sim.start({"--scenario", m_host.dir.filePath("scenario.scn"), "--units", "2", "--scenario", "2=normal"}),
+        QVERIFY2(m_sim.start({"--scenario", m_dir.filePath("scenario.scn"), "--units", "2", "--scenario", "2=normal"}),
                  qPrintable(m_sim.output()));
-        m_port = HostProcess::freePort();
+
+        QTcpServer probe;   // a free port for the NUT server
+        QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
+        m_port = probe.serverPort();
+        probe.close();
         QVERIFY(writeParam("UPS1,UPS0", ""));
         QByteArray units;
         for (const char* unit : {"UPS0", "UPS1", "UPS2"})
             units += QByteArray("[") + unit + "]\ncommType=1\nipAddr=127.0.0.1\nport=" + QByteArray::number(m_sim.port())
                      + "\naddr=" + (unit[3] == '1' ? "1" : "2") + "\ninterval=1\nretries=3\n";
-        QVERIFY(writeFile(m_host.db + "dev.ini", units) && writeFile(m_host.db + "upsd.users", kUsers));
-        QVERIFY(QFile::setPermissions(m_host.db + "upsd.users", QFile::ReadOwner | QFile::WriteOwner));
-        m_host.start({"--headless", "--datalog", "data.csv", "--log-interval", "1"});
+        QVERIFY(writeFile(db + "dev.ini", units));
+        QVERIFY(writeFile(db + "upsd.users", kUsers));
+        QVERIFY(QFile::setPermissions(db + "upsd.users", QFile::ReadOwner | QFile::WriteOwner));
+        m_host.setWorkingDirectory(m_dir.path());
+        m_host.setProcessChannelMode(QProcess::MergedChannels);
+        m_host.setStandardOutputFile(m_dir.filePath("host.log"));
+        m_host.start(m_dir.filePath("upsmon-host"), {"--headless", "--datalog", "data.csv", "--log-interval", "1"});
         QTRY_VERIFY_WITH_TIMEOUT(var("ups.status").startsWith("OL"), 30000);
 
         // upsmon as a secondary: its shutdown command leaves a marker.
-        const QString upsmonConf = m_host.dir.filePath("upsmon/upsmon.conf");
+        const QString upsmonConf = m_dir.filePath("upsmon/upsmon.conf");
         QVERIFY(writeFile(upsmonConf, QString("MONITOR %1 1 monsec secpw secondary\nMINSUPPLIES 1\nSHUTDOWNCMD \"/bin/touch %2\"\n"
                                               "POLLFREQ 1\nPOLLFREQALERT 1\nHOSTSYNC 5\nFINALDELAY 0\nDEADTIME 15\n")
-                                          .arg(ups(), m_host.dir.filePath("shutdown.marker")).toUtf8()));
+                                          .arg(ups(), m_dir.filePath("shutdown.marker")).toUtf8()));
         QVERIFY(QFile::setPermissions(upsmonConf, QFile::ReadOwner | QFile::WriteOwner));
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("NUT_CONFPATH", m_host.dir.filePath("upsmon"));
-        env.insert("NUT_STATEPATH", m_host.dir.filePath("upsmon"));
-        env.insert("NUT_ALTPIDPATH", m_host.dir.filePath("upsmon"));   // not /run/nut: runs side by side do not meet
+        env.insert("NUT_CONFPATH", m_dir.filePath("upsmon"));
+        env.insert("NUT_STATEPATH", m_dir.filePath("upsmon"));
+        env.insert("NUT_ALTPIDPATH", m_dir.filePath("upsmon"));   // not /run/nut: runs side by side do not meet
         m_monitor.setProcessEnvironment(env);
         m_monitor.setProcessChannelMode(QProcess::MergedChannels);
-        m_monitor.setStandardOutputFile(m_host.dir.filePath("upsmon.log"));
+        m_monitor.setStandardOutputFile(m_dir.filePath("upsmon.log"));
         m_monitor.start(m_upsmon, geteuid() == 0 ? QStringList{"-D", "-p"} : QStringList{"-D"});
         QTRY_VERIFY_WITH_TIMEOUT(run("upsc", {"-c", ups()}).contains("127.0.0.1"), 15000);
 
@@ -106,9 +123,11 @@ private slots:
 
     void cleanupTestCase()
     {
-        m_monitor.terminate();
-        if (!m_monitor.waitForFinished(10000))
-            m_monitor.kill();
+        for (QProcess* p : {&m_monitor, &m_host}) {
+            p->terminate();
+            if (!p->waitForFinished(10000))
+                p->kill();
+        }
     }
 
     void clients_data()
@@ -162,17 +181,17 @@ private slots:
         client.connectToHost(QHostAddress::LocalHost, quint16(m_port));
         QVERIFY(client.waitForConnected(5000));
         QVERIFY(writeParam("UPS1,UPS2", "notifyCmd=echo $UPSNAME $NOTIFYTYPE >> notify.txt\n"));
-        QVERIFY(QFile::rename(m_host.dir.filePath("data.csv"), m_host.dir.filePath("data.csv.1")));
-        ::kill(pid_t(m_host.process.processId()), SIGHUP);
-        QTRY_VERIFY_WITH_TIMEOUT(m_host.log().contains("added UPS2; removed UPS0"), 10000);
+        QVERIFY(QFile::rename(m_dir.filePath("data.csv"), m_dir.filePath("data.csv.1")));
+        ::kill(pid_t(m_host.processId()), SIGHUP);
+        QTRY_VERIFY_WITH_TIMEOUT(readFile(m_dir.filePath("host.log")).contains("added UPS2; removed UPS0"), 10000);
         client.write("LIST UPS\n");
         QByteArray listed;
         QTRY_VERIFY2_WITH_TIMEOUT((listed += client.readAll()).contains("END LIST UPS"), listed.constData(), 10000);
         QVERIFY2(listed.contains("UPS UPS2 ") && !listed.contains("UPS UPS0 "), listed.constData());
-        QTRY_VERIFY_WITH_TIMEOUT(readFile(m_host.dir.filePath("data.csv")).contains(",UPS2,"), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(readFile(m_dir.filePath("data.csv")).contains(",UPS2,"), 10000);
 
         // The secondary shuts down once the host, as primary, sets FSD at low battery.
-        QTRY_VERIFY2_WITH_TIMEOUT(QFileInfo::exists(m_host.dir.filePath("shutdown.marker")), qPrintable(m_seen.join(" -> ")),
+        QTRY_VERIFY2_WITH_TIMEOUT(QFileInfo::exists(m_dir.filePath("shutdown.marker")), qPrintable(m_seen.join(" -> ")),
                                   120000);
         QTRY_VERIFY_WITH_TIMEOUT(m_seen.contains("OB LB"), 10000);
         m_watch.stop();
@@ -180,45 +199,45 @@ private slots:
         const int ol = m_seen.indexOf("OL"), ob = m_seen.indexOf("OB"), lb = m_seen.indexOf("OB LB");
         QVERIFY2(ol >= 0 && ob > ol && lb > ob, qPrintable(m_seen.join(" -> ")));
         QVERIFY(m_sawFsd);
-        QVERIFY2(readFile(m_host.dir.filePath("upsmon.log")).contains("forced shutdown in progress"), "upsmon did not see FSD");
+        QVERIFY2(readFile(m_dir.filePath("upsmon.log")).contains("forced shutdown in progress"), "upsmon did not see FSD");
         // The host's own shutdown waits for the secondary to log out.
-        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(m_host.dir.filePath("host.marker")), 30000);
-        QVERIFY(QFileInfo(m_host.dir.filePath("host.marker")).lastModified()
-                >= QFileInfo(m_host.dir.filePath("shutdown.marker")).lastModified());
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(m_dir.filePath("host.marker")), 30000);
+        QVERIFY(QFileInfo(m_dir.filePath("host.marker")).lastModified()
+                >= QFileInfo(m_dir.filePath("shutdown.marker")).lastModified());
         QVERIFY(run("upsc", {"-c", ups()}).trimmed().isEmpty());
         // The unit's own history, downloaded through NUT, holds the change to battery.
         // It lands in the host's directory, and is on record with who asked; refused ones wrote nothing.
-        const QString csv = m_host.dir.filePath("history.csv");
+        const QString csv = m_dir.filePath("history.csv");
         QCOMPARE(run("upscmd", {"-u", "admin", "-p", "adminpw", ups(), "vek5.history.download", "history.csv"}).trimmed(), QString("OK"));
         QTRY_VERIFY2_WITH_TIMEOUT(QRegularExpression("\n21,[^\n]+,Appear,\\d{4}-").match(readFile(csv)).hasMatch(),
                                   readFile(csv).constData(), 20000);
         // One episode through the reload: the shutdown ran once; the new policy notified.
-        QCOMPARE(readFile(m_host.dir.filePath("host.marker")), QByteArray("ran\n"));
-        QVERIFY(readFile(m_host.dir.filePath("notify.txt")).contains("UPS1 LOWBATT"));
-        QVERIFY(!readFile(m_host.dir.filePath("data.csv.1")).contains(",UPS2,"));
-        const QByteArray dir = m_host.dir.canonicalPath().toUtf8();
-        QTRY_VERIFY_WITH_TIMEOUT(m_host.log().contains("history written to " + dir + "/history.csv ("), 20000);
-        QVERIFY(m_host.log().contains("vek5.history.download refused: \"link.csv\" is not a file of the "
+        QCOMPARE(readFile(m_dir.filePath("host.marker")), QByteArray("ran\n"));
+        QVERIFY(readFile(m_dir.filePath("notify.txt")).contains("UPS1 LOWBATT"));
+        QVERIFY(!readFile(m_dir.filePath("data.csv.1")).contains(",UPS2,"));
+        const QByteArray dir = m_dir.canonicalPath().toUtf8();
+        QTRY_VERIFY_WITH_TIMEOUT(readFile(m_dir.filePath("host.log")).contains("history written to " + dir + "/history.csv ("), 20000);
+        QVERIFY(readFile(m_dir.filePath("host.log")).contains("vek5.history.download refused: \"link.csv\" is not a file of the "
                                                               "history directory " + dir + " (by admin@127.0.0.1)"));
         for (const char* name : kRefusedNames)
-            QVERIFY2(!QFileInfo::exists(m_host.dir.filePath(refusedTarget(name))), name);
+            QVERIFY2(!QFileInfo::exists(m_dir.filePath(refusedTarget(name))), name);
     }
 private:
     QString ups() const { return QStringLiteral("UPS1@127.0.0.1:%1").arg(m_port); }
     QString var(const QString& name) { return run("upsc", {ups(), name}).trimmed(); }
     bool writeParam(const QByteArray& units, const QByteArray& policy)
     {
-        return writeFile(m_host.db + "param.ini",
+        return writeFile(m_dir.filePath("PVMX/drovaPanel/db/param.ini"),
                          "[host]\nunits=" + units + "\n[nut]\nlisten=127.0.0.1:" + QByteArray::number(m_port) + ", [::1]:"
                          + QByteArray::number(m_port) + "\nusers=upsd.users\nhostSync=30\n"
-                         "[policy]\nchargeLow=20\nruntimeLow=60\nshutdownCmd=echo ran >> " + m_host.dir.filePath("host.marker").toUtf8() + "\n" + policy);
+                         "[policy]\nchargeLow=20\nruntimeLow=60\nshutdownCmd=echo ran >> " + m_dir.filePath("host.marker").toUtf8() + "\n" + policy);
     }
 
+    QDir m_dir;
     int m_port = 0;
     const QString m_upsmon = "/lib/nut/upsmon";
     SimProcess m_sim;
-    HostProcess m_host;
-    QProcess m_monitor;
+    QProcess m_host, m_monitor;
     QTimer m_watch;             // records ups.status all along
     QStringList m_seen;         // its OL / OB / LB flags, each change once
     bool m_sawFsd = false;

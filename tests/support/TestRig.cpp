@@ -3,7 +3,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QHostAddress>
 #include <QRegularExpression>
 #include <QSettings>
@@ -11,7 +10,6 @@
 #include <QTest>
 #include <QThread>
 
-#include <algorithm>
 #include <poll.h>
 #include <pty.h>
 #include <sys/socket.h>
@@ -151,53 +149,6 @@ QString SimProcess::output()
         m_seen += QString::fromLocal8Bit(m_process.readAll());
     m_seen += QString::fromLocal8Bit(m_process.readAll());
     return m_seen;
-}
-
-namespace {
-const char* const kHostPieces[] = {"upsmon-host", "libvek5m_10-30k_Client.so", "libvek5m_10-30k.so"};
-QString binPath(const char* piece) { return qEnvironmentVariable("VEK5_BIN_DIR") + '/' + piece; }
-} // namespace
-
-bool HostProcess::built()
-{
-    return std::all_of(std::begin(kHostPieces), std::end(kHostPieces), [](const char* p) { return QFileInfo::exists(binPath(p)); });
-}
-
-bool HostProcess::prepare(const QString& folder)
-{
-    dir = QDir(QDir::current().absoluteFilePath(folder));
-    db = dir.filePath("PVMX/drovaPanel/db/");
-    if (!dir.removeRecursively() || !QDir().mkpath(db))
-        return false;
-    return std::all_of(std::begin(kHostPieces), std::end(kHostPieces),
-                       [this](const char* p) { return QFile::copy(binPath(p), dir.filePath(p)); });
-}
-
-void HostProcess::start(const QStringList& args)
-{
-    process.setWorkingDirectory(dir.path());
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.setStandardOutputFile(dir.filePath("host.log"));
-    process.start(dir.filePath("upsmon-host"), args);
-}
-
-int HostProcess::stop()
-{
-    if (process.state() != QProcess::NotRunning)
-        process.terminate();
-    if (process.state() == QProcess::NotRunning || process.waitForFinished(15000))
-        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    process.kill();
-    process.waitForFinished(5000);
-    return -1;
-}
-
-QByteArray HostProcess::log() const { return readFile(dir.filePath("host.log")); }
-
-int HostProcess::freePort()
-{
-    QTcpServer probe;
-    return probe.listen(QHostAddress::LocalHost, 0) ? probe.serverPort() : 0;
 }
 
 QString writeScenario(const QString& name, const QByteArray& text)

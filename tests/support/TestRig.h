@@ -9,7 +9,6 @@
 
 #include "vek5Client.h"
 
-#include <QDir>
 #include <QElapsedTimer>
 #include <QLibrary>
 #include <QMap>
@@ -79,24 +78,6 @@ private:
     QProcess m_process;
     QString m_seen;
     int m_port = 0;
-};
-
-// upsmon-host from the build, copied with the plugin and driver into a folder
-// of the working directory; its configuration in the folder's db, its output
-// in host.log there.
-class HostProcess
-{
-public:
-    ~HostProcess() { stop(); }
-    static bool built();     // host, plugin and driver all in the build
-    bool prepare(const QString& folder);
-    void start(const QStringList& args);
-    int stop();   // the exit code; -1 when it had to be killed
-    QByteArray log() const;
-    static int freePort();
-    QDir dir;
-    QString db;   // ends in '/'
-    QProcess process;
 };
 
 // Writes a scenario file in the working directory; returns its path.
