@@ -1,33 +1,13 @@
 // The NUT server's input side: a client's byte stream, cut into lines and
 // answered by a session logged in or not, and the same bytes as a users file.
 
+#include "FakeUnits.h"
 #include "FuzzSupport.h"
 #include "NutLineParser.h"
 #include "NutSession.h"
 #include "NutUsers.h"
-#include "UnitDirectory.h"
 
 #include <cstdint>
-
-namespace {
-
-// UPS1 communicates, LOST does not.
-class Units : public UnitDirectory
-{
-public:
-    QStringList units() const override { return {"UPS1", "LOST"}; }
-    QString description(const QString& unit) const override { return unit; }
-    UnitStatus status(const QString& unit) const override
-    {
-        return {unit, unit == "UPS1" ? UnitStatus::Comm::Ok : UnitStatus::Comm::Lost, false, 1, {"OB", "LB"},
-                {{"battery.charge", 12.5}, {"device.model", "M\"1\\"}, {"vek5.battery.numbers", 40}},
-                {{23, "Monitor_Low battery (EOD)"}}, {}};
-    }
-    bool sendCommand(const QString&, const QString&, const QString&, const QString&, QString*) override { return true; }
-    bool writeSetting(const QString&, int, int, const QString&, QString*) override { return true; }
-};
-
-} // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
@@ -44,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     QStringList problems;
     users.parse(input, &problems);
     users.parse("[a]\npassword=p\nactions=SET FSD\ninstcmds=ALL\nupsmon primary\n", &problems);
-    Units units;
+    FakeUnits units = FakeUnits::quoting();
     NutServerState state;
     {
         NutSession session(&units, &users, &state, "peer");

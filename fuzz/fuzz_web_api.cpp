@@ -2,36 +2,13 @@
 // answered with and without a login, and the same bytes as a JSON body.
 
 #include "EventRing.h"
+#include "FakeUnits.h"
 #include "FuzzSupport.h"
-#include "UnitDirectory.h"
 #include "WebApi.h"
 
 #include <QJsonDocument>
 
 #include <cstdint>
-
-namespace {
-
-// UPS1 communicates, LOST does not.
-class Units : public UnitDirectory
-{
-public:
-    QStringList units() const override { return {"UPS1", "LOST"}; }
-    QString description(const QString& unit) const override { return unit; }
-    UnitStatus status(const QString& unit) const override
-    {
-        UnitStatus s;
-        s.unit = unit;
-        s.comm = unit == "UPS1" ? UnitStatus::Comm::Ok : UnitStatus::Comm::Lost;
-        s.values = {{"battery.charge", 12.5}, {"device.model", "M\"1\\"}};
-        s.alarms = {{23, "Monitor_Low battery (EOD)"}};
-        return s;
-    }
-    bool sendCommand(const QString&, const QString&, const QString&, const QString&, QString*) override { return true; }
-    bool writeSetting(const QString&, int, int, const QString&, QString*) override { return true; }
-};
-
-} // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
@@ -47,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const QString line = QString::fromUtf8(end < 0 ? input : input.left(end));
     // Built once (the catalogue takes a while); configure() below ends the
     // last input's sessions.
-    static Units units;
+    static FakeUnits units = FakeUnits::quoting();
     static EventRing events(4);
     static WebApi api(&units, &events);
     events.append("UPS1", QJsonObject{{"text", "x"}});

@@ -8,20 +8,9 @@
 #include <QtTest>
 
 #include "MetricsExporter.h"
-#include "UnitDirectory.h"
+#include "FakeUnits.h"
 
 namespace {
-
-class FakeDirectory : public UnitDirectory
-{
-public:
-    QMap<QString, UnitStatus> table;
-    QStringList units() const override { return table.keys(); }
-    QString description(const QString&) const override { return {}; }
-    UnitStatus status(const QString& unit) const override { return table.value(unit); }
-    bool sendCommand(const QString&, const QString&, const QString&, const QString&, QString*) override { return false; }
-    bool writeSetting(const QString&, int, int, const QString&, QString*) override { return false; }
-};
 
 QByteArray scrape(int port)
 {
@@ -60,8 +49,8 @@ private slots:
         QFETCH(QStringList, present);
         QFETCH(QStringList, absent);
 
-        FakeDirectory directory;
-        directory.table.insert("U", status);
+        FakeUnits directory;
+        directory.add("U", status.comm, status);
         MetricsExporter exporter(directory);
         QString error;
         QVERIFY2(exporter.start("127.0.0.1:0", &error), qPrintable(error));

@@ -143,21 +143,13 @@ private slots:
             << "^O[LB]" << "";
         for (const auto& read : kConsumerReads)
             QTest::newRow(read[0]) << QStringList{"upsc", "UPS", read[0]} << 0 << QString("^%1\n$").arg(read[1]) << "";
-        QTest::newRow("upscmd lists commands") << QStringList{"upscmd", "-l", "UPS"} << 0 << "beeper.disable - Disable the UPS beeper\n" << "";
         QTest::newRow("beeper off") << QStringList{"upscmd"} + admin + QStringList{"UPS", "beeper.disable"} << 0 << "OK" << "ups.beeper.status=^disabled$";
         QTest::newRow("beeper on, allowed by name") << QStringList{"upscmd"} + beeper + QStringList{"UPS", "beeper.enable"} << 0 << "OK"
                                                     << "ups.beeper.status=^enabled$";
-        QTest::newRow("command not allowed") << QStringList{"upscmd"} + beeper + QStringList{"UPS", "load.off"} << 1 << "ACCESS-DENIED" << "";
         QTest::newRow("upsrw shows a setting") << QStringList{"upsrw", "UPS"} << 0
                                                << "\\[vek5\\.battery\\.numbers\\]\nBattery numbers\nType: RANGE NUMBER\n" << "";
         QTest::newRow("setting in range") << QStringList{"upsrw"} + admin + QStringList{"-s", "vek5.battery.numbers=36", "UPS"} << 0 << "OK"
                                           << "vek5.battery.numbers=^36$";
-        QTest::newRow("setting out of range") << QStringList{"upsrw"} + admin + QStringList{"-s", "vek5.battery.numbers=181", "UPS"} << 1
-                                              << "INVALID-VALUE" << "vek5.battery.numbers=^36$";
-        QTest::newRow("scaled setting") << QStringList{"upsrw"} + admin + QStringList{"-s", "vek5.cell.float.voltage=2.25", "UPS"} << 0 << "OK"
-                                        << "vek5.cell.float.voltage=^2\\.25$";
-        QTest::newRow("option setting") << QStringList{"upsrw"} + admin + QStringList{"-s", "vek5.lcd.display.cap=Disable", "UPS"} << 0 << "OK"
-                                        << "vek5.lcd.display.cap=^Disable$";
         for (const char* name : kRefusedNames)
             QTest::newRow(name) << QStringList{"upscmd"} + admin + QStringList{"UPS", "vek5.history.download", name} << 1
                                 << "ERR (INVALID-ARGUMENT|INSTCMD-FAILED)" << "";

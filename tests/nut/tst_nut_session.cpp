@@ -9,38 +9,24 @@
 #include "NutServer.h"
 #include "NutSession.h"
 #include "NutUsers.h"
-#include "UnitDirectory.h"
+#include "FakeUnits.h"
 
 namespace {
 
 // Three units: one communicating, one that lost communication, one never heard.
-class FakeDirectory : public UnitDirectory
+FakeUnits threeUnits()
 {
-public:
-    QStringList units() const override { return {"UPS1", "LOST", "NEW"}; }
-    QString description(const QString& unit) const override { return "Rack " + unit; }
-    UnitStatus status(const QString& unit) const override
-    {
-        UnitStatus s;
-        s.unit = unit;
-        s.comm = unit == "UPS1" ? UnitStatus::Comm::Ok : UnitStatus::Comm::Lost;
-        s.dataAgeSeconds = unit == "NEW" ? -1 : 1;
-        s.flags = QStringList{"OL", "CHRG"};
-        s.values = {{"battery.charge", 87.5}, {"ups.load", 45.0}, {"device.model", "VEK5 \"X\""},
-                    {"vek5.battery.numbers", 40}, {"vek5.charge.current.limit", "1.0"}, {"input.voltage.nominal", 230}};
-        s.alarms = {{325, "Rectifier_Fan failure"}};
-        return s;
-    }
-    bool sendCommand(const QString& unit, const QString& name, const QString& value, const QString& who, QString*) override
-    {
-        return effects << QString("%1 cmd %2 %3 %4").arg(who, unit, name, value).trimmed(), true;
-    }
-    bool writeSetting(const QString& unit, int point, int raw, const QString& who, QString*) override
-    {
-        return effects << QString("%1 set %2 %3 %4").arg(who, unit).arg(point).arg(raw), true;
-    }
-    QStringList effects;
-};
+    UnitStatus s;
+    s.dataAgeSeconds = 1;
+    s.flags = QStringList{"OL", "CHRG"};
+    s.values = {{"battery.charge", 87.5}, {"ups.load", 45.0}, {"device.model", "VEK5 \"X\""},
+                {"vek5.battery.numbers", 40}, {"vek5.charge.current.limit", "1.0"}, {"input.voltage.nominal", 230}};
+    s.alarms = {{325, "Rectifier_Fan failure"}};
+    FakeUnits units = FakeUnits::pair(s);
+    s.dataAgeSeconds = -1;
+    units.add("NEW", UnitStatus::Comm::Lost, s);
+    return units;
+}
 
 const char* const kUsers = "# users\n[admin]\n  password = pw\n  actions = SET\n  instcmds = ALL\n[beep]\n password=pw\n"
     " instcmds = beeper.enable\n[mon]\n password = pw\n upsmon secondary\n[boss]\n password = \"p w\"\n upsmon master\n"
@@ -153,7 +139,7 @@ private slots:
         QStringList problems;
         users.parse(kUsers, &problems);
         QCOMPARE(problems.size(), 2);   // the stray line and the bad section
-        FakeDirectory units;
+        FakeUnits units = threeUnits();
         NutServerState state;
         {
             NutSession session(&units, &users, &state, "10.0.0.7");
@@ -201,7 +187,7 @@ private slots:
         NutUsers users;
         QStringList problems;
         users.parse(kUsers, &problems);
-        FakeDirectory units;
+        FakeUnits units = threeUnits();
         NutServer server(&units);
         MessageCapture log;
         server.start(config, users);

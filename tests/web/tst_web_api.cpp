@@ -8,7 +8,7 @@
 #include "EventRing.h"
 #include "WebApi.h"
 #include "WebServer.h"
-#include "UnitDirectory.h"
+#include "FakeUnits.h"
 
 #include <QTcpSocket>
 #include <memory>
@@ -16,34 +16,17 @@
 namespace {
 
 // UPS1 communicates, with a page picture and an alarm; LOST does not.
-class FakeDirectory : public UnitDirectory
+FakeUnits twoUnits()
 {
-public:
-    QStringList units() const override { return {"UPS1", "LOST"}; }
-    QString description(const QString& unit) const override { return "Rack " + unit; }
-    UnitStatus status(const QString& unit) const override
-    {
-        UnitStatus s;
-        s.unit = unit;
-        s.comm = unit == "UPS1" ? UnitStatus::Comm::Ok : UnitStatus::Comm::Lost;
-        s.dataAgeSeconds = 2;
-        s.flags = QStringList{"OL", "CHRG"};
-        s.values = {{"battery.charge", 87.5}, {"ups.load", 45.0}, {"device.model", "VEK5"}};
-        s.alarms = {{325, "Rectifier_Fan failure"}};
-        s.panels = QJsonObject{{"energyFlow", QJsonObject{{"paths", QJsonObject{{"bypass->load", true}}}}},
-                               {"tables", QJsonArray{QJsonObject{{"title", "Input"}}}}};
-        return s;
-    }
-    bool sendCommand(const QString& unit, const QString& name, const QString& value, const QString& who, QString*) override
-    {
-        return effects << QString("%1 cmd %2 %3 %4").arg(who, unit, name, value).trimmed(), true;
-    }
-    bool writeSetting(const QString& unit, int point, int raw, const QString& who, QString*) override
-    {
-        return effects << QString("%1 set %2 %3 %4").arg(who, unit).arg(point).arg(raw), true;
-    }
-    QStringList effects;
-};
+    UnitStatus s;
+    s.dataAgeSeconds = 2;
+    s.flags = QStringList{"OL", "CHRG"};
+    s.values = {{"battery.charge", 87.5}, {"ups.load", 45.0}, {"device.model", "VEK5"}};
+    s.alarms = {{325, "Rectifier_Fan failure"}};
+    s.panels = QJsonObject{{"energyFlow", QJsonObject{{"paths", QJsonObject{{"bypass->load", true}}}}},
+                           {"tables", QJsonArray{QJsonObject{{"title", "Input"}}}}};
+    return FakeUnits::pair(s);
+}
 
 } // namespace
 
@@ -58,7 +41,7 @@ private slots:
     void cleanupTestCase();
 
 private:
-    FakeDirectory m_units;
+    FakeUnits m_units = twoUnits();
     std::unique_ptr<WebServer> m_server;
     QByteArray m_cookie;
     QByteArray m_csrf;
@@ -141,7 +124,7 @@ void tst_web_api::api()
     QFile csv(history.filePath("UPS1-history.csv"));
     QVERIFY(csv.open(QIODevice::WriteOnly) && csv.write("Time,Code\n") == 10);
     csv.close();
-    FakeDirectory units;
+    FakeUnits units = twoUnits();
     EventRing events(2);
     for (const char* text : {"old", "mid", "a", "b"})
         events.append(text == QLatin1String("a") ? "LOST" : "UPS1", QJsonObject{{"text", text}});
