@@ -1,5 +1,7 @@
 #include "WebCatalogue.h"
 
+#include <algorithm>
+
 #include <QJsonArray>
 
 #include "CommandTable.h"
@@ -75,8 +77,11 @@ QJsonObject WebCatalogue::settingJson(const NutSetting& s)
 {
     QJsonObject o{{"name", s.name}, {"point", s.point}, {"label", s.description}};
     if (s.isEnum()) {
+        // In the unit's order (by raw value), not the NUT listing's order by text.
+        auto byValue = s.options;
+        std::sort(byValue.begin(), byValue.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
         QJsonArray options;
-        for (const auto& option : s.options)
+        for (const auto& option : qAsConst(byValue))
             options.append(option.first);
         o.insert(QStringLiteral("options"), options);
     } else if (s.hasRange()) {

@@ -104,7 +104,9 @@ void tst_web_api::api_data()
     row("setting out of range", "admin", "PUT /api/units/UPS1/settings/vek5.battery.numbers {\"value\": 400}", 422,
         "\"max\":180,\"min\":16");
     row("setting not an option", "admin", "PUT /api/units/UPS1/settings/vek5.forbid.bypass {\"value\": \"Maybe\"}", 422,
-        "\"options\":\\[\"Disable\",\"Enable\"\\]");
+        "\"options\":\\[\"Enable\",\"Disable\"\\]");
+    row("options in the unit's order", "admin", "PUT /api/units/UPS1/settings/vek5.charge.current.limit {\"value\": \"13.0\"}",
+        422, "\"options\":\\[\"0.5\",\"1.0\",\"2.0\",\"3.0\"");
     row("setting without value", "admin", "PUT /api/units/UPS1/settings/3017 [40]", 400, "must be");
     row("setting unknown", "admin", "PUT /api/units/UPS1/settings/ups.load {\"value\": 1}", 404, "unknown setting");
     row("setting without right", "beep", "PUT /api/units/UPS1/settings/3017 {\"value\": 40}", 403, "may not change settings");
