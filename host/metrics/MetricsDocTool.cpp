@@ -3,12 +3,12 @@
 // whether FILE holds it unchanged. Either way it fails when a metric reads a
 // NUT variable the status model does not make.
 
-#include <QFile>
 #include <QString>
 #include <QStringList>
 
 #include <cstdio>
 
+#include "DocTableTool.h"
 #include "MetricTable.h"
 #include "StatusPointTable.h"
 
@@ -64,17 +64,5 @@ int main(int argc, char* argv[])
         std::fprintf(stderr, "not made by the status model: %s\n", qPrintable(unknown.join(QStringLiteral(", "))));
         return 1;
     }
-    if (argc == 1) {
-        std::fputs(qPrintable(table), stdout);
-        return 0;
-    }
-    QFile doc(QString::fromLocal8Bit(argv[argc - 1]));
-    if (argc != 3 || QLatin1String(argv[1]) != QLatin1String("--check") || !doc.open(QIODevice::ReadOnly)) {
-        std::fprintf(stderr, "usage: upsmon-metrics-doc [--check FILE]\n");
-        return 2;
-    }
-    if (QString::fromUtf8(doc.readAll()).contains(table))
-        return 0;
-    std::fprintf(stderr, "%s does not hold the metric table as upsmon-metrics-doc prints it\n", argv[2]);
-    return 1;
+    return docTableMain(argc, argv, table, "upsmon-metrics-doc", DocTable::PartOfFile);
 }

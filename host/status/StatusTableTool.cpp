@@ -1,11 +1,9 @@
 // upsmon-statustable: writes docs/status-model.md from the status model's
 // tables, or with --check FILE says whether FILE is still what they give.
 
-#include <QFile>
 #include <QTextStream>
 
-#include <cstdio>
-
+#include "DocTableTool.h"
 #include "StatusModel.h"
 #include "StatusPointTable.h"
 
@@ -51,14 +49,5 @@ QString render()
 
 int main(int argc, char* argv[])
 {
-    const QByteArray text = render().toUtf8();
-    if (argc == 3 && QByteArray(argv[1]) == "--check") {
-        QFile f(QString::fromLocal8Bit(argv[2]));
-        if (f.open(QIODevice::ReadOnly) && f.readAll() == text)
-            return 0;
-        std::fprintf(stderr, "%s is out of date: run upsmon-statustable > %s\n", argv[2], argv[2]);
-        return 1;
-    }
-    std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
-    return 0;
+    return docTableMain(argc, argv, render(), "upsmon-statustable", DocTable::WholeFile);
 }
