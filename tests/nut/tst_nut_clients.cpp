@@ -12,7 +12,6 @@
 
 namespace {
 
-const char* const kPieces[] = {"upsmon-host", "libvek5m_10-30k_Client.so", "libvek5m_10-30k.so"};
 // Mains off at 30 s with the battery just above its low-battery mark at full load.
 const char* const kScenario = "at 0 load 100\nat 0 battery 27\nat 30 mains off\n";
 const char* const kUsers = "[admin]\n password = adminpw\n actions = SET\n instcmds = ALL\n"
@@ -32,7 +31,6 @@ const char* const kConsumerReads[][2] = {
 const char* const kRefusedNames[] = {"../escaped.csv", "/tmp/upsmon-escaped.csv", "upsmon/escaped.csv", "link.csv"};
 QString refusedTarget(const QString& name) { return name == "link.csv" ? "../linked.csv" : name; }
 
-QString binDir() { return qEnvironmentVariable("VEK5_BIN_DIR"); }
 
 // The program's output, stdout and stderr; `exitCode` -1 when it did not finish.
 QString run(const QString& program, const QStringList& args, int* exitCode = nullptr)
@@ -56,22 +54,18 @@ class tst_nut_clients : public QObject
 private slots:
     void initTestCase()
     {
-        for (const char* piece : kPieces)
-            if (!QFileInfo::exists(binDir() + '/' + piece))
-                QSKIP("host, plugin or driver not built");
         // Debian's upsmon itself, without the wrapper that reads /etc/nut/nut.conf.
         if (QStandardPaths::findExecutable("upsc").isEmpty() || !QFileInfo(m_upsmon).isExecutable())
             QSKIP("NUT's client programs (nut-client) are not installed");
 
-        m_dir = QDir(QDir::current().absoluteFilePath("nut"));
-        m_dir.removeRecursively();
+        m_dir.setPath(hostAppDir("nut"));
+        if (m_dir.path() == ".")
+            QSKIP("host, plugin or driver not built");
         const QString db = m_dir.filePath("PVMX/drovaPanel/db/");
-        QVERIFY(QDir().mkpath(db) && QDir().mkpath(m_dir.filePath("upsmon")));
+        QVERIFY(QDir().mkpath(m_dir.filePath("upsmon")));
         for (const char* name : kRefusedNames)
             QFile::remove(m_dir.filePath(refusedTarget(name)));
         QVERIFY(QFile::link("../linked.csv", m_dir.filePath("link.csv")));
-        for (const char* piece : kPieces)
-            QVERIFY(QFile::copy(binDir() + '/' + piece, m_dir.filePath(piece)));
         QVERIFY(writeFile(m_dir.filePath("scenario.scn"), kScenario));
         // Unit 2 stays on mains: the units added and removed by the reload.
         QVERIFY2(m_sim.start({"--scenario", m_dir.filePath("scenario.scn"), "--units", "2", "--scenario", "2=normal"}),

@@ -170,6 +170,18 @@ QByteArray readFile(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+QString hostAppDir(const QString& name)
+{
+    QDir dir(QDir::current().absoluteFilePath(name));
+    dir.removeRecursively();
+    if (!QDir().mkpath(dir.filePath("PVMX/drovaPanel/db")))
+        return {};
+    for (const char* piece : {"upsmon-host", "libvek5m_10-30k_Client.so", "libvek5m_10-30k.so"})
+        if (!QFile::copy(qEnvironmentVariable("VEK5_BIN_DIR") + '/' + piece, dir.filePath(piece)))
+            return {};
+    return dir.path();
+}
+
 QString appDbDir()
 {
     return QCoreApplication::applicationDirPath() + "/PVMX/drovaPanel/db";

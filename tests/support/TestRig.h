@@ -86,6 +86,11 @@ bool writeFile(const QString& path, const QByteArray& content);
 QByteArray readFile(const QString& path);
 // The configuration folder under the application directory.
 QString appDbDir();
+// A fresh application directory NAME in the working directory, its
+// configuration folder made and the host, plugin and driver copied in (the
+// host reads its configuration beside its own file); empty when they are not
+// built.
+QString hostAppDir(const QString& name);
 
 // dev.ini and param.ini in appDbDir(), which every test program there shares:
 // put back as they were (removed if absent) when this goes.

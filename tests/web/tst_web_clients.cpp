@@ -8,28 +8,18 @@
 #include <QRegularExpression>
 #include <QtTest>
 
-namespace {
-const char* const kPieces[] = {"upsmon-host", "libvek5m_10-30k_Client.so", "libvek5m_10-30k.so"};
-QString binDir() { return qEnvironmentVariable("VEK5_BIN_DIR"); }
-} // namespace
-
 class tst_web_clients : public QObject
 {
     Q_OBJECT
 private slots:
     void initTestCase()
     {
-        for (const char* piece : kPieces)
-            if (!QFileInfo::exists(binDir() + '/' + piece))
-                QSKIP("host, plugin or driver not built");
         if (QStandardPaths::findExecutable("curl").isEmpty() || QStandardPaths::findExecutable("openssl").isEmpty())
             QSKIP("curl and openssl are not installed");
-        m_dir = QDir(QDir::current().absoluteFilePath("web"));
-        m_dir.removeRecursively();
+        m_dir.setPath(hostAppDir("web"));
+        if (m_dir.path() == ".")
+            QSKIP("host, plugin or driver not built");
         const QString db = m_dir.filePath("PVMX/drovaPanel/db/");
-        QVERIFY(QDir().mkpath(db));
-        for (const char* piece : kPieces)
-            QVERIFY(QFile::copy(binDir() + '/' + piece, m_dir.filePath(piece)));
         QProcess openssl;
         openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=127.0.0.1",
                                   "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", db + "web.key", "-out", db + "web.pem"});
