@@ -31,7 +31,6 @@
 #include "NutServer.h"
 
 class CollectThread;
-class EnergyFlow;
 class MetricsExporter;
 class WebCatalogue;
 class WebServer;

@@ -19,21 +19,35 @@ MetricsExporter::MetricsExporter(const UnitDirectory& directory, QObject* parent
 
 MetricsExporter::~MetricsExporter() = default;
 
-bool MetricsExporter::bindAddress(const QString& listen, std::string* address, QString* error)
+bool MetricsExporter::listenAddress(const QString& listen, QString* host, int* port)
 {
     const int colon = listen.lastIndexOf(QLatin1Char(':'));
-    QString host = colon < 0 ? QStringLiteral("127.0.0.1") : listen.left(colon);
+    QString h = colon < 0 ? QStringLiteral("127.0.0.1") : listen.left(colon);
     bool portOk = false;
-    const int port = listen.mid(colon + 1).toInt(&portOk);
-    const bool bracketed = host.startsWith(QLatin1Char('[')) && host.endsWith(QLatin1Char(']'));
-    const QHostAddress ip(bracketed ? host.mid(1, host.size() - 2) : host);
-    const bool v6 = ip.protocol() == QAbstractSocket::IPv6Protocol;
-    if (!portOk || port < 0 || port > 65535 || ip.isNull() || v6 != bracketed) {
+    *port = listen.mid(colon + 1).toInt(&portOk);
+    const bool bracketed = h.startsWith(QLatin1Char('[')) && h.endsWith(QLatin1Char(']'));
+    if (bracketed)
+        h = h.mid(1, h.size() - 2);
+    const QHostAddress ip(h);
+    if (!portOk || *port < 0 || *port > 65535 || ip.isNull()
+        || bracketed != (ip.protocol() == QAbstractSocket::IPv6Protocol))
+        return false;
+    *host = h;
+    return true;
+}
+
+bool MetricsExporter::bindAddress(const QString& listen, std::string* address, QString* error)
+{
+    QString host;
+    int port = 0;
+    if (!listenAddress(listen, &host, &port)) {
         *error = QStringLiteral("metrics listen address needs ADDR:PORT (IPv4 or [IPv6] address, port "
                                 "0-65535), got \"%1\"").arg(listen);
         return false;
     }
-    *address = QStringLiteral("%1:%2").arg(host).arg(port).toStdString();
+    const bool v6 = host.contains(QLatin1Char(':'));
+    *address = QStringLiteral("%1%2%3:%4").arg(v6 ? QStringLiteral("[") : QString(), host,
+                                              v6 ? QStringLiteral("]") : QString()).arg(port).toStdString();
     return true;
 }
 

@@ -31,6 +31,9 @@ public:
     // as civetweb's listening address. Port 0 takes a free port. False
     // with a readable reason.
     static bool bindAddress(const QString& listen, std::string* address, QString* error);
+    // The same form taken apart: the address without brackets and the port.
+    // False when it is not of that form. The web console listens by it too.
+    static bool listenAddress(const QString& listen, QString* host, int* port);
 
     // Listens on `listen` (see bindAddress). False with a readable reason;
     // nothing listens then.

@@ -35,9 +35,6 @@ public:
     void queueCommand(int id, const QString& value);
     // Any thread: the poller leaves as soon as it is not inside poll().
     void stop();
-    // Poller thread (the collector's postDEvent, direct): the collector has
-    // just finished a cycle.
-    void cycleReported() { m_cycleRan = true; }
 
     // True once run() has returned. Read after wait(): the atomic makes the
     // end of the thread visible to ThreadSanitizer, which cannot see the

@@ -83,8 +83,6 @@ int logMessage(const mg_connection*, const char* message)
 
 // The directory as the request threads see it: reads go straight through
 // (they are thread-safe), changes are run on the server's thread.
-// The directory as the request threads see it: reads go straight through
-// (they are thread-safe), changes are run on the server's thread.
 class WebServer::MainThreadDirectory : public UnitDirectory
 {
 public:

@@ -5,6 +5,7 @@
 #include <QHostAddress>
 
 #include "IniReader.h"
+#include "MetricsExporter.h"
 #include "TlsFront.h"
 
 bool WebSettings::loopback() const
@@ -28,23 +29,17 @@ bool WebSettings::parseListen(const QString& text, WebSettings* out, QString* er
         out->listen.clear();
         return true;
     }
-    const int colon = t.lastIndexOf(QLatin1Char(':'));
-    QString host = colon < 0 ? QStringLiteral("127.0.0.1") : t.left(colon);
-    bool ok = false;
-    const int port = t.mid(colon + 1).toInt(&ok);
-    const bool bracketed = host.startsWith(QLatin1Char('[')) && host.endsWith(QLatin1Char(']'));
-    if (bracketed)
-        host = host.mid(1, host.size() - 2);
-    const QHostAddress ip(host);
-    if (!ok || port < 0 || port > 65535 || ip.isNull()
-        || bracketed != (ip.protocol() == QAbstractSocket::IPv6Protocol)) {
+    QString host;
+    int port = 0;
+    if (!MetricsExporter::listenAddress(t, &host, &port)) {
         *error = QStringLiteral("\"%1\" is not ADDR:PORT (IPv4 or [IPv6] address, port 0-65535) or off").arg(t);
         return false;
     }
     out->host = host;
     out->port = port;
-    out->listen = QStringLiteral("%1%2%3:%4").arg(bracketed ? QStringLiteral("[") : QString(), host,
-                                                  bracketed ? QStringLiteral("]") : QString()).arg(port);
+    const bool v6 = host.contains(QLatin1Char(':'));
+    out->listen = QStringLiteral("%1%2%3:%4").arg(v6 ? QStringLiteral("[") : QString(), host,
+                                                  v6 ? QStringLiteral("]") : QString()).arg(port);
     return true;
 }
 
