@@ -44,6 +44,7 @@ public:
     QStringList units() const override { return m_names; }
     QString description(const QString&) const override { return {}; }
     UnitStatus status(const QString& unit) const override { return m_units.value(unit); }
+    QJsonObject panels(const QString&) const override { return {}; }
     bool sendCommand(const QString&, const QString&, const QString&, const QString&, QString*) override { return false; }
     bool writeSetting(const QString&, int, int, const QString&, QString*) override { return false; }
 

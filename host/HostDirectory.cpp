@@ -75,6 +75,11 @@ UnitStatus HostDirectory::status(const QString& unit) const
     return s;
 }
 
+QJsonObject HostDirectory::panels(const QString& unit) const
+{
+    return m_panelMaker ? m_panelMaker(unit) : QJsonObject();
+}
+
 bool HostDirectory::sendCommand(const QString& unit, const QString& name, const QString& value,
                                  const QString& who, QString* error)
 {

@@ -9,6 +9,7 @@
 #include <QMap>
 #include <QObject>
 
+#include <functional>
 #include <mutex>
 
 #include "DerivedEvent.h"
@@ -26,10 +27,13 @@ public:
     void setUnits(const QList<QPair<QString, QString>>& units);
     void publish(const UnitStatus& status);
     void announce(const DerivedEvent& event) { emit derivedEvent(event); }
+    // Main thread: what makes a unit's page panels when one is asked for.
+    void setPanelMaker(std::function<QJsonObject(const QString&)> maker) { m_panelMaker = std::move(maker); }
 
     QStringList units() const override;
     QString description(const QString& unit) const override;
     UnitStatus status(const QString& unit) const override;
+    QJsonObject panels(const QString& unit) const override;
     bool sendCommand(const QString& unit, const QString& name, const QString& value, const QString& who,
                      QString* error) override;
     bool writeSetting(const QString& unit, int point, int rawValue, const QString& who,
@@ -43,6 +47,7 @@ signals:
 
 private:
     CommandRouter* m_router;
+    std::function<QJsonObject(const QString&)> m_panelMaker;
     // A standard mutex, not QMutex: the metrics exporter reads from a
     // thread of its HTTP server, and ThreadSanitizer sees pthread locks only.
     mutable std::mutex m_lock;

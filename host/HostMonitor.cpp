@@ -57,6 +57,12 @@ HostMonitor::HostMonitor(const HostOptions& options, QObject* parent)
         if (m_web && e.kind != QLatin1String("data"))
             m_web->record(e.unit, QJsonDocument::fromJson(EventFormatter::toJson(e).toUtf8()).object());
     });
+    m_directory.setPanelMaker([this](const QString& unit) {
+        for (const UnitSession* s : qAsConst(m_sessions))
+            if (m_webCatalogue && s->settings().name == unit)
+                return m_webCatalogue->panels(s->lastData(), m_flows.value(unit));
+        return QJsonObject();
+    });
     connect(&m_directory, &HostDirectory::statusChanged, this, [this](const QString& unit) {
         if (m_web)
             m_web->unitChanged(unit);
@@ -222,9 +228,14 @@ bool HostMonitor::addUnit(const UnitSettings& unit, QString* error)
             [this, session](const UnitStatus& status) { onStatus(session, status); });
     // A report moves the unit's STALE time on; only a timer that is not
     // running has to be told (the others fire earlier and look again).
-    connect(session, &UnitSession::dataReported, this, [this] {
+    connect(session, &UnitSession::dataReported, this, [this, session] {
         if (!m_tickTimer.isActive())
             scheduleTick();
+        // The diagram's state follows every report; its page is made only when viewed.
+        if (m_webCatalogue) {
+            EnergyFlow& flow = m_flows[session->settings().name];
+            flow = flow.next(session->lastData());
+        }
     });
     connect(session, &UnitSession::derivedEvent, this, &HostMonitor::onDerived);
     m_sessions += session;
@@ -347,8 +358,6 @@ void HostMonitor::onStatus(const UnitSession* session, const UnitStatus& status)
     // The NUT server's writable variables ride on the snapshot.
     UnitStatus withSettings = status;
     NutSettings::publish(session->lastData(), &withSettings.values);
-    if (m_webCatalogue)
-        withSettings.panels = m_webCatalogue->panels(session->lastData(), &m_flows[status.unit]);
     m_directory.publish(withSettings);
 }
 

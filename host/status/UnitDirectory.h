@@ -7,9 +7,11 @@
 //
 // Threads: units(), description() and status() may be called from any
 // thread (the metrics exporter reads from its HTTP thread) and never block
-// on a unit. sendCommand() and writeSetting() are called on the host's main
-// thread; they only queue on the collector and never wait for the device.
+// on a unit. panels(), sendCommand() and writeSetting() are called on the
+// host's main thread; the commands only queue on the collector and never
+// wait for the device.
 
+#include <QJsonObject>
 #include <QString>
 #include <QStringList>
 
@@ -24,6 +26,11 @@ public:
     virtual QString description(const QString& unit) const = 0;
     // The latest snapshot; a default UnitStatus (comm Unknown) for an unknown unit.
     virtual UnitStatus status(const QString& unit) const = 0;
+    // What the web console's unit page shows of the unit's last data map,
+    // made when asked (nobody pays for a page nobody views):
+    // {"energyFlow": EnergyFlow::toJson(), "tables": [{"title", "rows": [{"label", "value", "unit"}]}]}.
+    // Empty without a console or data.
+    virtual QJsonObject panels(const QString& unit) const = 0;
 
     // Queues the command of the command table named `name` (or given by its
     // control id). False with a readable reason when the unit or the name is

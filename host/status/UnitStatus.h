@@ -5,7 +5,6 @@
 // NUT server, metrics exporter). Only the status model fills it: none of the
 // outlets knows a point id.
 
-#include <QJsonObject>
 #include <QList>
 #include <QMap>
 #include <QMetaType>
@@ -33,11 +32,6 @@ struct UnitStatus
     // QString. A value the unit has not reported is absent.
     QMap<QString, QVariant> values;
     QList<ActiveAlarm> alarms;      // active alarms, by index
-    // What the web console's unit page shows of the last data map, made by
-    // the host from the catalogue and the energy-flow model (WebCatalogue):
-    // {"energyFlow": EnergyFlow::toJson(), "tables": [{"title", "rows": [{"label", "value", "unit"}]}]}.
-    // Empty without a console.
-    QJsonObject panels;
 
     bool hasFlag(const QString& flag) const { return flags.contains(flag); }
 };

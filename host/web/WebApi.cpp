@@ -265,8 +265,9 @@ WebResponse WebApi::unit(const Call& call)
     for (auto it = s.values.constBegin(); it != s.values.constEnd(); ++it)
         values.insert(it.key(), jsonValue(it.value()));
     o.insert(QStringLiteral("values"), values);
-    o.insert(QStringLiteral("tables"), s.panels.value(QLatin1String("tables")));
-    o.insert(QStringLiteral("energyFlow"), s.panels.value(QLatin1String("energyFlow")));
+    const QJsonObject panels = m_directory->panels(name);
+    o.insert(QStringLiteral("tables"), panels.value(QLatin1String("tables")));
+    o.insert(QStringLiteral("energyFlow"), panels.value(QLatin1String("energyFlow")));
     return WebResponse::json(200, o);
 }
 

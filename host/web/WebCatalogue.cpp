@@ -49,9 +49,8 @@ WebCatalogue::WebCatalogue()
     m_json = QJsonObject{{"tables", tables}, {"settings", settings}, {"commands", commands}};
 }
 
-QJsonObject WebCatalogue::panels(const QMap<int, QVariant>& data, EnergyFlow* flow) const
+QJsonObject WebCatalogue::panels(const QMap<int, QVariant>& data, const EnergyFlow& flow) const
 {
-    *flow = flow->next(data);
     QJsonArray tables;
     for (const Table& t : m_tables) {
         QJsonArray rows;
@@ -60,7 +59,7 @@ QJsonObject WebCatalogue::panels(const QMap<int, QVariant>& data, EnergyFlow* fl
                                     {"unit", row.unit}});
         tables.append(QJsonObject{{"title", t.title}, {"rows", rows}});
     }
-    return QJsonObject{{"energyFlow", flow->toJson()}, {"tables", tables}};
+    return QJsonObject{{"energyFlow", flow.toJson()}, {"tables", tables}};
 }
 
 const NutSetting* WebCatalogue::setting(const QString& nameOrPoint)

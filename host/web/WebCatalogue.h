@@ -26,9 +26,8 @@ public:
 
     // {"tables": [...], "settings": [...], "commands": [...]}
     QJsonObject json() const { return m_json; }
-    // UnitStatus::panels for a data map; `flow` keeps the diagram's state
-    // from one report to the next and is advanced.
-    QJsonObject panels(const QMap<int, QVariant>& data, EnergyFlow* flow) const;
+    // UnitDirectory::panels for a data map and the diagram's state for it.
+    QJsonObject panels(const QMap<int, QVariant>& data, const EnergyFlow& flow) const;
 
     // The setting named `nameOrPoint` (its variable name or point id); null if none.
     static const NutSetting* setting(const QString& nameOrPoint);

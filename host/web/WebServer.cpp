@@ -91,6 +91,16 @@ public:
     QStringList units() const override { return m_directory->units(); }
     QString description(const QString& unit) const override { return m_directory->description(unit); }
     UnitStatus status(const QString& unit) const override { return m_directory->status(unit); }
+    QJsonObject panels(const QString& unit) const override
+    {
+        // Runs under the server's change lock, and is taken off the queue
+        // if it has not run by the time the wait gives up: `made` outlives it.
+        QJsonObject made;
+        QString error;
+        UnitDirectory* d = m_directory;
+        m_home->onMainThread([d, unit, &made](QString*) { return made = d->panels(unit), true; }, &error);
+        return made;
+    }
     bool sendCommand(const QString& unit, const QString& name, const QString& value, const QString& who,
                      QString* error) override
     {

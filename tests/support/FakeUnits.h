@@ -11,6 +11,7 @@ class FakeUnits : public UnitDirectory
 {
 public:
     QList<UnitStatus> table;
+    QMap<QString, QJsonObject> pages;   // panels by unit
     QStringList effects;
 
     // `unit` with the picture `shape` and the given communication.
@@ -54,6 +55,7 @@ public:
                 return s;
         return {};
     }
+    QJsonObject panels(const QString& unit) const override { return pages.value(unit); }
     bool sendCommand(const QString& unit, const QString& name, const QString& value, const QString& who, QString*) override
     {
         return effects << QString("%1 cmd %2 %3 %4").arg(who, unit, name, value).trimmed(), true;

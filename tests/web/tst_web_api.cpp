@@ -23,9 +23,10 @@ FakeUnits twoUnits()
     s.flags = QStringList{"OL", "CHRG"};
     s.values = {{"battery.charge", 87.5}, {"ups.load", 45.0}, {"device.model", "VEK5"}};
     s.alarms = {{325, "Rectifier_Fan failure"}};
-    s.panels = QJsonObject{{"energyFlow", QJsonObject{{"paths", QJsonObject{{"bypass->load", true}}}}},
-                           {"tables", QJsonArray{QJsonObject{{"title", "Input"}}}}};
-    return FakeUnits::pair(s);
+    FakeUnits units = FakeUnits::pair(s);
+    units.pages["UPS1"] = QJsonObject{{"energyFlow", QJsonObject{{"paths", QJsonObject{{"bypass->load", true}}}}},
+                                      {"tables", QJsonArray{QJsonObject{{"title", "Input"}}}}};
+    return units;
 }
 
 } // namespace
