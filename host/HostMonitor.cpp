@@ -222,10 +222,12 @@ bool HostMonitor::addUnit(const UnitSettings& unit, QString* error)
         return false;
     }
     auto* session = new UnitSession(unit, collector, &m_formatter, limits(), &m_inboxBell, this);
+    // The NUT server's writable variables ride on the snapshot.
+    session->setExtraValues(&NutSettings::publish);
+    session->setDataLines(m_options.showData);
     connect(session, &UnitSession::hostEvent, this, &HostMonitor::hostEvent);
     connect(session, &UnitSession::commStateChanged, this, &HostMonitor::commStateChanged);
-    connect(session, &UnitSession::statusChanged, this,
-            [this, session](const UnitStatus& status) { onStatus(session, status); });
+    connect(session, &UnitSession::statusChanged, &m_directory, &HostDirectory::publish);
     // A report moves the unit's STALE time on; only a timer that is not
     // running has to be told (the others fire earlier and look again).
     connect(session, &UnitSession::dataReported, this, [this, session] {
@@ -351,14 +353,6 @@ void HostMonitor::writeDataLog()
         if (!m_dataLog.append(now, s->settings().name, m_factory->changeLogData(s->lastData())))
             qWarning() << "data log write failed";
     }
-}
-
-void HostMonitor::onStatus(const UnitSession* session, const UnitStatus& status)
-{
-    // The NUT server's writable variables ride on the snapshot.
-    UnitStatus withSettings = status;
-    NutSettings::publish(session->lastData(), &withSettings.values);
-    m_directory.publish(withSettings);
 }
 
 void HostMonitor::onDerived(const DerivedEvent& event)

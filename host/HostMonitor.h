@@ -96,7 +96,6 @@ private:
     // The web console when --web-listen or [web] listen asks for it. An
     // address it cannot have is reported; the units are monitored all the same.
     void startWeb();
-    void onStatus(const UnitSession* session, const UnitStatus& status);
     void onDerived(const DerivedEvent& event);
     void applyPolicy();
     // Raises STALE where it is due and lets the policy's delays run out;

@@ -1,5 +1,7 @@
 #include "StatusModel.h"
 
+#include <QVector>
+
 #include <iterator>
 #include <limits>
 
@@ -104,6 +106,15 @@ const HostValue kHostValues[] = {
      [](const StatusModel::Limits& l) { return l.runtimeLow >= 0 ? QVariant(l.runtimeLow) : QVariant(); }},
 };
 
+template <typename Row, size_t N>
+QVector<QString> namesOf(const Row (&rows)[N])
+{
+    QVector<QString> names;
+    for (const Row& r : rows)
+        names += QString::fromLatin1(r.name);
+    return names;
+}
+
 // `to` becomes equal to `from`, value by value. `from` is the collector's
 // map: holding it would share it, and the collector's next cycle would copy
 // the whole map before writing its first value. From one report to the
@@ -200,17 +211,28 @@ QList<DerivedEvent> StatusModel::updateData(const QMap<int, QVariant>& data, qin
     m_status.stale = false;
     m_status.dataAgeSeconds = 0;
 
+    // The names are made once: a key is then a shared copy, not a new text per report.
+    static const QVector<QString> hostNames = namesOf(kHostValues);
+    static const QVector<QString> pointNames = [] {
+        QVector<QString> names;
+        for (const StatusPoint* p = statusPointTable(); p->name; ++p)
+            names += QString::fromLatin1(p->name);
+        return names;
+    }();
     m_status.values.clear();
-    for (const HostValue& h : kHostValues) {
-        const QVariant v = h.value(m_limits);
+    for (int i = 0; i < hostNames.size(); ++i) {
+        const QVariant v = kHostValues[i].value(m_limits);
         if (v.isValid())
-            m_status.values.insert(QLatin1String(h.name), v);
+            m_status.values.insert(hostNames.at(i), v);
     }
-    for (const StatusPoint* p = statusPointTable(); p->name; ++p) {
-        const QVariant v = statusPointValue(*p, data);
+    const StatusPoint* p = statusPointTable();
+    for (int i = 0; i < pointNames.size(); ++i) {
+        const QVariant v = statusPointValue(p[i], data);
         if (v.isValid())
-            m_status.values.insert(QLatin1String(p->name), v);
+            m_status.values.insert(pointNames.at(i), v);
     }
+    if (m_extraValues)
+        m_extraValues(data, &m_status.values);
 
     m_status.alarms.clear();
     const int named = m_alarmTexts.size() / 2;

@@ -29,6 +29,11 @@ public:
     StatusModel(const QString& unit, const QStringList& alarmTexts, const Limits& limits,
                 qint64 nowMs);
 
+    // Values an outlet adds from the data map to the named ones (the NUT
+    // server's writable settings), put in as each report is read.
+    using ExtraValues = void (*)(const QMap<int, QVariant>& data, QMap<QString, QVariant>* values);
+    void setExtraValues(ExtraValues extra) { m_extraValues = extra; }
+
     QList<DerivedEvent> updateData(const QMap<int, QVariant>& data, qint64 nowMs);
     QList<DerivedEvent> updateComm(UnitStatus::Comm comm, qint64 nowMs);
     // Ages the data; STALE once it is older than maxAge.
@@ -66,6 +71,7 @@ private:
     qint64 m_lastDataMs;
     bool m_hasData = false;
     bool m_forced = false;
+    ExtraValues m_extraValues = nullptr;
     QMap<int, QVariant> m_data;
 };
 

@@ -165,8 +165,9 @@ void UnitSession::onRecord(int type, QMap<QString, QVariant> record)
         publish(events);
         // The first report and the first after a derived event show the
         // operator the unit's state; the others are data lines.
-        emit hostEvent(EventFormatter::describe(m_model.status(), m_stateDue ? QStringLiteral("state")
-                                                                             : QStringLiteral("data")));
+        if (m_stateDue || m_dataLines)
+            emit hostEvent(EventFormatter::describe(m_model.status(), m_stateDue ? QStringLiteral("state")
+                                                                                 : QStringLiteral("data")));
         m_stateDue = false;
         emit dataReported(m_settings.name);
         return;

@@ -68,6 +68,10 @@ public:
     // When tick() has something to do next (ms since the epoch); none: max.
     qint64 staleAtMs() const { return m_model.staleAtMs(); }
     void setLimits(const StatusModel::Limits& limits) { m_model.setLimits(limits); }
+    void setExtraValues(StatusModel::ExtraValues extra) { m_model.setExtraValues(extra); }
+    // Whether every report also becomes a "data" line (--show-data); the
+    // first report and those after a derived event are "state" lines anyway.
+    void setDataLines(bool on) { m_dataLines = on; }
     // The host's shutdown policy fired (true) or its episode ended (false).
     void setForcedShutdown(bool on);
 
@@ -102,6 +106,7 @@ private:
     int m_commState = Unknown;
     bool m_answered = false;
     bool m_stateDue = true;     // the next data report is shown as the unit's state
+    bool m_dataLines = false;
     QTimer m_answerTimer;
     std::mutex m_inboxLock;
     QList<QPair<int, QMap<QString, QVariant>>> m_inbox;
