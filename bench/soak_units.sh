@@ -19,8 +19,8 @@
 # unit-cycle is 3 x the cycle + 1 x the read.
 #
 # For each UNITS: starts ceil(UNITS / PER_SIM) upssim processes, gives the host
-# one dev.ini group per unit (pollMode=interval, the NUT server on a free
-# port, one --command to the first unit), starts it and checks:
+# one dev.ini group per unit (pollMode=interval, the NUT server and the web
+# console on free ports, one --command to the first unit), starts it and checks:
 #   start:   every unit communicating (1040) within 120 s;
 #   command: the --command is "queued" and then "confirmed"; the time between
 #            the two lines as they come out (the poller was asleep);
@@ -101,8 +101,9 @@ for units in "$@"; do
       $((i + 1)) "${ports[$((i / per_sim))]}" $((i % per_sim + 1)) "$interval" >>"$db/dev.ini"
   done
   nut_port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
-  printf 'Language=0\n\n[host]\nunits=%s\nlogInterval=60\nanswerTimeout=120\npollMode=%s\nmaxAge=%d\n[nut]\nlisten=127.0.0.1:%s\n' \
-    "$names" "$poll_mode" $((3 * interval + 15)) "$nut_port" >"$db/param.ini"
+  web_port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+  printf 'Language=0\n\n[host]\nunits=%s\nlogInterval=60\nanswerTimeout=120\npollMode=%s\nmaxAge=%d\n[nut]\nlisten=127.0.0.1:%s\n[web]\nlisten=127.0.0.1:%s\n' \
+    "$names" "$poll_mode" $((3 * interval + 15)) "$nut_port" "$web_port" >"$db/param.ini"
   args=(--headless --json --command U0001:beeper.disable)
   [ "$show_data" = 1 ] && args+=(--show-data)
 

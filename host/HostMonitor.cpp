@@ -57,10 +57,18 @@ HostMonitor::HostMonitor(const HostOptions& options, QObject* parent)
         if (m_web && e.kind != QLatin1String("data"))
             m_web->record(e.unit, QJsonDocument::fromJson(EventFormatter::toJson(e).toUtf8()).object());
     });
+    // A unit's page is made when it is viewed, its diagram moved on from the
+    // one last viewed (which only keeps texts of a phase group whose phase
+    // count is neither 1 nor 3).
     m_directory.setPanelMaker([this](const QString& unit) {
-        for (const UnitSession* s : qAsConst(m_sessions))
-            if (m_webCatalogue && s->settings().name == unit)
-                return m_webCatalogue->panels(s->lastData(), m_flows.value(unit));
+        for (const UnitSession* s : qAsConst(m_sessions)) {
+            if (!m_webCatalogue || s->settings().name != unit)
+                continue;
+            const QMap<int, QVariant> data = s->lastData();
+            EnergyFlow& flow = m_flows[unit];
+            flow = flow.next(data);
+            return m_webCatalogue->panels(data, flow);
+        }
         return QJsonObject();
     });
     connect(&m_directory, &HostDirectory::statusChanged, this, [this](const QString& unit) {
@@ -230,14 +238,9 @@ bool HostMonitor::addUnit(const UnitSettings& unit, QString* error)
     connect(session, &UnitSession::statusChanged, &m_directory, &HostDirectory::publish);
     // A report moves the unit's STALE time on; only a timer that is not
     // running has to be told (the others fire earlier and look again).
-    connect(session, &UnitSession::dataReported, this, [this, session] {
+    connect(session, &UnitSession::dataReported, this, [this] {
         if (!m_tickTimer.isActive())
             scheduleTick();
-        // The diagram's state follows every report; its page is made only when viewed.
-        if (m_webCatalogue) {
-            EnergyFlow& flow = m_flows[session->settings().name];
-            flow = flow.next(session->lastData());
-        }
     });
     connect(session, &UnitSession::derivedEvent, this, &HostMonitor::onDerived);
     m_sessions += session;

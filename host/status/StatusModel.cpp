@@ -2,7 +2,7 @@
 
 #include <QVector>
 
-#include <iterator>
+#include <algorithm>
 #include <limits>
 
 #include "StatusPointTable.h"
@@ -19,12 +19,16 @@ const int kOutputOverload = 141;
 
 struct FlagInputs
 {
-    const QMap<int, QVariant>& data;
+    const StatusModel& model;
     const UnitStatus& status;
     const StatusModel::Limits& limits;
     bool forced;
 
-    bool is(int point, int value) const { return data.contains(point) && data.value(point).toInt() == value; }
+    bool is(int point, int value) const
+    {
+        const QVariant* v = model.value(point);
+        return v && v->toInt() == value;
+    }
     bool alarm(int index) const { return is(point::FirstAlarm + index, 1); }
     bool onBattery() const { return is(point::BatteryStatus, StateTexts::BatteryDischarging); }
     bool below(const char* name, double limit) const
@@ -62,7 +66,7 @@ const FlagRule kFlags[] = {
     {"DISCHRG", nullptr, "4101 = 4 (discharging)", [](const FlagInputs& in) { return in.onBattery(); }},
     {"BYPASS", "ONBYPASS", "4218 (load on bypass) = 1", [](const FlagInputs& in) { return in.is(point::LoadOnBypass, 1); }},
     {"TEST", nullptr, "4259 (battery test status) not 0",
-     [](const FlagInputs& in) { return in.data.contains(point::BatteryTestStatus) && !in.is(point::BatteryTestStatus, 0); }},
+     [](const FlagInputs& in) { return in.model.value(point::BatteryTestStatus) && !in.is(point::BatteryTestStatus, 0); }},
     {"OFF", "OFF", "4223 (output supplied) = 0: the load has no power",
      [](const FlagInputs& in) { return in.is(point::OutputSupplied, 0); }},
     {"OVER", "OVERLOAD", "alarm 141 (output overload alarm)",
@@ -115,25 +119,6 @@ QVector<QString> namesOf(const Row (&rows)[N])
     return names;
 }
 
-// `to` becomes equal to `from`, value by value. `from` is the collector's
-// map: holding it would share it, and the collector's next cycle would copy
-// the whole map before writing its first value. From one report to the
-// next the keys are the same, so this is a walk without allocation.
-void assignValues(QMap<int, QVariant>& to, const QMap<int, QVariant>& from)
-{
-    auto t = to.begin();
-    for (auto f = from.cbegin(); f != from.cend(); ++f) {
-        while (t != to.end() && t.key() < f.key())
-            t = to.erase(t);
-        if (t != to.end() && t.key() == f.key())
-            *t++ = f.value();
-        else
-            t = std::next(to.insert(t, f.key(), f.value()));
-    }
-    while (t != to.end())
-        t = to.erase(t);
-}
-
 DerivedEvent makeEvent(const QString& unit, const QString& name, int maxAge)
 {
     DerivedEvent e{unit, name, QString()};
@@ -146,6 +131,20 @@ DerivedEvent makeEvent(const QString& unit, const QString& name, int maxAge)
 }
 
 } // namespace
+
+const QVariant* StatusModel::value(int point) const
+{
+    const auto it = std::lower_bound(m_points.cbegin(), m_points.cend(), point);
+    return it != m_points.cend() && *it == point ? &m_values.at(int(it - m_points.cbegin())) : nullptr;
+}
+
+QMap<int, QVariant> StatusModel::data() const
+{
+    QMap<int, QVariant> map;
+    for (int i = m_points.size() - 1; i >= 0; --i)
+        map.insert(map.begin(), m_points.at(i), m_values.at(i));
+    return map;
+}
 
 StatusModel::StatusModel(const QString& unit, const QStringList& alarmTexts, const Limits& limits,
                          qint64 nowMs)
@@ -185,7 +184,7 @@ QList<QPair<QString, QString>> StatusModel::flagRules()
 
 QList<DerivedEvent> StatusModel::changedFlags(const QStringList& before, bool first)
 {
-    const FlagInputs in{m_data, m_status, m_limits, m_forced};
+    const FlagInputs in{*this, m_status, m_limits, m_forced};
     m_status.flags.clear();
     for (const FlagRule& f : kFlags)
         if (f.test(in))
@@ -205,7 +204,19 @@ QList<DerivedEvent> StatusModel::changedFlags(const QStringList& before, bool fi
 QList<DerivedEvent> StatusModel::updateData(const QMap<int, QVariant>& data, qint64 nowMs)
 {
     const bool first = !m_hasData;
-    assignValues(m_data, data);
+    // A copy of the values, not the collector's map: holding that would share
+    // it, and the collector's next cycle would copy the whole map before
+    // writing its first value. From one report to the next the points are
+    // the same, so this is one walk over the map into arrays, without
+    // allocation: the map's nodes are cold by then, the arrays' cells are next
+    // to each other.
+    m_points.resize(data.size());
+    m_values.resize(data.size());
+    int i = 0;
+    for (auto it = data.cbegin(); it != data.cend(); ++it, ++i) {
+        m_points[i] = it.key();
+        m_values[i] = it.value();
+    }
     m_hasData = true;
     m_lastDataMs = nowMs;
     m_status.stale = false;

@@ -10,6 +10,7 @@
 #include <QMap>
 #include <QStringList>
 #include <QVariant>
+#include <QVector>
 
 #include "DerivedEvent.h"
 #include "UnitStatus.h"
@@ -51,8 +52,11 @@ public:
     static DerivedEvent shutdownEvent(const QString& unit);
 
     const UnitStatus& status() const { return m_status; }
-    // The data of the last report (a copy of its values, not the reporter's map).
-    const QMap<int, QVariant>& data() const { return m_data; }
+    // The data of the last report (made from a copy of its values, not the reporter's map).
+    QMap<int, QVariant> data() const;
+    bool hasData() const { return !m_points.isEmpty(); }
+    // One point's value in the last report; null when it did not report it.
+    const QVariant* value(int point) const;
 
     // The values the host adds to every unit's, in words, for the documentation.
     static QList<QPair<QString, QString>> hostValueRules();
@@ -72,7 +76,8 @@ private:
     bool m_hasData = false;
     bool m_forced = false;
     ExtraValues m_extraValues = nullptr;
-    QMap<int, QVariant> m_data;
+    QVector<int> m_points;          // ascending, as the report's map
+    QVector<QVariant> m_values;
 };
 
 #endif // STATUSMODEL_H

@@ -54,7 +54,7 @@ public:
     CollectView* view() const { return m_view; }
     int commState() const { return m_commState; }
     bool hasAnswered() const { return m_answered; }
-    bool hasData() const { return !m_model.data().isEmpty(); }
+    bool hasData() const { return m_model.hasData(); }
     QMap<int, QVariant> lastData() const { return m_model.data(); }
     const UnitStatus& status() const { return m_model.status(); }
 
