@@ -132,15 +132,15 @@ const NutSetting* NutSettings::find(const QString& name)
     return nullptr;
 }
 
-void NutSettings::publish(const QMap<int, QVariant>& data, QMap<QString, QVariant>* values)
+void NutSettings::publish(const PointArray& data, QMap<QString, QVariant>* values)
 {
     for (const NutSetting& s : all()) {
-        const auto it = data.constFind(s.point);
-        if (it == data.constEnd())
+        const QVariant* v = data.find(s.point);
+        if (!v)
             continue;
         // The data map holds a setting as the unit means it (its raw value
         // times the ratio), as the settings table shows it.
-        const double value = it->toDouble();
+        const double value = v->toDouble();
         values->insert(s.name, s.isEnum() ? QVariant(s.text(int(std::lround(value / s.ratio))))
                                           : QVariant(value));
     }

@@ -18,6 +18,8 @@
 #include <QStringList>
 #include <QVariant>
 
+#include "PointArray.h"
+
 struct NutSetting
 {
     QString name;
@@ -53,7 +55,7 @@ public:
     // Adds the settings found in a data map to `values` under their variable
     // names: option texts, and numbers in the unit's own scale. That is how
     // a unit's snapshot carries its settings.
-    static void publish(const QMap<int, QVariant>& data, QMap<QString, QVariant>* values);
+    static void publish(const PointArray& data, QMap<QString, QVariant>* values);
 };
 
 #endif // NUTSETTINGS_H

@@ -19,14 +19,14 @@ const int kOutputOverload = 141;
 
 struct FlagInputs
 {
-    const StatusModel& model;
+    const PointArray& data;
     const UnitStatus& status;
     const StatusModel::Limits& limits;
     bool forced;
 
     bool is(int point, int value) const
     {
-        const QVariant* v = model.value(point);
+        const QVariant* v = data.find(point);
         return v && v->toInt() == value;
     }
     bool alarm(int index) const { return is(point::FirstAlarm + index, 1); }
@@ -66,7 +66,7 @@ const FlagRule kFlags[] = {
     {"DISCHRG", nullptr, "4101 = 4 (discharging)", [](const FlagInputs& in) { return in.onBattery(); }},
     {"BYPASS", "ONBYPASS", "4218 (load on bypass) = 1", [](const FlagInputs& in) { return in.is(point::LoadOnBypass, 1); }},
     {"TEST", nullptr, "4259 (battery test status) not 0",
-     [](const FlagInputs& in) { return in.model.value(point::BatteryTestStatus) && !in.is(point::BatteryTestStatus, 0); }},
+     [](const FlagInputs& in) { return in.data.contains(point::BatteryTestStatus) && !in.is(point::BatteryTestStatus, 0); }},
     {"OFF", "OFF", "4223 (output supplied) = 0: the load has no power",
      [](const FlagInputs& in) { return in.is(point::OutputSupplied, 0); }},
     {"OVER", "OVERLOAD", "alarm 141 (output overload alarm)",
@@ -132,20 +132,6 @@ DerivedEvent makeEvent(const QString& unit, const QString& name, int maxAge)
 
 } // namespace
 
-const QVariant* StatusModel::value(int point) const
-{
-    const auto it = std::lower_bound(m_points.cbegin(), m_points.cend(), point);
-    return it != m_points.cend() && *it == point ? &m_values.at(int(it - m_points.cbegin())) : nullptr;
-}
-
-QMap<int, QVariant> StatusModel::data() const
-{
-    QMap<int, QVariant> map;
-    for (int i = m_points.size() - 1; i >= 0; --i)
-        map.insert(map.begin(), m_points.at(i), m_values.at(i));
-    return map;
-}
-
 StatusModel::StatusModel(const QString& unit, const QStringList& alarmTexts, const Limits& limits,
                          qint64 nowMs)
     : m_alarmTexts(alarmTexts), m_limits(limits), m_lastDataMs(nowMs)
@@ -184,7 +170,7 @@ QList<QPair<QString, QString>> StatusModel::flagRules()
 
 QList<DerivedEvent> StatusModel::changedFlags(const QStringList& before, bool first)
 {
-    const FlagInputs in{*this, m_status, m_limits, m_forced};
+    const FlagInputs in{m_data, m_status, m_limits, m_forced};
     m_status.flags.clear();
     for (const FlagRule& f : kFlags)
         if (f.test(in))
@@ -204,19 +190,7 @@ QList<DerivedEvent> StatusModel::changedFlags(const QStringList& before, bool fi
 QList<DerivedEvent> StatusModel::updateData(const QMap<int, QVariant>& data, qint64 nowMs)
 {
     const bool first = !m_hasData;
-    // A copy of the values, not the collector's map: holding that would share
-    // it, and the collector's next cycle would copy the whole map before
-    // writing its first value. From one report to the next the points are
-    // the same, so this is one walk over the map into arrays, without
-    // allocation: the map's nodes are cold by then, the arrays' cells are next
-    // to each other.
-    m_points.resize(data.size());
-    m_values.resize(data.size());
-    int i = 0;
-    for (auto it = data.cbegin(); it != data.cend(); ++it, ++i) {
-        m_points[i] = it.key();
-        m_values[i] = it.value();
-    }
+    m_data.assign(data);
     m_hasData = true;
     m_lastDataMs = nowMs;
     m_status.stale = false;
@@ -238,20 +212,20 @@ QList<DerivedEvent> StatusModel::updateData(const QMap<int, QVariant>& data, qin
     }
     const StatusPoint* p = statusPointTable();
     for (int i = 0; i < pointNames.size(); ++i) {
-        const QVariant v = statusPointValue(p[i], data);
+        const QVariant v = statusPointValue(p[i], m_data);
         if (v.isValid())
             m_status.values.insert(pointNames.at(i), v);
     }
     if (m_extraValues)
-        m_extraValues(data, &m_status.values);
+        m_extraValues(m_data, &m_status.values);
 
     m_status.alarms.clear();
     const int named = m_alarmTexts.size() / 2;
-    for (auto it = data.lowerBound(point::FirstAlarm);
-         it != data.end() && it.key() < point::FirstAlarm + point::AlarmCount; ++it) {
-        if (it.value().toInt() != 1)
+    for (int i = m_data.lowerBound(point::FirstAlarm);
+         i < m_data.size() && m_data.pointAt(i) < point::FirstAlarm + point::AlarmCount; ++i) {
+        if (m_data.valueAt(i).toInt() != 1)
             continue;
-        const int index = it.key() - point::FirstAlarm;
+        const int index = m_data.pointAt(i) - point::FirstAlarm;
         m_status.alarms += ActiveAlarm{index, index < named ? m_alarmTexts.at(index) : QString()};
     }
     const QStringList before = m_status.flags;

@@ -10,9 +10,9 @@
 #include <QMap>
 #include <QStringList>
 #include <QVariant>
-#include <QVector>
 
 #include "DerivedEvent.h"
+#include "PointArray.h"
 #include "UnitStatus.h"
 
 class StatusModel
@@ -32,7 +32,7 @@ public:
 
     // Values an outlet adds from the data map to the named ones (the NUT
     // server's writable settings), put in as each report is read.
-    using ExtraValues = void (*)(const QMap<int, QVariant>& data, QMap<QString, QVariant>* values);
+    using ExtraValues = void (*)(const PointArray& data, QMap<QString, QVariant>* values);
     void setExtraValues(ExtraValues extra) { m_extraValues = extra; }
 
     QList<DerivedEvent> updateData(const QMap<int, QVariant>& data, qint64 nowMs);
@@ -53,10 +53,8 @@ public:
 
     const UnitStatus& status() const { return m_status; }
     // The data of the last report (made from a copy of its values, not the reporter's map).
-    QMap<int, QVariant> data() const;
-    bool hasData() const { return !m_points.isEmpty(); }
-    // One point's value in the last report; null when it did not report it.
-    const QVariant* value(int point) const;
+    QMap<int, QVariant> data() const { return m_data.toMap(); }
+    bool hasData() const { return !m_data.isEmpty(); }
 
     // The values the host adds to every unit's, in words, for the documentation.
     static QList<QPair<QString, QString>> hostValueRules();
@@ -76,8 +74,7 @@ private:
     bool m_hasData = false;
     bool m_forced = false;
     ExtraValues m_extraValues = nullptr;
-    QVector<int> m_points;          // ascending, as the report's map
-    QVector<QVariant> m_values;
+    PointArray m_data;
 };
 
 #endif // STATUSMODEL_H

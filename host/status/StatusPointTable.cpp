@@ -98,7 +98,7 @@ const StatusPoint kPoints[] = {
 };
 
 // The rules over several points; invalid when the unit reported none of them.
-QVariant aggregate(const StatusPoint& row, const QMap<int, QVariant>& data)
+QVariant aggregate(const StatusPoint& row, const PointArray& data)
 {
     int first = row.first;
     int last = row.last;
@@ -127,7 +127,7 @@ const StatusPoint* statusPointTable()
     return kPoints;
 }
 
-QVariant statusPointValue(const StatusPoint& row, const QMap<int, QVariant>& data)
+QVariant statusPointValue(const StatusPoint& row, const PointArray& data)
 {
     switch (row.rule) {
     case StatusPoint::Text: {

@@ -7,7 +7,8 @@
 // of a measurement.
 
 #include <QVariant>
-#include <QMap>
+
+#include "PointArray.h"
 
 struct StatusPoint
 {
@@ -34,7 +35,7 @@ struct StatusPoint
 const StatusPoint* statusPointTable();
 
 // The row's value from a data map; invalid when the unit did not report it.
-QVariant statusPointValue(const StatusPoint& row, const QMap<int, QVariant>& data);
+QVariant statusPointValue(const StatusPoint& row, const PointArray& data);
 
 const char* statusRuleText(StatusPoint::Rule rule);
 
