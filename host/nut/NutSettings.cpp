@@ -136,8 +136,10 @@ void NutSettings::publish(const PointArray& data, QMap<QString, QVariant>* value
 {
     for (const NutSetting& s : all()) {
         const QVariant* v = data.find(s.point);
-        if (!v)
+        if (!v) {
+            values->remove(s.name);
             continue;
+        }
         // The data map holds a setting as the unit means it (its raw value
         // times the ratio), as the settings table shows it.
         const double value = v->toDouble();

@@ -52,9 +52,10 @@ public:
     // Every writable variable, in catalogue order.
     static const QList<NutSetting>& all();
     static const NutSetting* find(const QString& name);
-    // Adds the settings found in a data map to `values` under their variable
-    // names: option texts, and numbers in the unit's own scale. That is how
-    // a unit's snapshot carries its settings.
+    // Puts the settings found in a data map into `values` under their
+    // variable names (option texts, and numbers in the unit's own scale) and
+    // removes those not found. That is how a unit's snapshot carries its
+    // settings.
     static void publish(const PointArray& data, QMap<QString, QVariant>* values);
 };
 

@@ -204,18 +204,23 @@ QList<DerivedEvent> StatusModel::updateData(const QMap<int, QVariant>& data, qin
             names += QString::fromLatin1(p->name);
         return names;
     }();
-    m_status.values.clear();
-    for (int i = 0; i < hostNames.size(); ++i) {
-        const QVariant v = kHostValues[i].value(m_limits);
+    // The values go into the map of two reports ago, which the directory has
+    // let go of by now: its nodes are written in place, with nothing
+    // allocated or freed per report. (A reader still holding it makes the
+    // first write copy it, as any shared map.)
+    std::swap(m_status.values, m_olderValues);
+    QMap<QString, QVariant>& values = m_status.values;
+    const auto put = [&values](const QString& name, const QVariant& v) {
         if (v.isValid())
-            m_status.values.insert(hostNames.at(i), v);
-    }
+            values.insert(name, v);
+        else
+            values.remove(name);
+    };
+    for (int i = 0; i < hostNames.size(); ++i)
+        put(hostNames.at(i), kHostValues[i].value(m_limits));
     const StatusPoint* p = statusPointTable();
-    for (int i = 0; i < pointNames.size(); ++i) {
-        const QVariant v = statusPointValue(p[i], m_data);
-        if (v.isValid())
-            m_status.values.insert(pointNames.at(i), v);
-    }
+    for (int i = 0; i < pointNames.size(); ++i)
+        put(pointNames.at(i), statusPointValue(p[i], m_data));
     if (m_extraValues)
         m_extraValues(m_data, &m_status.values);
 

@@ -31,7 +31,8 @@ public:
                 qint64 nowMs);
 
     // Values an outlet adds from the data map to the named ones (the NUT
-    // server's writable settings), put in as each report is read.
+    // server's writable settings), put in as each report is read. `values`
+    // holds those of an earlier report: a value now missing must be removed.
     using ExtraValues = void (*)(const PointArray& data, QMap<QString, QVariant>* values);
     void setExtraValues(ExtraValues extra) { m_extraValues = extra; }
 
@@ -75,6 +76,7 @@ private:
     bool m_forced = false;
     ExtraValues m_extraValues = nullptr;
     PointArray m_data;
+    QMap<QString, QVariant> m_olderValues;
 };
 
 #endif // STATUSMODEL_H

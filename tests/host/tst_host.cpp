@@ -120,7 +120,8 @@ private slots:
         QTest::newRow("overload") << "d base;d 2141=1,2019=1" << -1.0 << -1.0 << "ALARM OL OVER" << "OVERLOAD"
             << "alarms=19:catalogue 19,141:catalogue 141";
         QTest::newRow("alarm cleared") << "d base,2141=1;d 2141=0" << -1.0 << -1.0 << "OL" << "OVERLOAD" << "alarms=";
-        QTest::newRow("points gone from the report") << "D 2141=1,4223=1;D 4101=2" << -1.0 << -1.0 << "CHRG" << "OVERLOAD" << "alarms=";
+        QTest::newRow("points gone from the report") << "D 2141=1,4223=1,4111=50;D 2141=1,4111=50;D 4101=2" << -1.0 << -1.0
+            << "CHRG" << "OVERLOAD" << "alarms=;battery.charge=";
         QTest::newRow("alarm beyond the catalogue") << "d base,2400=1" << -1.0 << -1.0 << "ALARM OL" << "" << "alarms=400:";
         QTest::newRow("battery test") << "d base,4259=1" << -1.0 << -1.0 << "OL TEST" << "" << "";
         QTest::newRow("never answered") << "c lost;c ok" << -1.0 << -1.0 << "" << "NOCOMM COMMOK" << "";
