@@ -231,7 +231,7 @@ bool HostMonitor::addUnit(const UnitSettings& unit, QString* error)
     }
     auto* session = new UnitSession(unit, collector, &m_formatter, limits(), &m_inboxBell, this);
     // The NUT server's writable variables ride on the snapshot.
-    session->setExtraValues(&NutSettings::publish);
+    session->setExtraValues({&NutSettings::names(), &NutSettings::published});
     session->setDataLines(m_options.showData);
     connect(session, &UnitSession::hostEvent, this, &HostMonitor::hostEvent);
     connect(session, &UnitSession::commStateChanged, this, &HostMonitor::commStateChanged);

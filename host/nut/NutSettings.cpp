@@ -132,18 +132,25 @@ const NutSetting* NutSettings::find(const QString& name)
     return nullptr;
 }
 
-void NutSettings::publish(const PointArray& data, QMap<QString, QVariant>* values)
+const QVector<QString>& NutSettings::names()
 {
-    for (const NutSetting& s : all()) {
-        const QVariant* v = data.find(s.point);
-        if (!v) {
-            values->remove(s.name);
-            continue;
-        }
-        // The data map holds a setting as the unit means it (its raw value
-        // times the ratio), as the settings table shows it.
-        const double value = v->toDouble();
-        values->insert(s.name, s.isEnum() ? QVariant(s.text(int(std::lround(value / s.ratio))))
-                                          : QVariant(value));
-    }
+    static const QVector<QString> names = [] {
+        QVector<QString> list;
+        for (const NutSetting& s : all())
+            list += s.name;
+        return list;
+    }();
+    return names;
+}
+
+QVariant NutSettings::published(int index, const PointArray& data)
+{
+    const NutSetting& s = all().at(index);
+    const QVariant* v = data.find(s.point);
+    if (!v)
+        return QVariant();
+    // The data map holds a setting as the unit means it (its raw value
+    // times the ratio), as the settings table shows it.
+    const double value = v->toDouble();
+    return s.isEnum() ? QVariant(s.text(int(std::lround(value / s.ratio)))) : QVariant(value);
 }

@@ -17,6 +17,7 @@
 #include <QString>
 #include <QStringList>
 #include <QVariant>
+#include <QVector>
 
 #include "PointArray.h"
 
@@ -34,7 +35,7 @@ struct NutSetting
     bool hasRange() const { return minRaw != 0 || maxRaw != 0; }
     // The value as NUT shows it: the option text, or the scaled number.
     QString text(int raw) const;
-    // A published value (see NutSettings::publish) as NUT shows it.
+    // A published value (see NutSettings::published) as NUT shows it.
     QString format(const QVariant& published) const;
     // The raw value of a text a client sent; false when the text is no
     // option, no number, or outside the range.
@@ -52,11 +53,14 @@ public:
     // Every writable variable, in catalogue order.
     static const QList<NutSetting>& all();
     static const NutSetting* find(const QString& name);
-    // Puts the settings found in a data map into `values` under their
-    // variable names (option texts, and numbers in the unit's own scale) and
-    // removes those not found. That is how a unit's snapshot carries its
-    // settings.
-    static void publish(const PointArray& data, QMap<QString, QVariant>* values);
+    // The variable names, in the order of all(); with published() the
+    // status model's extra values: a unit's snapshot carries its settings
+    // under these names.
+    static const QVector<QString>& names();
+    // Setting `index` of all() as a data map holds it, as the snapshot shows
+    // it (an option text, or a number in the unit's own scale); invalid when
+    // the map has none.
+    static QVariant published(int index, const PointArray& data);
 };
 
 #endif // NUTSETTINGS_H

@@ -137,6 +137,44 @@ StatusModel::StatusModel(const QString& unit, const QStringList& alarmTexts, con
     : m_alarmTexts(alarmTexts), m_limits(limits), m_lastDataMs(nowMs)
 {
     m_status.unit = unit;
+    setExtraValues({});
+}
+
+void StatusModel::setExtraValues(const ExtraValues& extra)
+{
+    // Made once: a key is then a shared copy of these texts.
+    static const QVector<QString> hostNames = namesOf(kHostValues);
+    static const QVector<QString> pointNames = [] {
+        QVector<QString> names;
+        for (const StatusPoint* p = statusPointTable(); p->name; ++p)
+            names += QString::fromLatin1(p->name);
+        return names;
+    }();
+    m_extraValues = extra;
+    m_order.clear();
+    for (int i = 0; i < hostNames.size(); ++i)
+        m_order += NamedValue{hostNames.at(i), NamedValue::Host, i};
+    for (int i = 0; i < pointNames.size(); ++i)
+        m_order += NamedValue{pointNames.at(i), NamedValue::Point, i};
+    for (int i = 0; extra.names && i < extra.names->size(); ++i)
+        m_order += NamedValue{extra.names->at(i), NamedValue::Extra, i};
+    std::sort(m_order.begin(), m_order.end(),
+              [](const NamedValue& a, const NamedValue& b) { return a.name < b.name; });
+    m_status.values.clear();
+    m_olderValues.clear();
+}
+
+QVariant StatusModel::valueOf(const NamedValue& named) const
+{
+    switch (named.source) {
+    case NamedValue::Host:
+        return kHostValues[named.index].value(m_limits);
+    case NamedValue::Point:
+        return statusPointValue(statusPointTable()[named.index], m_data);
+    case NamedValue::Extra:
+        break;
+    }
+    return m_extraValues.value(named.index, m_data);
 }
 
 DerivedEvent StatusModel::event(const QString& name) const
@@ -196,33 +234,28 @@ QList<DerivedEvent> StatusModel::updateData(const QMap<int, QVariant>& data, qin
     m_status.stale = false;
     m_status.dataAgeSeconds = 0;
 
-    // The names are made once: a key is then a shared copy, not a new text per report.
-    static const QVector<QString> hostNames = namesOf(kHostValues);
-    static const QVector<QString> pointNames = [] {
-        QVector<QString> names;
-        for (const StatusPoint* p = statusPointTable(); p->name; ++p)
-            names += QString::fromLatin1(p->name);
-        return names;
-    }();
     // The values go into the map of two reports ago, which the directory has
     // let go of by now: its nodes are written in place, with nothing
     // allocated or freed per report. (A reader still holding it makes the
-    // first write copy it, as any shared map.)
+    // first write copy it, as any shared map.) Every key in it is a shared
+    // copy of a name in m_order, in m_order's order: one walk, keys told
+    // apart by their text's address, no text compared.
     std::swap(m_status.values, m_olderValues);
     QMap<QString, QVariant>& values = m_status.values;
-    const auto put = [&values](const QString& name, const QVariant& v) {
-        if (v.isValid())
-            values.insert(name, v);
-        else
-            values.remove(name);
-    };
-    for (int i = 0; i < hostNames.size(); ++i)
-        put(hostNames.at(i), kHostValues[i].value(m_limits));
-    const StatusPoint* p = statusPointTable();
-    for (int i = 0; i < pointNames.size(); ++i)
-        put(pointNames.at(i), statusPointValue(p[i], m_data));
-    if (m_extraValues)
-        m_extraValues(m_data, &m_status.values);
+    auto it = values.begin();
+    for (const NamedValue& named : qAsConst(m_order)) {
+        const QVariant v = valueOf(named);
+        const bool present = it != values.end() && it.key().constData() == named.name.constData();
+        if (v.isValid()) {
+            if (present)
+                *it = v;
+            else
+                it = values.insert(it, named.name, v);
+            ++it;
+        } else if (present) {
+            it = values.erase(it);
+        }
+    }
 
     m_status.alarms.clear();
     const int named = m_alarmTexts.size() / 2;

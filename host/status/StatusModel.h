@@ -13,6 +13,8 @@
 
 #include "DerivedEvent.h"
 #include "PointArray.h"
+
+#include <QVector>
 #include "UnitStatus.h"
 
 class StatusModel
@@ -31,10 +33,14 @@ public:
                 qint64 nowMs);
 
     // Values an outlet adds from the data map to the named ones (the NUT
-    // server's writable settings), put in as each report is read. `values`
-    // holds those of an earlier report: a value now missing must be removed.
-    using ExtraValues = void (*)(const PointArray& data, QMap<QString, QVariant>* values);
-    void setExtraValues(ExtraValues extra) { m_extraValues = extra; }
+    // server's writable settings), read as each report is.
+    struct ExtraValues
+    {
+        const QVector<QString>* names = nullptr;    // fixed for the host's life
+        // The value of names[index]; invalid when the report has none.
+        QVariant (*value)(int index, const PointArray& data) = nullptr;
+    };
+    void setExtraValues(const ExtraValues& extra);
 
     QList<DerivedEvent> updateData(const QMap<int, QVariant>& data, qint64 nowMs);
     QList<DerivedEvent> updateComm(UnitStatus::Comm comm, qint64 nowMs);
@@ -74,7 +80,17 @@ private:
     qint64 m_lastDataMs;
     bool m_hasData = false;
     bool m_forced = false;
-    ExtraValues m_extraValues = nullptr;
+    ExtraValues m_extraValues;
+    // Every value's name with where its value comes from, in the values
+    // map's order.
+    struct NamedValue
+    {
+        QString name;
+        enum Source { Host, Point, Extra } source;
+        int index;
+    };
+    QVector<NamedValue> m_order;
+    QVariant valueOf(const NamedValue& named) const;
     PointArray m_data;
     QMap<QString, QVariant> m_olderValues;
 };

@@ -68,7 +68,7 @@ public:
     // When tick() has something to do next (ms since the epoch); none: max.
     qint64 staleAtMs() const { return m_model.staleAtMs(); }
     void setLimits(const StatusModel::Limits& limits) { m_model.setLimits(limits); }
-    void setExtraValues(StatusModel::ExtraValues extra) { m_model.setExtraValues(extra); }
+    void setExtraValues(const StatusModel::ExtraValues& extra) { m_model.setExtraValues(extra); }
     // Whether every report also becomes a "data" line (--show-data); the
     // first report and those after a derived event are "state" lines anyway.
     void setDataLines(bool on) { m_dataLines = on; }
