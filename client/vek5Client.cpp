@@ -395,7 +395,21 @@ int vek5Client::control(int id, QString value)
 
 void vek5Client::parseData(int id, float value)
 {
-    m_dataMap.insert(id, QVariant(value));
+    // A read reports its points in the register table's order, the same
+    // points each cycle: the entry due next is where the last one ended, so
+    // the map is walked once instead of searched from its root per point.
+    // The walk starts afresh with each read and once the map is shared
+    // (begin() then unshares it from the last record's copy).
+    if (!m_walking) {
+        m_walk = m_dataMap.begin();
+        m_walking = true;
+    }
+    if (m_walk != m_dataMap.end() && m_walk.key() == id) {
+        *m_walk = QVariant(value);
+        ++m_walk;
+        return;
+    }
+    m_walk = std::next(m_dataMap.insert(id, QVariant(value)));
 }
 
 QMap<QString, QVariant> vek5Client::commonRecord() const
@@ -410,6 +424,7 @@ QMap<QString, QVariant> vek5Client::commonRecord() const
 
 bool vek5Client::queryDevice()
 {
+    m_walking = false;
     if (m_commType != 0) {
         if (m_query == nullptr || m_tcpSocket == nullptr)
             return false;
@@ -556,6 +571,7 @@ void vek5Client::reportData()
     }
 
     record.insert(RecordKey::Data, QVariant::fromValue(m_dataMap));
+    m_walking = false;      // the map is shared now: the next write copies it first
     emit postDEvent(EventType::DataReport, record);
 
     flushData(m_dataMap);

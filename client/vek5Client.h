@@ -92,6 +92,8 @@ public:
     ControlFunc m_control = nullptr;
     QLibrary* m_lib = nullptr;
     QMap<int, QVariant> m_dataMap;
+    QMap<int, QVariant>::iterator m_walk;   // parseData's place in the map during a read
+    bool m_walking = false;
     // Built by the first getView(). Guarded, because a host that puts the
     // panel into its window may delete it with the window first.
     QPointer<vek5View> m_view;
