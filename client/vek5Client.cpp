@@ -542,9 +542,20 @@ void vek5Client::reportData()
 
     const int n = alarmCount();
     bool appeared = false;
+    // The alarm points lie side by side in the data map, and the previous
+    // states under keys 0..n-1: both are walked along, not searched per alarm.
+    const QMap<int, QVariant>& data = m_dataMap;
+    auto point = data.lowerBound(kFirstAlarmPoint);
+    m_prevAlarmState.detach();   // an insert below must not move it to new nodes
+    auto previous = qAsConst(m_prevAlarmState).begin();
     for (int i = 0; i < n; ++i) {
-        const int value = m_dataMap.value(kFirstAlarmPoint + i).toInt();
-        if (value == m_prevAlarmState.value(i))
+        while (point != data.end() && point.key() < kFirstAlarmPoint + i)
+            ++point;
+        while (previous != m_prevAlarmState.cend() && previous.key() < i)
+            ++previous;
+        const int value = point != data.end() && point.key() == kFirstAlarmPoint + i ? point.value().toInt() : 0;
+        const int before = previous != m_prevAlarmState.cend() && previous.key() == i ? previous.value() : 0;
+        if (value == before)
             continue;
         if (value == 1) {
             record.insert(RecordKey::AlarmId, i);
