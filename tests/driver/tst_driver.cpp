@@ -174,8 +174,8 @@ private slots:
     void initTestCase()
     {
         QVERIFY2(m_driver.load(), "driver library did not load");
-        const QString scenario = writeScenario("tcp-fault", "at 0 fault 325 on\n");
-        QVERIFY2(m_sim.start({"--units", "64", "--speed", "0", "--scenario", scenario}), qPrintable(m_sim.output()));
+        QVERIFY(writeFile("tcp-fault.scn", "at 0 fault 325 on\n"));
+        QVERIFY2(m_sim.start({"--units", "64", "--speed", "0", "--scenario", "tcp-fault.scn"}), qPrintable(m_sim.output()));
         m_socket.connectToHost("127.0.0.1", quint16(m_sim.port()));
         QVERIFY(m_socket.waitForConnected(10000));
     }

@@ -137,6 +137,8 @@ private slots:
                                                << "\\[vek5\\.battery\\.numbers\\]\nBattery numbers\nType: RANGE NUMBER\n" << "";
         QTest::newRow("setting in range") << QStringList{"upsrw"} + admin + QStringList{"-s", "vek5.battery.numbers=36", "UPS"} << 0 << "OK"
                                           << "vek5.battery.numbers=^36$";
+        QTest::newRow("history name with a path") << QStringList{"upscmd"} + admin + QStringList{"UPS", "vek5.history.download", "../escaped.csv"}
+                                                  << 1 << "ERR INVALID-ARGUMENT" << "";
         QTest::newRow("history out through a link") << QStringList{"upscmd"} + admin + QStringList{"UPS", "vek5.history.download", "link.csv"}
                                                     << 1 << "ERR INSTCMD-FAILED" << "";
     }

@@ -106,11 +106,6 @@ void finish(QProcess& process)
 
 void PtyPair::stop() { finish(m_socat); }
 
-QString SimProcess::program()
-{
-    return qEnvironmentVariable("VEK5_BIN_DIR") + "/upssim";
-}
-
 bool SimProcess::start(const QStringList& arguments)
 {
     m_seen.clear();
@@ -119,7 +114,7 @@ bool SimProcess::start(const QStringList& arguments)
     QStringList args = arguments;
     if (tcp && !args.contains("--tcp"))
         args << "--tcp" << "127.0.0.1:0";
-    m_process.start(program(), args);
+    m_process.start(qEnvironmentVariable("VEK5_BIN_DIR") + "/upssim", args);
     if (!m_process.waitForStarted(10000))
         return false;
     const QRegularExpression ready(tcp ? "listening on 127\\.0\\.0\\.1:(\\d+)" : "serving unit");
@@ -146,13 +141,6 @@ QString SimProcess::output()
         m_seen += QString::fromLocal8Bit(m_process.readAll());
     m_seen += QString::fromLocal8Bit(m_process.readAll());
     return m_seen;
-}
-
-QString writeScenario(const QString& name, const QByteArray& text)
-{
-    const QString path = QDir::current().absoluteFilePath(name + ".scn");
-    writeFile(path, text);
-    return path;
 }
 
 bool writeFile(const QString& path, const QByteArray& content)

@@ -70,7 +70,6 @@ public:
     void stop();
     int port() const { return m_port; }
     QString output();
-    static QString program();
 
 private:
     QProcess m_process;
@@ -78,8 +77,6 @@ private:
     int m_port = 0;
 };
 
-// Writes a scenario file in the working directory; returns its path.
-QString writeScenario(const QString& name, const QByteArray& text);
 bool writeFile(const QString& path, const QByteArray& content);
 // Bytes of every value, the same for a given size.
 QByteArray noise(int size);
