@@ -28,7 +28,7 @@ FakeUnits threeUnits()
     return units;
 }
 
-const char* const kUsers = "# users\n[admin]\n  password = pw\n  actions = SET\n  instcmds = ALL\n[beep]\n password=pw\n"
+const char* const kUsers = "# users\npassword = none\n[admin]\n  password = pw\n  actions = SET\n  instcmds = ALL\n[beep]\n password=pw\n"
     " instcmds = beeper.enable\n[mon]\n password = pw\n upsmon secondary\n[boss]\n password = \"p w\"\n upsmon master\n"
     "stray line\n[bad\n";
 
@@ -141,7 +141,7 @@ private slots:
         NutUsers users;
         QStringList problems;
         users.parse(kUsers, &problems);
-        QCOMPARE(problems.size(), 2);   // the stray line and the bad section
+        QCOMPARE(problems.size(), 3);   // the password before any user, the stray line and the bad section
         FakeUnits units = threeUnits();
         NutServerState state;
         {
