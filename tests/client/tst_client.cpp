@@ -8,6 +8,8 @@
 
 #include <QtTest>
 
+#include <optional>
+
 using Points = QMap<int, float>;
 using Record = QMap<QString, QVariant>;
 
@@ -54,12 +56,54 @@ QList<int> eventTypes(const QSignalSpy& spy, const QList<int>& only = {})
 
 Record recordOf(const QList<QVariant>& args) { return args.at(1).value<Record>(); }
 
+// Replaces whatever `path` is by a file with `content`, or a directory for "<dir>".
+bool plant(const QString& path, const QByteArray& content)
+{
+    QFile::remove(path);
+    QDir(path).removeRecursively();
+    return content == "<dir>" ? QDir().mkpath(path) : writeFile(path, content);
+}
+
 void load(vek5Client& client, const Points& points)
 {
     client.m_dataMap.clear();
     for (auto it = points.constBegin(); it != points.constEnd(); ++it)
         client.parseData(it.key(), it.value());
 }
+
+// dev.ini and param.ini in appDbDir(), which every test program there shares:
+// put back as they were (removed if absent) when this goes.
+struct AppConfig
+{
+    const QStringList files {appDbDir() + "/dev.ini", appDbDir() + "/param.ini"};
+    QList<std::optional<QByteArray>> saved;
+    AppConfig()
+    {
+        QDir().mkpath(appDbDir());
+        for (const QString& path : files)
+            saved << (QFile::exists(path) ? std::optional(readFile(path)) : std::nullopt);
+    }
+    ~AppConfig()
+    {
+        for (int i = 0; i < files.size(); ++i) {
+            QSettings(files[i], QSettings::IniFormat).clear();
+            if (saved[i])
+                writeFile(files[i], *saved[i]);
+            else
+                QFile::remove(files[i]);
+        }
+    }
+    // Replaces the file's settings through QSettings, whose parsed copy every
+    // reader in this process shares: no reliance on file time stamps.
+    static void write(const QString& file, const QVariantMap& values)
+    {
+        QSettings ini(appDbDir() + "/" + file, QSettings::IniFormat);
+        ini.clear();
+        for (auto it = values.constBegin(); it != values.constEnd(); ++it)
+            ini.setValue(it.key(), it.value());
+        ini.sync();
+    }
+};
 
 } // namespace
 
@@ -316,12 +360,13 @@ private slots:
 
     void exportRows_data()
     {
-        QTest::addColumn<QByteArray>("codeMap");   // empty: no code map file
+        QTest::addColumn<QByteArray>("codeMap");   // "<dir>": a directory in its place
         QTest::addColumn<QString>("language");     // language code when the map is read
-        QTest::addColumn<QByteArray>("history");
+        QTest::addColumn<QByteArray>("history");   // "<dir>": a directory in its place
         QTest::addColumn<QString>("path");
         QTest::addColumn<QByteArray>("rows");      // null: no export file
         const QByteArray line("12 1 24 3 5 7 8 9\n");
+        const QByteArray map("12,text A,\n");
         QTest::newRow("third column while language unset") << QByteArray("12,text A,text B\n") << "" << line << "out.csv"
                                                            << QByteArray("12,text B,Appear,2024-03-05 07:08:09,\n");
         QTest::newRow("language 0 takes second column") << QByteArray("12,text A,text B\n") << "0" << QByteArray("12 0 24 3 5 7 8 9\n")
@@ -345,6 +390,20 @@ private slots:
             many += line;
         QTest::newRow("a history longer than one write") << QByteArray("12,a,b\n") << "" << many << "out.csv"
                                                          << QByteArray("12,b,Appear,2024-03-05 07:08:09,\n").repeated(3000);
+        // Broken files: the export reads what it can.
+        QTest::newRow("code map a directory") << QByteArray("<dir>") << "" << line << "out.csv"
+                                              << QByteArray("12,12,Appear,2024-03-05 07:08:09,\n");
+        QTest::newRow("code map noise around a good row") << noise(3000) + "\n12,text A,text B\n" + noise(3000) << "" << line
+                                                          << "out.csv" << QByteArray("12,text B,Appear,2024-03-05 07:08:09,\n");
+        QTest::newRow("code map one huge line") << QByteArray(1 << 20, 'x') << "" << line << "out.csv"
+                                                << QByteArray("12,12,Appear,2024-03-05 07:08:09,\n");
+        QTest::newRow("history a directory") << map << "" << QByteArray("<dir>") << "out.csv" << QByteArray("");
+        QTest::newRow("history noise and short lines") << map << "" << noise(5000) + "\n1 2 3\n\n" + line + "12 0 24 3 5 7 8\n"
+                                                       << "out.csv" << QByteArray("12,text A,Appear,2024-03-05 07:08:09,\n");
+        QTest::newRow("history numbers too large") << map << "" << QByteArray("99999999999 1 24 3 5 7 8 9\n") << "out.csv"
+                                                   << QByteArray("0,0,Appear,2024-03-05 07:08:09,\n");
+        QTest::newRow("export to a full disk") << map << "" << line << "/dev/full" << QByteArray();
+        QTest::newRow("export into a missing folder") << map << "" << line << "no/such/dir.csv" << QByteArray();
     }
 
     void exportRows()
@@ -354,11 +413,9 @@ private slots:
         QFETCH(QByteArray, history);
         QFETCH(QString, path);
         QFETCH(QByteArray, rows);
-        QFile::remove("PVMX/drovaPanel/db/historycodemap.csv");
         QFile::remove("out.csv");
-        if (!codeMap.isEmpty())
-            QVERIFY(writeFile("PVMX/drovaPanel/db/historycodemap.csv", codeMap));
-        QVERIFY(writeFile("history.txt", history));
+        QVERIFY(plant("PVMX/drovaPanel/db/historycodemap.csv", codeMap));
+        QVERIFY(plant("history.txt", history));
         vek5Client client;
         if (!language.isEmpty()) {
             client.m_language = language;
@@ -371,6 +428,7 @@ private slots:
         QVERIFY(QFile::exists("history.txt"));
         if (path != "./history.txt")
             QCOMPARE(readFile("history.txt"), QByteArray());
+        QVERIFY(plant("history.txt", ""));
     }
 
     void flushDataKeys_data()

@@ -102,6 +102,34 @@ int scriptedRead(PortHandle*, char* buffer, int length)
 
 PortHandle g_scripted = {&g_script, scriptedRead, scriptedWrite};
 
+struct PointSink
+{
+    QMap<int, float> values;
+    static void collect(int id, float value, void* context) { static_cast<PointSink*>(context)->values[id] = value; }
+    // Points first..first+count-1 as bytes, cut at the first zero.
+    QByteArray text(int first, int count) const
+    {
+        QByteArray bytes;
+        for (int i = 0; i < count && char(int(values.value(first + i))) != 0; ++i)
+            bytes.append(char(int(values.value(first + i))));
+        return bytes;
+    }
+};
+
+// The real driver library, from the build's bin folder.
+struct DriverLib
+{
+    QLibrary lib {qEnvironmentVariable("VEK5_BIN_DIR") + "/libvek5m_10-30k"};
+    QueryFunc query = nullptr;
+    ControlFunc control = nullptr;
+    bool load()
+    {
+        query = reinterpret_cast<QueryFunc>(lib.resolve("Query"));
+        control = reinterpret_cast<ControlFunc>(lib.resolve("Control"));
+        return query != nullptr && control != nullptr;
+    }
+};
+
 int totalPoints()
 {
     return std::accumulate(std::begin(regmap::kFields), std::end(regmap::kFields), 0,
@@ -146,8 +174,8 @@ private slots:
     void initTestCase()
     {
         QVERIFY2(m_driver.load(), "driver library did not load");
-        const QString scenario = writeScenario("tcp-fault", "at 0 fault 325 on\n");
-        QVERIFY2(m_sim.start({"--units", "64", "--speed", "0", "--scenario", scenario}), qPrintable(m_sim.output()));
+        QVERIFY(writeFile("tcp-fault.scn", "at 0 fault 325 on\n"));
+        QVERIFY2(m_sim.start({"--units", "64", "--speed", "0", "--scenario", "tcp-fault.scn"}), qPrintable(m_sim.output()));
         m_socket.connectToHost("127.0.0.1", quint16(m_sim.port()));
         QVERIFY(m_socket.waitForConnected(10000));
     }
@@ -181,12 +209,12 @@ private slots:
         QCOMPARE(m_driver.query(&g_scripted, 7, PointSink::collect, &sink), result);
         if (result == 0) {
             // Nothing of a failed read reaches the caller, and it stops at the failing block.
-            QVERIFY(sink.calls.isEmpty());
+            QVERIFY(sink.values.isEmpty());
             QCOMPARE(g_script.requests.size(), target + 1);
             return;
         }
         QCOMPARE(g_script.requests.size(), regmap::kBlockCount);
-        QCOMPARE(sink.calls.size(), totalPoints());
+        QCOMPARE(sink.values.size(), totalPoints());
         for (const QByteArray& request : g_script.requests)
             QCOMPARE(quint8(request[0]), quint8(7));
         // The identity block is the second answer: its text bytes carry its fill.

@@ -441,6 +441,13 @@ private slots:
         QTest::newRow("shutdownCmd not executable") << units + "[policy]\nshutdownCmd=/proc/version\n" << tcp
             << "/proc/version is not executable" << ups1;
         QTest::newRow("shell words pass") << units + "[policy]\nshutdownCmd=exec sync;poweroff\n" << tcp << "" << ups1;
+        QTest::newRow("host name") << units << QByteArray("[UPS1]\ncommType=1\nipAddr=ups-1.lan\n") << "" << "UPS1:tcp ups-1.lan:502 addr 1:interval";
+        QTest::newRow("users file readable by anyone") << units + "[nut]\nusers=/proc/version\n" << tcp
+            << "/proc/version is readable by anyone; it holds passwords (chmod 640 or 600)" << ups1;
+        QTest::newRow("no dev.ini") << units << QByteArray() << "dev.ini does not exist" << "";
+        QTest::newRow("no param.ini") << QByteArray() << tcp << "param.ini does not exist" << "";
+        QTest::newRow("shutdownCmd a directory") << units + "[policy]\nshutdownCmd=/tmp\n" << tcp << "/tmp is not executable" << ups1;
+        QTest::newRow("shutdownCmd on the PATH") << units + "[policy]\nshutdownCmd=sync -f\n" << tcp << "" << ups1;
     }
 
     void check()
@@ -450,7 +457,7 @@ private slots:
         QFETCH(QString, problems);
 
         QTemporaryDir dir;
-        QVERIFY(writeFile(dir.filePath("param.ini"), param) && writeFile(dir.filePath("dev.ini"), dev));
+        QVERIFY((param.isNull() || writeFile(dir.filePath("param.ini"), param)) && (dev.isNull() || writeFile(dir.filePath("dev.ini"), dev)));
         HostConfig config;
         config.load(dir.path());
         const QStringList got = config.problems();
@@ -546,6 +553,10 @@ private slots:
         row("options", "--nut-listen garbage", "--nut-listen: \"garbage\" is not ADDR:PORT");
         row("options", "--web-listen [::1]:x", "--web-listen: \"[::1]:x\" is not ADDR:PORT (IPv4 or [IPv6] address, port 0-65535) or off");
         row("options", "--bogus", "Unknown option 'bogus'.");
+        row("options", "stray", "unexpected argument: stray");
+        row("options", "--duration soon", "--duration needs a whole number 1-31536000, got \"soon\"");
+        row("options", "--command U:self.destruct", "--command U:self.destruct: unknown command \"self.destruct\" (see --help)");
+        row("options", "--command U:beeper.disable:1", "--command U:beeper.disable:1: beeper.disable takes no value, got \"1\"");
         // command: "NAME:VALUE" -> "ID sent CONFIRM-POINT=VALUE", the refusal, or "none".
         row("command", "beeper.disable:", "1010 '' 4260=0");
         row("command", "beeper.disable:1", "beeper.disable takes no value, got \"1\"");

@@ -26,11 +26,6 @@ const char* const kConsumerReads[][2] = {
     {"battery.charge.low", "20"}, {"battery.runtime.low", "60"}, {"driver.name", "upsmon-host"},
     {"driver.version", "\\d+\\.\\d+\\.\\d+"},
 };
-// History downloads that must stay out of anywhere but the host's directory;
-// "link.csv" there leads to "../linked.csv".
-const char* const kRefusedNames[] = {"../escaped.csv", "/tmp/upsmon-escaped.csv", "upsmon/escaped.csv", "link.csv"};
-QString refusedTarget(const QString& name) { return name == "link.csv" ? "../linked.csv" : name; }
-
 
 // The program's output, stdout and stderr; `exitCode` -1 when it did not finish.
 QString run(const QString& program, const QStringList& args, int* exitCode = nullptr)
@@ -63,8 +58,8 @@ private slots:
             QSKIP("host, plugin or driver not built");
         const QString db = m_dir.filePath("PVMX/drovaPanel/db/");
         QVERIFY(QDir().mkpath(m_dir.filePath("upsmon")));
-        for (const char* name : kRefusedNames)
-            QFile::remove(m_dir.filePath(refusedTarget(name)));
+        // A history download must stay in the host's directory: "link.csv" leads out of it.
+        QFile::remove(m_dir.filePath("../linked.csv"));
         QVERIFY(QFile::link("../linked.csv", m_dir.filePath("link.csv")));
         QVERIFY(writeFile(m_dir.filePath("scenario.scn"), kScenario));
         // Unit 2 stays on mains: the units added and removed by the reload.
@@ -130,7 +125,7 @@ private slots:
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QString>("output");         // regular expression
         QTest::addColumn<QString>("then");           // VARIABLE=REGEX that upsc must come to show
-        const QStringList admin{"-u", "admin", "-p", "adminpw"}, beeper{"-u", "beeper", "-p", "beeperpw"};
+        const QStringList admin{"-u", "admin", "-p", "adminpw"};
         QTest::newRow("upsc lists the variables") << QStringList{"upsc", "UPS"} << 0
             << "battery\\.charge: \\d+\n(.*\n)*input\\.L1-N\\.voltage: 2\\d\\d(\\.\\d+)?\n(.*\n)*ups\\.status: OL" << "";
         QTest::newRow("every listen address") << QStringList{"upsc", "UPS1@[::1]:" + QString::number(m_port), "ups.status"} << 0
@@ -138,15 +133,14 @@ private slots:
         for (const auto& read : kConsumerReads)
             QTest::newRow(read[0]) << QStringList{"upsc", "UPS", read[0]} << 0 << QString("^%1\n$").arg(read[1]) << "";
         QTest::newRow("beeper off") << QStringList{"upscmd"} + admin + QStringList{"UPS", "beeper.disable"} << 0 << "OK" << "ups.beeper.status=^disabled$";
-        QTest::newRow("beeper on, allowed by name") << QStringList{"upscmd"} + beeper + QStringList{"UPS", "beeper.enable"} << 0 << "OK"
-                                                    << "ups.beeper.status=^enabled$";
         QTest::newRow("upsrw shows a setting") << QStringList{"upsrw", "UPS"} << 0
                                                << "\\[vek5\\.battery\\.numbers\\]\nBattery numbers\nType: RANGE NUMBER\n" << "";
         QTest::newRow("setting in range") << QStringList{"upsrw"} + admin + QStringList{"-s", "vek5.battery.numbers=36", "UPS"} << 0 << "OK"
                                           << "vek5.battery.numbers=^36$";
-        for (const char* name : kRefusedNames)
-            QTest::newRow(name) << QStringList{"upscmd"} + admin + QStringList{"UPS", "vek5.history.download", name} << 1
-                                << "ERR (INVALID-ARGUMENT|INSTCMD-FAILED)" << "";
+        QTest::newRow("history name with a path") << QStringList{"upscmd"} + admin + QStringList{"UPS", "vek5.history.download", "../escaped.csv"}
+                                                  << 1 << "ERR INVALID-ARGUMENT" << "";
+        QTest::newRow("history out through a link") << QStringList{"upscmd"} + admin + QStringList{"UPS", "vek5.history.download", "link.csv"}
+                                                    << 1 << "ERR INSTCMD-FAILED" << "";
     }
 
     void clients()
@@ -213,8 +207,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(readFile(m_dir.filePath("host.log")).contains("history written to " + dir + "/history.csv ("), 20000);
         QVERIFY(readFile(m_dir.filePath("host.log")).contains("vek5.history.download refused: \"link.csv\" is not a file of the "
                                                               "history directory " + dir + " (by admin@127.0.0.1)"));
-        for (const char* name : kRefusedNames)
-            QVERIFY2(!QFileInfo::exists(m_dir.filePath(refusedTarget(name))), name);
+        QVERIFY(!QFileInfo::exists(m_dir.filePath("../linked.csv")));
     }
 private:
     QString ups() const { return QStringLiteral("UPS1@127.0.0.1:%1").arg(m_port); }

@@ -28,7 +28,7 @@ FakeUnits threeUnits()
     return units;
 }
 
-const char* const kUsers = "# users\n[admin]\n  password = pw\n  actions = SET\n  instcmds = ALL\n[beep]\n password=pw\n"
+const char* const kUsers = "# users\npassword = none\n[admin]\n  password = pw\n  actions = SET\n  instcmds = ALL\n[beep]\n password=pw\n"
     " instcmds = beeper.enable\n[mon]\n password = pw\n upsmon secondary\n[boss]\n password = \"p w\"\n upsmon master\n"
     "stray line\n[bad\n";
 
@@ -128,6 +128,9 @@ private slots:
         row("primary", "USERNAME boss|PASSWORD \"p w\"|PRIMARY UPS1|MASTER UPS1|FSD UPS1|GET VAR UPS1 ups.status|LOGIN UPS9",
             "^OK PRIMARY-GRANTED\nOK MASTER-GRANTED\nOK FSD-SET\nVAR UPS1 ups.status \"FSD OL CHRG\"\nERR UNKNOWN-UPS\n$");
         row("logout", "LOGOUT", "^OK Goodbye\n$");
+        row("word counts", "PROTVER|USERNAME|GET VAR|GET NUMLOGINS UPS1 x|LIST|SET VAR UPS1|INSTCMD UPS1|LOGIN|PRIMARY|FSD|PRIMARY UPS1",
+            "^1.3\nERR INVALID-USERNAME\n(ERR INVALID-ARGUMENT\n){8}ERR USERNAME-REQUIRED\n$");
+        row("rights for a unit", "USERNAME mon|PASSWORD pw|PRIMARY UPS9|FSD UPS9|FSD UPS1", "^ERR UNKNOWN-UPS\nERR UNKNOWN-UPS\nERR ACCESS-DENIED\n$");
     }
 
     void session()
@@ -138,7 +141,7 @@ private slots:
         NutUsers users;
         QStringList problems;
         users.parse(kUsers, &problems);
-        QCOMPARE(problems.size(), 2);   // the stray line and the bad section
+        QCOMPARE(problems.size(), 3);   // the password before any user, the stray line and the bad section
         FakeUnits units = threeUnits();
         NutServerState state;
         {

@@ -66,10 +66,12 @@ void tst_web_api::api_data()
         "\"tables\":\\[\\{\"title\":\"Input\"\\}\\],\"values\":\\{\"battery.charge\":87.5,\"device.model\":\"VEK5\"");
     row("unknown unit", "", "GET /api/units/UPS9", 404, "^\\{\"error\":\"unknown unit \\\\\"UPS9\\\\\"\"\\}$");
     row("alarms", "", "GET /api/units/UPS1/alarms", 200, "\\[\\{\"index\":325,\"text\":\"Rectifier_Fan failure\"\\}\\]");
+    row("alarms of an unknown unit", "", "GET /api/units/UPS9/alarms", 404, "unknown unit \\\\\"UPS9\\\\\"");
     row("events, the oldest gone", "", "GET /api/units/UPS1/events", 200,
         "\"events\":\\[\\{\"seq\":2,\"text\":\"mid\"\\},\\{\"seq\":4,\"text\":\"b\"\\}\\],\"last\":4");
     row("events since", "", "GET /api/units/UPS1/events?since=2", 200, "\"events\":\\[\\{\"seq\":4,\"text\":\"b\"\\}\\],");
     row("events since garbage", "", "GET /api/units/UPS1/events?since=-4", 400, "since must be");
+    row("events of an unknown unit", "", "GET /api/units/UPS9/events", 404, "unknown unit");
     row("catalogue", "", "GET /api/catalogue", 200, "\"name\":\"beeper.disable\".*\\{\"label\":\"Battery numbers\",\"max\":180,"
         "\"min\":16,\"name\":\"vek5.battery.numbers\",\"point\":3017\\}.*\"tables\":\\[\\{\"rows\":");
     row("no such page", "", "GET /api/nothing", 404, "no such page");
@@ -80,6 +82,7 @@ void tst_web_api::api_data()
     row("metrics", "", "GET /metrics", 200, "^up 1$");
     row("history", "", "GET /api/units/UPS1/history.csv", 200, "^Time,Code\n$");
     row("no history", "", "GET /api/units/LOST/history.csv", 404, "no history export of LOST");
+    row("history of an unknown unit", "", "GET /api/units/UPS9/history.csv", 404, "unknown unit");
     row("session", "admin", "GET /api/session", 200, "\"csrfToken\":\"[0-9a-f]{32}\",\"mayFsd\":true,\"maySet\":true,\"user\":\"admin\"");
     row("view needs login", "noview", "GET /api/units", 401, "login required");
     row("logged in may view", "admin noview", "GET /api/units/UPS1/alarms", 200, "Rectifier");
@@ -95,6 +98,8 @@ void tst_web_api::api_data()
     row("after logout", "admin logout", "POST /api/units/UPS1/commands/beeper.disable", 403, "login required");
     row("no right", "beep", "POST /api/units/UPS1/commands/beeper.disable", 403, "user beep may not run beeper.disable");
     row("unknown command", "admin", "POST /api/units/UPS1/commands/self.destruct", 404, "unknown command");
+    row("command to an unknown unit", "admin", "POST /api/units/UPS9/commands/beeper.disable", 404, "unknown unit");
+    row("forced shutdown of an unknown unit", "admin", "POST /api/units/UPS9/fsd", 404, "unknown unit");
     row("forced shutdown", "admin", "POST /api/units/UPS1/fsd", 202, "\"fsd\":true", {admin + "fsd UPS1"});
     row("forced shutdown without the right", "beep", "POST /api/units/UPS1/fsd", 403, "may not force a shutdown");
     row("silent unit", "admin", "POST /api/units/LOST/commands/beeper.disable", 409, "not communicating");
@@ -109,9 +114,14 @@ void tst_web_api::api_data()
     row("options in the unit's order", "admin", "PUT /api/units/UPS1/settings/vek5.charge.current.limit {\"value\": \"13.0\"}",
         422, "\"options\":\\[\"0.5\",\"1.0\",\"2.0\",\"3.0\"");
     row("setting without value", "admin", "PUT /api/units/UPS1/settings/3017 [40]", 400, "must be");
+    row("setting neither number nor text", "admin", "PUT /api/units/UPS1/settings/3017 {\"value\": true}", 400, "must be");
     row("setting unknown", "admin", "PUT /api/units/UPS1/settings/ups.load {\"value\": 1}", 404, "unknown setting");
+    row("setting of an unknown unit", "admin", "PUT /api/units/UPS9/settings/3017 {\"value\": 40}", 404, "unknown unit");
+    row("setting of a silent unit", "admin", "PUT /api/units/LOST/settings/3017 {\"value\": 40}", 409, "unit LOST is not communicating");
     row("setting without right", "beep", "PUT /api/units/UPS1/settings/3017 {\"value\": 40}", 403, "may not change settings");
     row("login wrong password", "", "POST /api/login {\"user\":\"admin\",\"password\":\"no\"}", 401, "wrong user or password");
+    row("login without a user", "", "POST /api/login {\"password\":\"pw\"}", 401, "wrong user or password");
+    row("login body not JSON", "", "POST /api/login user=admin", 400, "not a JSON object");
     row("login from elsewhere", "origin", "POST /api/login {\"user\":\"admin\",\"password\":\"pw\"}", 403, "another origin");
 }
 

@@ -44,7 +44,6 @@ private slots:
     {
         QTest::addColumn<QStringList>("args");   // curl's, the path (or "http:" and the path) last
         QTest::addColumn<QString>("reply");      // over the body, the status line and curl's complaint
-        QTest::newRow("site") << QStringList{"/api/units"} << "\"name\":\"UPS1\".*\n200$";
         QTest::newRow("plain HTTP refused") << QStringList{"http:/api/units"} << "\n000";
         QTest::newRow("live stream") << QStringList{"-N", "--max-time", "3", "/api/events"}
             << "^retry: 3000\n\nevent: status\ndata: \\{[^\n]*\"name\":\"UPS1\"";
