@@ -3,7 +3,7 @@
 # loopback Modbus TCP, at several sizes in one run, against a reference
 # measured in the same run.
 #
-#   [INTERVAL=S] [WINDOW=S] [PER_SIM=N] [SHOW_DATA=1|0] [REFERENCE=1|0] [BUILD=DIR] \
+#   [INTERVAL=S] [WINDOW=S] [PER_SIM=N] [SHOW_DATA=1|0] [REFERENCE=1|0] [PEER=1|0] [BUILD=DIR] \
 #       [POLL_MODE=interval|timer] bench/soak_units.sh UNITS...
 #
 # Defaults: pollMode=interval, interval 5 s, a 60 s measuring window, at most 200 units per
@@ -17,6 +17,10 @@
 # BM_CycleSteady, CPU, median of 5) and a full read over loopback TCP
 # (bench_tcp_read, the driver's Query, median of 1000); the budget per
 # unit-cycle is 3 x the cycle + 1 x the read.
+#
+# Peer (PEER=1): for each UNITS up to 247, first NUT's generic_modbus on the
+# same units, interval and window (bench/nut_peer.sh); the host's CPU per
+# unit-cycle is then also given as a ratio to the peer's CPU per poll.
 #
 # For each UNITS: starts ceil(UNITS / PER_SIM) upssim processes, gives the host
 # one dev.ini group per unit (pollMode=interval, the NUT server and the web
@@ -107,15 +111,23 @@ for units in "$@"; do
   args=(--headless --json --command U0001:beeper.disable)
   [ "$show_data" = 1 ] && args+=(--show-data)
 
+  peer_us=0
+  if [ "${PEER:-0}" = 1 ] && [ "$units" -le 247 ]; then
+    echo "== $units units, NUT's generic_modbus"
+    peer_out=$(INTERVAL=$interval WINDOW=$window BUILD=$build "$here/nut_peer.sh" "$units") || status=1
+    echo "$peer_out"
+    peer_us=$(sed -n 's/^RESULT peer_us_per_poll=\([0-9]*\).*/\1/p' <<<"$peer_out")
+    peer_us=${peer_us:-0}
+  fi
   echo "== $units units, $sims simulator(s)"
   set +e
   (cd "$app" && exec python3 - "$units" "$interval" "$window" "$show_data" "$ref_cycle_us" "$ref_read_us" \
-      "$run" "${ports[*]}" "$poll_mode" ./upsmon-host "${args[@]}") <<'PY'
+      "$peer_us" "$run" "${ports[*]}" "$poll_mode" ./upsmon-host "${args[@]}") <<'PY'
 import glob, json, os, signal, subprocess, sys, threading, time
 
 units, interval, window, show_data = int(sys.argv[1]), int(sys.argv[2]), int(sys.argv[3]), sys.argv[4] == "1"
-ref_cycle, ref_read = float(sys.argv[5]), float(sys.argv[6])
-run, sim_ports, poll_mode, cmd = sys.argv[7], set(sys.argv[8].split()), sys.argv[9], sys.argv[10:]
+ref_cycle, ref_read, peer = float(sys.argv[5]), float(sys.argv[6]), float(sys.argv[7])
+run, sim_ports, poll_mode, cmd = sys.argv[8], set(sys.argv[9].split()), sys.argv[10], sys.argv[11:]
 kBytesPerCycle = 48
 failed = []
 
@@ -235,12 +247,15 @@ budget = 3 * ref_cycle + ref_read
 print(f"cpu: {cpu_s:.2f} s in {span:.1f} s = {100 * cpu_s / span:.2f} % of one core; "
       f"{per_cycle_us:.0f} us per unit-cycle" + (f" = {per_cycle_us / ref_cycle:.1f} x BM_CycleSteady, "
       f"{per_cycle_us / budget:.2f} x budget" if ref_cycle > 0 else ""))
+if peer > 0:
+    print(f"beside NUT's generic_modbus: {per_cycle_us:.0f} us per unit-cycle (817 points) against {peer:.0f} us "
+          f"per poll (its two states): {per_cycle_us / peer:.2f} x")
 print(f"context switches: {ctx:.3f} voluntary per unit per second; threads {tasks}; "
       f"VmHWM {hwm} kB ({hwm / 1024:.1f} MB), VmRSS {rss} kB")
 print(f"RESULT units={units} cpu_pct={100 * cpu_s / span:.2f} us_per_cycle={per_cycle_us:.0f} "
       f"ratio_cycle={per_cycle_us / ref_cycle if ref_cycle else 0:.2f} ratio_budget={per_cycle_us / budget if budget else 0:.2f} "
       f"ctx_per_unit_s={ctx:.3f} threads={tasks} vmhwm_kb={hwm} start_s={t_answered:.1f} "
-      f"command_ms={latency_ms:.0f} stop_s={stop_s:.2f}")
+      f"command_ms={latency_ms:.0f} stop_s={stop_s:.2f} ratio_peer={per_cycle_us / peer if peer else 0:.2f}")
 sys.exit(1 if failed else 0)
 PY
   rc=$?
