@@ -51,9 +51,11 @@ for i in $(seq 1 "$units"); do
 done >"$work/ups.conf"
 chmod 0640 "$work"/*.conf "$work/upsd.users"
 
+# Started a little apart: a driver whose first connect times out gives up.
 for i in $(seq 1 "$units"); do
   "$driver" -a "u$i" -F -u root >"$work/driver$i.log" 2>&1 &
   pids+=("$!")
+  sleep 0.05
 done
 "$upsd" -F -u root >"$work/upsd.log" 2>&1 &
 pids+=("$!")

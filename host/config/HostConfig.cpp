@@ -167,8 +167,10 @@ void HostConfig::readNut(IniReader& ini, const ConfigOverrides& overrides)
 {
     m_nut.maxAge = m_maxAge;
     QString listen = ini.text("listen", kDefaultNutListen);
-    if (!overrides.nutListen.isEmpty())
+    if (!overrides.nutListen.isEmpty()) {
         listen = overrides.nutListen;
+        ini.overridden("listen", listen, "--nut-listen");
+    }
     QString error;
     if (!NutServerConfig::parseListen(listen, &m_nut.listen, &error))
         ini.problem(QStringLiteral("listen"), error);
@@ -183,8 +185,10 @@ void HostConfig::readNut(IniReader& ini, const ConfigOverrides& overrides)
 void HostConfig::readMetrics(IniReader& ini, const ConfigOverrides& overrides)
 {
     QString listen = ini.text("listen", "").trimmed();
-    if (!overrides.metricsListen.isEmpty())
+    if (!overrides.metricsListen.isEmpty()) {
         listen = overrides.metricsListen;
+        ini.overridden("listen", listen, "--metrics-listen");
+    }
     if (listen.compare(QLatin1String("off"), Qt::CaseInsensitive) == 0)
         listen.clear();
     QString error;

@@ -46,6 +46,11 @@ T IniReader::note(const char* key, T value, const QString& shown)
     return value;
 }
 
+void IniReader::overridden(const char* key, const QString& value, const char* option)
+{
+    note(key, value, QStringLiteral("%1 (%2)").arg(value, QLatin1String(option)));
+}
+
 QStringList IniReader::effective() const
 {
     QStringList lines;

@@ -41,6 +41,9 @@ public:
     const QStringList& problems() const { return m_problems; }
     // "key=value" for every key read, with the value as it will be used.
     QStringList effective() const;
+    // A command-line `option` gave the key's value: shown as used, with where
+    // it came from.
+    void overridden(const char* key, const QString& value, const char* option);
 
 private:
     // The value as written, or a null string when the key is absent.

@@ -47,8 +47,10 @@ WebSettings WebSettings::read(IniReader& ini, const QString& configDir, const QS
 {
     WebSettings s;
     QString listen = ini.text("listen", "127.0.0.1:8080");
-    if (!listenOverride.isEmpty())
+    if (!listenOverride.isEmpty()) {
         listen = listenOverride;
+        ini.overridden("listen", listen, "--web-listen");
+    }
     QString error;
     if (!parseListen(listen, &s, &error))
         ini.problem(QStringLiteral("listen"), error);

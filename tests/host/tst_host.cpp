@@ -495,6 +495,11 @@ private slots:
         const QString command = QString::fromUtf8(line);
         QCOMPARE(config.policy().notifyCmd, command);
         QVERIFY(config.effective().contains("[policy] notifyCmd=" + command));
+        // --check-config --print shows what the command line put in place of the file's.
+        config.load(dir.path(), ConfigOverrides{"127.0.0.1:3493", "off", "[::1]:8081", {}});
+        for (const char* line : {"[nut] listen=127.0.0.1:3493 (--nut-listen)", "[metrics] listen=off (--metrics-listen)",
+                                 "[web] listen=[::1]:8081 (--web-listen)"})
+            QVERIFY2(config.effective().contains(line), line);
         // What --dry-run shows is what would run.
         PolicySettings policy = config.policy();
         policy.notifyCmd += "x";    // an empty command is not run at all
