@@ -609,7 +609,7 @@ private slots:
         // console: "MODE KIND" of an event at T of U -> what reaches the console.
         row("console", "text comm", "T U comm 1041: x\n");
         row("console", "text data", "");
-        row("console", "json+data data", "{\"kind\":\"data\",\"text\":\"x\",\"time\":\"T\",\"type\":1041,\"unit\":\"U\"}\n");
+        row("console", "json+data data", "{\"code\":7,\"kind\":\"data\",\"state\":1,\"text\":\"x\",\"time\":\"T\",\"type\":1041,\"unit\":\"U\"}\n");
     }
 
     void texts()
@@ -674,7 +674,7 @@ private slots:
             FILE* out = std::tmpfile();
             {
                 ConsoleOutput console(input.startsWith("json"), input.contains("+data"), nullptr, out);
-                console.print({"T", "U", 1041, input.section(' ', 1), -1, -1, "x", {}, {}});
+                console.print({"T", "U", 1041, input.section(' ', 1), 7, 1, "x", {}, {}});
             }
             std::rewind(out);
             char buffer[512] = {};

@@ -6,6 +6,7 @@
 
 #include "TestRig.h"
 #include "NutLineParser.h"
+#include "NutLoginGuard.h"
 #include "NutServer.h"
 #include "NutSession.h"
 #include "NutUsers.h"
@@ -70,6 +71,32 @@ private slots:
         QStringList back;
         QVERIFY(NutLineParser::split("W " + NutLineParser::quote("a \"b\" \\c\nd"), &back));
         QCOMPARE(back, QStringList({"W", "a \"b\" \\c d"}));
+    }
+
+    void guard_data()
+    {
+        QTest::addColumn<QString>("failures");  // "ADDRESS@SECONDS,..." in order
+        QTest::addColumn<int>("at");            // seconds
+        QTest::addColumn<QString>("blocked");   // addresses refused then
+        QTest::newRow("five within a minute") << "A@0,A@10,A@20,A@30,A@59" << 59 << "A";
+        QTest::newRow("the first a minute before the fifth") << "A@0,A@10,A@20,A@30,A@60" << 60 << "";
+        QTest::newRow("blocked for a minute") << "A@0,A@1,A@2,A@3,A@4,B@5" << 63 << "A";
+        QTest::newRow("block over") << "A@0,A@1,A@2,A@3,A@4" << 64 << "";
+    }
+
+    // Failed logins from one address within a minute block it for a minute.
+    void guard()
+    {
+        QFETCH(QString, failures);
+        QFETCH(int, at);
+        NutLoginGuard guard;
+        for (const QString& f : failures.split(','))
+            guard.failed(f.section('@', 0, 0), "u", f.section('@', 1).toLongLong() * 1000);
+        QStringList refused;
+        for (const QString address : {"A", "B"})
+            if (guard.blocked(address, at * 1000LL))
+                refused += address;
+        QTEST(refused.join(','), "blocked");
     }
 
     void session_data()
