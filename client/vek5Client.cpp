@@ -398,9 +398,9 @@ void vek5Client::parseData(int id, float value)
     // A read reports its points in the register table's order, the same
     // points each cycle: the entry due next is where the last one ended, so
     // the map is walked once instead of searched from its root per point.
-    // The walk starts afresh with each read and once the map is shared
-    // (begin() then unshares it from the last record's copy).
-    if (!m_walking) {
+    // The walk starts afresh with each read and whenever the map is shared
+    // (begin() then unshares it, from the last record's copy say).
+    if (!m_walking || !m_dataMap.isDetached()) {
         m_walk = m_dataMap.begin();
         m_walking = true;
     }
@@ -582,7 +582,6 @@ void vek5Client::reportData()
     }
 
     record.insert(RecordKey::Data, QVariant::fromValue(m_dataMap));
-    m_walking = false;      // the map is shared now: the next write copies it first
     emit postDEvent(EventType::DataReport, record);
 
     flushData(m_dataMap);

@@ -10,11 +10,10 @@
 #include <QMap>
 #include <QStringList>
 #include <QVariant>
+#include <QVector>
 
 #include "DerivedEvent.h"
 #include "PointArray.h"
-
-#include <QVector>
 #include "UnitStatus.h"
 
 class StatusModel
