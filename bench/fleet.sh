@@ -36,7 +36,6 @@ stop_all() {
   for p in "${pids[@]}"; do wait "$p" 2>/dev/null || true; done
 }
 trap stop_all EXIT
-free_port() { python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'; }
 wait_for() {   # SECONDS COMMAND...: polls until the command succeeds
   local limit=$1; shift
   for _ in $(seq $((limit * 2))); do "$@" && return 0; sleep 0.5; done; return 1

@@ -17,7 +17,7 @@ seconds=${2:-60}
 units=${3:-8}
 host_bench_setup nutload "${4:-build}" "$units"
 
-nut_port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+nut_port=$(free_port)
 printf '[host]\nunits=%s\n[nut]\nlisten=127.0.0.1:%s\nmaxClients=%d\n' "$names" "$nut_port" $((clients + 10)) >"$db/param.ini"
 write_units 1
 

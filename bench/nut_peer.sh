@@ -37,7 +37,7 @@ trap cleanup EXIT
 start_simulator "$bin" "$work/sim.log" --units "$units" || exit 1
 pids+=("$sim_pid")
 sim_port=$port
-upsd_port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+upsd_port=$(free_port)
 
 export NUT_CONFPATH=$work NUT_STATEPATH=$work NUT_ALTPIDPATH=$work
 printf 'LISTEN 127.0.0.1 %s\n' "$upsd_port" >"$work/upsd.conf"

@@ -104,8 +104,8 @@ for units in "$@"; do
     printf '[U%04d]\ncommType=1\nipAddr=127.0.0.1\nport=%s\naddr=%d\ninterval=%d\nretries=3\n\n' \
       $((i + 1)) "${ports[$((i / per_sim))]}" $((i % per_sim + 1)) "$interval" >>"$db/dev.ini"
   done
-  nut_port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
-  web_port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+  nut_port=$(free_port)
+  web_port=$(free_port)
   printf 'Language=0\n\n[host]\nunits=%s\nlogInterval=60\nanswerTimeout=120\npollMode=%s\nmaxAge=%d\n[nut]\nlisten=127.0.0.1:%s\n[web]\nlisten=127.0.0.1:%s\n' \
     "$names" "$poll_mode" $((3 * interval + 15)) "$nut_port" "$web_port" >"$db/param.ini"
   args=(--headless --json --command U0001:beeper.disable)

@@ -1,5 +1,10 @@
 # Sourced by the scripts that run the simulator.
 #
+#   free_port
+#
+# Prints a loopback TCP port that is free now.
+free_port() { python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'; }
+#
 #   start_simulator BIN_DIR LOG [upssim options...]
 #
 # Starts BIN_DIR/upssim on a free port of 127.0.0.1 with its output in LOG,

@@ -29,7 +29,7 @@ pids+=("$!")
 metrics_address() { metrics=$(sed -n 's|.*metrics on http://\([0-9.:]*\)/metrics.*|\1|p' "$work/host.log") && [ -n "$metrics" ]; }
 wait_for 30 metrics_address || fail "the host does not serve metrics"
 
-prom_port=$(python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+prom_port=$(free_port)
 cat >"$work/prometheus.yml" <<YML
 global: {scrape_interval: 1s, evaluation_interval: 1s}
 rule_files: ["$src/docs/alerts.yml"]
