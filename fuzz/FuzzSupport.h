@@ -1,12 +1,9 @@
 #ifndef FUZZSUPPORT_H
 #define FUZZSUPPORT_H
 
-// Shared by the fuzz targets: a quiet Qt (the code under test logs every
-// refusal, which would drown the fuzzer's output), an application object,
-// and a check that turns a broken property into a crash the fuzzer records.
+// For the fuzz targets: a quiet Qt (logged refusals would drown the output), an app, a property check.
 
 #include <QCoreApplication>
-#include <QFile>
 
 #include <cstdio>
 #include <cstdlib>
@@ -24,15 +21,6 @@ inline void initQt()
     // Never deleted: the targets' objects outlive any exit path.
     static QCoreApplication* app = new QCoreApplication(argc, argv);
     Q_UNUSED(app);
-}
-
-// Replaces the file at `path` with the given bytes.
-inline void writeFile(const char* path, const void* data, size_t size)
-{
-    QFile file(QString::fromLatin1(path));
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)
-        || file.write(static_cast<const char*>(data), qint64(size)) != qint64(size))
-        std::abort();
 }
 
 } // namespace fuzz

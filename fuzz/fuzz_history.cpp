@@ -1,10 +1,9 @@
-// The collector's history files, as the driver or anything else may have
-// left them. Input: one byte of mode bits (2: the bytes are the code map
-// "./PVMX/drovaPanel/db/historycodemap.csv", read in language 1 or 0 by bit
-// 1, and a fixed history is exported through it; else they are
-// "./history.txt", exported through a fixed map), then the file's bytes.
+// The collector's history files as anything may have left them. Input: a byte of mode bits (2: the
+// rest is the code map, read in language 1 or 0 by bit 1, for a fixed history; else the history, for a
+// fixed map), then the file's bytes.
 
 #include "FuzzSupport.h"
+#include "TestBytes.h"
 #include "vek5Client.h"
 
 #include <QDir>
@@ -34,9 +33,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const bool codeMap = (data[0] & 2) != 0;
     const char map[] = "1,Mains abnormal,Mains abnormal\n2,Bypass abnormal,\n65535,Last,\n";
     const char history[] = "1 1 24 01 02 03 04 05\n0 0 99 12 31 23 59 59\n-7 2 00 00 00 00 00 00\n";
-    fuzz::writeFile(kMap, codeMap ? data + 1 : reinterpret_cast<const uint8_t*>(map), codeMap ? size - 1 : sizeof map - 1);
-    fuzz::writeFile(kHistory, codeMap ? reinterpret_cast<const uint8_t*>(history) : data + 1,
-                    codeMap ? sizeof history - 1 : size - 1);
+    const QByteArray input(reinterpret_cast<const char*>(data + 1), int(size - 1));
+    FUZZ_CHECK(writeFile(kMap, codeMap ? input : QByteArray(map)) && writeFile(kHistory, codeMap ? QByteArray(history) : input));
     g_client->m_language = (data[0] & 1) ? "1" : "0";
     g_client->initHistoryInfo();
     QFile::remove(kOut);
@@ -47,9 +45,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     QFile out(kOut);
     FUZZ_CHECK(out.open(QIODevice::ReadOnly));
     FUZZ_CHECK(out.readLine() == "ID,Content,Status,Time,\n");
-    // One row per line of at least eight fields, each ending ",\n"; the fixed
-    // history gives three, whatever the texts: a mapped text that held a line
-    // break would have split a row.
+    // One row per line of eight fields or more, each ending ",\n"; the fixed history gives three
+    // whatever the texts (a mapped line break would split a row).
     int rows = 0;
     for (; !out.atEnd(); ++rows)
         FUZZ_CHECK(out.readLine().endsWith(",\n"));

@@ -1,6 +1,4 @@
-// The communication layer: Modbus frames against an independent CRC, the
-// RTU <-> Modbus TCP reframing against loopback sockets (the driver tests
-// check it end to end against the simulator), the serial port and the port manager on real pseudo-terminals.
+// Modbus frames against an independent CRC, TCP reframing on loopback, serial port and manager on ptys.
 
 #include "PortManage.h"
 #include "SerialPort.h"
@@ -18,8 +16,7 @@
 #include <thread>
 #include <unistd.h>
 
-// The pty driver forces CS8 and clears PARENB, so the character format is
-// checked on what the port last asked for; the rest is read back from the kernel.
+// The pty forces CS8 and clears PARENB: the character format is checked on what the port asked for.
 namespace {
 termios g_lastRequest {};
 std::atomic<bool> g_fakeModem {false};
@@ -59,17 +56,6 @@ extern "C" int ioctl(int fd, unsigned long request, ...)
 }
 
 namespace {
-
-QByteArray withCrc(QByteArray bytes)
-{
-    quint16 crc = 0xFFFF;
-    for (char c : bytes) {
-        crc ^= quint8(c);
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 1) ? quint16((crc >> 1) ^ 0xA001) : quint16(crc >> 1);
-    }
-    return bytes.append(char(crc & 0xFF)).append(char(crc >> 8));
-}
 
 unsigned char* u8(QByteArray& bytes) { return reinterpret_cast<unsigned char*>(bytes.data()); }
 
@@ -295,8 +281,7 @@ private slots:
         QCOMPARE(int(tio.c_iflag & (IXON | IXOFF | ICRNL | ISTRIP)), 0);
         QCOMPARE(int(tio.c_oflag & OPOST), 0);
         QCOMPARE(int(tio.c_cc[VMIN]), 0);
-        // A timeout change while open reaches the line at once; closed, ReOpen
-        // applies the kept settings again.
+        // A timeout change reaches an open line at once; ReOpen applies the kept settings again.
         port.setTimeout(700);
         QCOMPARE(int(pty.attributes().c_cc[VTIME]), 7);
         port.close();
@@ -306,9 +291,8 @@ private slots:
         QCOMPARE(int(pty.attributes().c_cc[VTIME]), 7);
     }
 
-    // The bytes cross unchanged, the traffic log records them, and a read
-    // returns as soon as bytes are there: it once read again until the buffer
-    // was full and waited out the whole read timer after every answer.
+    // Bytes cross unchanged and are logged; a read returns once bytes are there (it once waited
+    // for a full buffer, out to the read timer, after every answer).
     void bytesBothWaysAndPromptRead()
     {
         QByteArray bytes;
@@ -413,8 +397,7 @@ private slots:
         QDir().rmdir(log);
     }
 
-    // Unusable settings leave the port closed; an unreadable file gives the
-    // defaults; a timeout that is no number is 0.
+    // Unusable settings leave the port closed, an unreadable file gives the defaults, a bad timeout 0.
     void serialIni_data()
     {
         QTest::addColumn<QByteArray>("content");   // null: a directory; "%1" stands for the port
@@ -488,8 +471,7 @@ private slots:
         }
     }
 
-    // The tick closes ports nobody used since the last tick, waiting for a
-    // query that holds the port; the next request opens it again.
+    // The tick closes ports unused since the last one, after a query holding it; a request reopens it.
     void managerTickClosesIdlePorts()
     {
         QFile::remove("serial.ini");

@@ -1,7 +1,4 @@
-// The model driver library against a scripted peer that corrupts, cuts,
-// delays or splits answers, and against the simulator over Modbus TCP; the
-// register map's page. The collector's fault tests run the driver over
-// serial lines.
+// The driver library against a scripted faulty peer and the simulator over Modbus TCP; the register map.
 
 #include "TestRig.h"
 #include "modbus.h"
@@ -27,13 +24,6 @@ struct Script
     QList<QByteArray> requests;
     int historyRecords = 0;
 } g_script;
-
-QByteArray withCrc(QByteArray frame)
-{
-    frame.append(2, '\0');
-    setModbusCRC(reinterpret_cast<unsigned char*>(frame.data()), frame.size());
-    return frame;
-}
 
 // Data bytes distinct per request, so a value tells which answer it came from.
 char fillFor(int index) { return char(0x11 * (index + 1)); }
@@ -106,27 +96,12 @@ struct PointSink
 {
     QMap<int, float> values;
     static void collect(int id, float value, void* context) { static_cast<PointSink*>(context)->values[id] = value; }
-    // Points first..first+count-1 as bytes, cut at the first zero.
     QByteArray text(int first, int count) const
     {
         QByteArray bytes;
         for (int i = 0; i < count && char(int(values.value(first + i))) != 0; ++i)
             bytes.append(char(int(values.value(first + i))));
         return bytes;
-    }
-};
-
-// The real driver library, from the build's bin folder.
-struct DriverLib
-{
-    QLibrary lib {qEnvironmentVariable("VEK5_BIN_DIR") + "/libvek5m_10-30k"};
-    QueryFunc query = nullptr;
-    ControlFunc control = nullptr;
-    bool load()
-    {
-        query = reinterpret_cast<QueryFunc>(lib.resolve("Query"));
-        control = reinterpret_cast<ControlFunc>(lib.resolve("Control"));
-        return query != nullptr && control != nullptr;
     }
 };
 
@@ -144,19 +119,21 @@ class tst_driver : public QObject
 {
     Q_OBJECT
 
-    DriverLib m_driver;
+    QLibrary m_lib {qEnvironmentVariable("VEK5_BIN_DIR") + "/libvek5m_10-30k"};   // the real driver
+    QueryFunc m_query = nullptr;
+    ControlFunc m_control = nullptr;
     SimProcess m_sim;   // 64 frozen units over TCP, alarm 325 raised
     QTcpSocket m_socket;
 
     bool query(int unit, PointSink& sink, QTcpSocket* socket = nullptr)
     {
         PortHandle handle = {socket ? socket : &m_socket, TcpCommRead, TcpCommWrite};
-        return m_driver.query(&handle, unit, PointSink::collect, &sink) != 0;
+        return m_query(&handle, unit, PointSink::collect, &sink) != 0;
     }
     int control(int unit, const char* text)
     {
         PortHandle handle = {&m_socket, TcpCommRead, TcpCommWrite};
-        return m_driver.control(&handle, unit, text, nullptr);
+        return m_control(&handle, unit, text, nullptr);
     }
     void checkPoint(const PointSink& sink, int point, const QByteArray& expected)
     {
@@ -173,7 +150,9 @@ private slots:
 
     void initTestCase()
     {
-        QVERIFY2(m_driver.load(), "driver library did not load");
+        m_query = reinterpret_cast<QueryFunc>(m_lib.resolve("Query"));
+        m_control = reinterpret_cast<ControlFunc>(m_lib.resolve("Control"));
+        QVERIFY2(m_query && m_control, "driver library did not load");
         QVERIFY(writeFile("tcp-fault.scn", "at 0 fault 325 on\n"));
         QVERIFY2(m_sim.start({"--units", "64", "--speed", "0", "--scenario", "tcp-fault.scn"}), qPrintable(m_sim.output()));
         m_socket.connectToHost("127.0.0.1", quint16(m_sim.port()));
@@ -206,7 +185,7 @@ private slots:
         g_script.fault = fault;
         g_script.target = target;
         PointSink sink;
-        QCOMPARE(m_driver.query(&g_scripted, 7, PointSink::collect, &sink), result);
+        QCOMPARE(m_query(&g_scripted, 7, PointSink::collect, &sink), result);
         if (result == 0) {
             // Nothing of a failed read reaches the caller, and it stops at the failing block.
             QVERIFY(sink.values.isEmpty());
@@ -221,21 +200,19 @@ private slots:
         QCOMPARE(int(sink.values.value(4000)), int(quint8(fillFor(1))));
     }
 
-    // Modbus TCP here carries no transaction numbers: the late answer to an
-    // abandoned alarm-block request once passed for the next query's alarm
-    // answer, raising and clearing every alarm.
+    // No transaction numbers here: a late answer to an abandoned alarm-block request once passed for
+    // the next query's, raising and clearing every alarm.
     void lateAnswerIsDrained()
     {
         g_script.fault = Fault::Silent;
         PointSink first;
-        QCOMPARE(m_driver.query(&g_scripted, 7, PointSink::collect, &first), 0);
+        QCOMPARE(m_query(&g_scripted, 7, PointSink::collect, &first), 0);
         g_script.line = readAnswer(g_script.requests[0], 0, char(0xFF));   // arrives late, all alarms set
         g_script.fault = Fault::None;
         g_script.requests.clear();
         PointSink second;
-        QCOMPARE(m_driver.query(&g_scripted, 7, PointSink::collect, &second), 1);
-        // A one-register probe goes first; the alarm block is the second request,
-        // answered with the fill 0x22: bits 1 and 5.
+        QCOMPARE(m_query(&g_scripted, 7, PointSink::collect, &second), 1);
+        // A one-register probe first; the alarm block, second, has the fill 0x22: bits 1 and 5.
         QCOMPARE(g_script.requests.size(), regmap::kBlockCount + 1);
         QCOMPARE(g_script.requests[0].left(6).toHex(), QByteArray("070300000001"));
         QCOMPARE(second.values.value(2000), 0.0f);
@@ -273,10 +250,10 @@ private slots:
         g_script.fault = fault;
         // "@": to address 0, which no unit has.
         const int address = command.startsWith('@') ? 0 : 7;
-        QTEST(m_driver.control(&g_scripted, address, command.mid(address ? 0 : 1).constData(), nullptr), "result");
+        QTEST(m_control(&g_scripted, address, command.mid(address ? 0 : 1).constData(), nullptr), "result");
         if (request.isEmpty()) {
             PointSink sink;
-            QVERIFY(address != 0 || m_driver.query(&g_scripted, 0, PointSink::collect, &sink) == 0);
+            QVERIFY(address != 0 || m_query(&g_scripted, 0, PointSink::collect, &sink) == 0);
             QVERIFY(g_script.requests.isEmpty());
             return;
         }
@@ -289,12 +266,12 @@ private slots:
     void nullArguments()
     {
         PortHandle noRead = {nullptr, nullptr, scriptedWrite};
-        QCOMPARE(m_driver.control(&noRead, 7, "17,", nullptr), 1);
-        QCOMPARE(m_driver.control(nullptr, 7, "17,", nullptr), 1);
-        QCOMPARE(m_driver.control(&g_scripted, 7, nullptr, nullptr), 1);
+        QCOMPARE(m_control(&noRead, 7, "17,", nullptr), 1);
+        QCOMPARE(m_control(nullptr, 7, "17,", nullptr), 1);
+        QCOMPARE(m_control(&g_scripted, 7, nullptr, nullptr), 1);
         PointSink sink;
-        QCOMPARE(m_driver.query(nullptr, 7, PointSink::collect, &sink), 0);
-        QCOMPARE(m_driver.query(&g_scripted, 7, nullptr, &sink), 0);
+        QCOMPARE(m_query(nullptr, 7, PointSink::collect, &sink), 0);
+        QCOMPARE(m_query(&g_scripted, 7, nullptr, &sink), 0);
         QVERIFY(g_script.requests.isEmpty());
     }
 
@@ -302,7 +279,7 @@ private slots:
     {
         g_script.historyRecords = 27;   // two pages: 25 and 2
         QFile::remove("history.txt");
-        QCOMPARE(m_driver.control(&g_scripted, 7, "20,export.csv", nullptr), 0);
+        QCOMPARE(m_control(&g_scripted, 7, "20,export.csv", nullptr), 0);
         QCOMPARE(g_script.requests.size(), 3);
         const QList<QByteArray> lines = readFile("history.txt").split('\n');
         QCOMPARE(lines.size(), 28);
@@ -319,7 +296,7 @@ private slots:
         }
         g_script = Script();
         g_script.historyRecords = regmap::kHistoryMaxRecords + 1;
-        QCOMPARE(m_driver.control(&g_scripted, 7, "20,", nullptr), 1);
+        QCOMPARE(m_control(&g_scripted, 7, "20,", nullptr), 1);
         QCOMPARE(g_script.requests.size(), 1);
     }
 
@@ -400,8 +377,7 @@ private slots:
         QCOMPARE(good.load(), 64);
     }
 
-    // docs/register-map.md says what the table says, and no block's answer can
-    // pass for another's (function code or byte count differ).
+    // docs/register-map.md says what the table says; no block's answer can pass for another's.
     void registerMapDocument()
     {
         using namespace regmap;

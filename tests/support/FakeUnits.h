@@ -1,9 +1,8 @@
 #ifndef FAKEUNITS_H
 #define FAKEUNITS_H
 
-// A unit directory from a table, for the outlets' tests and fuzz targets: the
-// units in table order, each with its snapshot; what reaches them is recorded
-// as "WHO cmd UNIT NAME [VALUE]" or "WHO set UNIT POINT RAW".
+// A unit directory from a table; what reaches the units is recorded as "WHO cmd UNIT NAME [VALUE]" or
+// "WHO set UNIT POINT RAW".
 
 #include "UnitDirectory.h"
 
@@ -14,7 +13,6 @@ public:
     QMap<QString, QJsonObject> pages;   // panels by unit
     QStringList effects;
 
-    // `unit` with the picture `shape` and the given communication.
     void add(const QString& unit, UnitStatus::Comm comm, UnitStatus shape = {})
     {
         shape.unit = unit;

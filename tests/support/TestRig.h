@@ -1,11 +1,9 @@
 #ifndef TESTRIG_H
 #define TESTRIG_H
 
-// Rigs shared by the test programs: message capture, pseudo-terminals and
-// socat pty pairs, the simulator process, the driver library loaded as the
-// plugin loads it, the scripted stand-in driver, and a collector's events
-// recorded as they are emitted.
+// Rigs the test programs share: messages, ptys, simulator, files, frames, scripted driver, event log.
 
+#include "TestBytes.h"
 #include "vek5Client.h"
 
 #include <QElapsedTimer>
@@ -77,20 +75,12 @@ private:
     int m_port = 0;
 };
 
-bool writeFile(const QString& path, const QByteArray& content);
-// Bytes of every value, the same for a given size.
-QByteArray noise(int size);
-QByteArray readFile(const QString& path);
-// The configuration folder under the application directory.
 QString appDbDir();
-// A fresh application directory NAME in the working directory, its
-// configuration folder made and the host, plugin and driver copied in (the
-// host reads its configuration beside its own file); empty when they are not
-// built.
+// A fresh application directory NAME here with the host, plugin and driver copied in (the host reads
+// its configuration beside its own file); empty when they are not built.
 QString hostAppDir(const QString& name);
 
-// Controls of the scripted driver (tests/support/scriptdriver.cpp), found by
-// the driver's own library name on LD_LIBRARY_PATH.
+// Controls of the scripted driver (scriptdriver.cpp), found by the real one's name on LD_LIBRARY_PATH.
 class ScriptDriver
 {
 public:
@@ -109,8 +99,7 @@ private:
     bool m_ok = true;
 };
 
-// Every event of one collector, recorded on the emitting thread with its
-// time since attach().
+// Every event of one collector, recorded on the emitting thread with its time since attach().
 class EventLog
 {
 public:
@@ -124,8 +113,7 @@ public:
     void attach(CollectThread* collector);
     QList<Event> events() const;
     qint64 now() const { return m_clock.elapsed(); }
-    // Index of the first event from index `from` on that matches, waiting up
-    // to `timeoutMs` on the caller's event loop; -1 when none came.
+    // The first matching event's index from `from` on, waited for on the caller's loop; -1 if none came.
     int waitFor(int from, const std::function<bool(const Event&)>& match, int timeoutMs) const;
     QList<qint64> times(int type, qint64 fromMs = 0) const;
 

@@ -1,17 +1,12 @@
-// ThreadSanitizer build only. Qt's libraries are not instrumented, so the
-// sanitizer cannot see two hand-overs Qt makes through its own futexes:
-// QMutex's lock and unlock, and a QThread's end to the thread whose wait()
-// returned. These definitions take the place of Qt's and of pthread_create
-// for this program, the plugin and QtTest, forward to the real ones and tell
-// the sanitizer about the hand-over.
+// ThreadSanitizer build only. Qt is not instrumented, so the sanitizer cannot see two hand-overs Qt
+// makes through its own futexes: QMutex's lock and unlock, and a QThread's end to its waiter. These
+// definitions replace Qt's and pthread_create in the whole program, call the real ones and announce
+// the hand-over.
 //
-// QThread::wait() returns once QThread marks itself finished, in a clean-up
-// handler before the start routine has returned to us: a release made after
-// the routine could come after the waiter's acquire. So wait() also waits,
-// briefly, until the routine has really returned, through a real
-// (intercepted) mutex and condition variable; every access the thread made is
-// then ordered before the waiter goes on, on every schedule. QtTest's
-// watchdog thread is joined the same way, so it needs no suppression.
+// QThread::wait() returns once QThread marks itself finished, before the start routine has returned,
+// so a release after the routine could follow the waiter's acquire: wait() also waits, briefly, for
+// the routine's return through an intercepted mutex and condition variable. QtTest's watchdog thread
+// is joined the same way, so it needs no suppression.
 
 #if defined(__SANITIZE_THREAD__)
 
@@ -35,10 +30,8 @@ F next(const char* name, const char* version = nullptr)
     return reinterpret_cast<F>(version ? dlvsym(RTLD_NEXT, name, version) : dlsym(RTLD_NEXT, name));
 }
 
-// Start routines counted per argument (a QThread's routine gets the
-// QThread): how many were started and how many have returned. Counts rather
-// than a flag, because a QThread deleted from its own finished() signal can
-// leave its address to a new one while its routine is still returning.
+// Start routines started and returned, per argument (a QThread's gets the QThread). Counts, since a
+// QThread deleted from its own finished() can leave its address to a new one while its routine returns.
 class Lifetimes
 {
 public:
@@ -61,9 +54,8 @@ public:
         changed_.notify_all();
     }
 
-    // Returns once every routine started with this argument has returned.
-    // The bound only keeps a thread that never returns (a cancelled one whose
-    // unwinding was skipped) from hanging the test.
+    // Once every routine started with this argument has returned; the bound only keeps a thread that
+    // never returns (cancelled, its unwinding skipped) from hanging the test.
     void awaitEnd(const void* argument)
     {
         std::unique_lock<std::mutex> lock(mutex_);
@@ -93,8 +85,7 @@ struct Start
     void* argument;
 };
 
-// Counts the routine's end however it leaves: by returning, or by the
-// unwinding of a cancellation.
+// Counts the routine's end whether it returns or unwinds from a cancellation.
 struct EndOnExit
 {
     const void* argument;
@@ -126,7 +117,6 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
     return result;
 }
 
-// Both overloads of QThread::wait().
 template <typename Limit>
 bool waitForEnd(QThread* thread, Limit limit, const char* symbol)
 {

@@ -1,5 +1,4 @@
-// A model driver library for tests: honours the Query/Control contract and
-// answers what the test scripted through the script* entries.
+// A model driver library answering what the test scripted through the script* entries.
 
 #include "driverapi.h"
 

@@ -1,10 +1,6 @@
-// ThreadSanitizer build only: proves that the sanitizer stage still reports
-// a race between two threads of ours, and only then. Each row runs one
-// hand-over in a child copy of this program, inside a QtTest test function
-// and under the suite's suppressions, and reads the child's report. A
-// suppression broad enough to hide the unordered row (one naming QtTest's
-// runner, say) fails this test; so does a hand-over of Qt's that the
-// sanitizer no longer sees.
+// ThreadSanitizer build only: the sanitizer stage still reports a race between two threads of ours, and
+// only then. Each row runs in a child copy under the suite's suppressions, so a suppression hiding the
+// unordered row fails this test, as does a hand-over of Qt's the sanitizer no longer sees.
 
 #include <QtTest>
 
@@ -22,8 +18,7 @@ Q_NEVER_INLINE void racingWrite(int value)
     shared = value;
 }
 
-// Lets the other thread go first without ordering the two for the
-// sanitizer: a relaxed atomic is no hand-over.
+// Lets the other thread go first without ordering the two: a relaxed atomic is no hand-over.
 void awaitWritten()
 {
     while (written.loadRelaxed() == 0)
@@ -45,7 +40,6 @@ private slots:
         QTest::newRow("ordered by QThread::wait") << 2 << false;
     }
 
-    // The parent runs the row in a child copy and reads its report; the child runs the hand-over.
     void handover()
     {
         QFETCH(int, order);
