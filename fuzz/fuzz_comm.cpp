@@ -1,9 +1,5 @@
-// The communication layer's inputs: the frame helpers with arbitrary lengths
-// and counts, and TcpCommRead fed whatever a Modbus TCP peer may send, each
-// on a heap buffer sized exactly for what the call may touch, so any access
-// past it is caught; SerialPort::CommOpen with arbitrary settings texts and
-// timeouts on a pseudo terminal (the settings are really applied) or a
-// missing path. The first byte picks the helper; the rest is its input.
+// The communication layer's inputs on heap buffers sized exactly for what a call may touch: frame
+// helpers, TcpCommRead, CommOpen on a pty or a missing path. The first byte picks the helper.
 
 #include "FuzzSupport.h"
 #include "modbus.h"
@@ -81,9 +77,7 @@ void checkReadRequest(const uint8_t* data, size_t size)
         FUZZ_CHECK(expected == count * 2 + 5);
 }
 
-// Any length, any header, from a buffer device as the collector's socket
-// would hand the bytes over, one read of up to 1000 bytes per call, into
-// exactly the room the collector gives.
+// Any bytes, handed over as the collector's socket does (up to 1000 a read) into the room it gives.
 void checkTcpRead(const uint8_t* data, size_t size)
 {
     constexpr int kRtuRoom = 996;
@@ -112,8 +106,7 @@ void checkTcpRead(const uint8_t* data, size_t size)
 
 QString g_ptyPath;
 
-// Input: one byte choosing the device (even: the pty), four bytes of
-// timeout, then the settings text in UTF-8.
+// Input: a byte choosing the device (even: the pty), four bytes of timeout, the settings in UTF-8.
 void checkSerialSettings(const uint8_t* data, size_t size)
 {
     if (size < 5)
@@ -143,8 +136,7 @@ void checkSerialSettings(const uint8_t* data, size_t size)
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     fuzz::initQt();
-    // The master end stays open for the whole run, so the slave can be
-    // opened again and again.
+    // The master end stays open all run, so the slave can be opened again and again.
     const int master = posix_openpt(O_RDWR | O_NOCTTY);
     if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0 || ptsname(master) == nullptr) {
         std::fprintf(stderr, "no pseudo terminal\n");

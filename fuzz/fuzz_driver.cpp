@@ -1,13 +1,8 @@
-// The model driver library's answer parsing, driven through its own Query
-// and Control with a port whose read entry serves the fuzz bytes: corrupt,
-// truncated, oversized, interleaved and exception answers.
-//
-// Input: one byte of mode bits (1: Control, else Query; 2: Modbus TCP), for
-// Control the command text up to a newline, then the answer stream as
-// pieces, one per read: serial, a length byte (length less one) and the
-// bytes, cut to the room offered; TCP, two length bytes (high first) and the
-// bytes the peer sends. After the last piece the port fails, so a missing
-// answer costs no timeout.
+// The model driver library's answer parsing through its own Query and Control, on a port whose reads
+// serve the fuzz bytes. Input: a byte of mode bits (1: Control, else Query; 2: Modbus TCP), for Control
+// the command up to a newline, then one piece per read: serial, a length byte (length less one) and the
+// bytes; TCP, two length bytes (high first) and the bytes. After the last piece the port fails, so a
+// missing answer costs no timeout.
 
 #include "FuzzSupport.h"
 #include "driverapi.h"
@@ -37,7 +32,6 @@ QueryFunc g_query = nullptr;
 ControlFunc g_control = nullptr;
 constexpr int kAddress = 1;
 
-// The next piece of the answer stream, cut to what is left.
 QByteArray nextPiece()
 {
     const size_t header = g_port.tcp ? 2 : 1;
@@ -53,8 +47,7 @@ QByteArray nextPiece()
 
 int readPiece(PortHandle*, char* buffer, int length)
 {
-    // Nothing is stale before the first request of an input: each input
-    // starts from a quiet line, whatever the one before it left behind.
+    // Each input starts from a quiet line: nothing is stale before its first request.
     if (g_port.writes == 0 || g_port.size == 0 || length <= 0)
         return -1;
     QByteArray piece = nextPiece();
@@ -63,8 +56,7 @@ int readPiece(PortHandle*, char* buffer, int length)
         std::memcpy(buffer, piece.constData(), size_t(n));
         return n;
     }
-    // What the peer sent in one go, through the TCP entry as the collector
-    // hands it to the driver. A short read (under 7 bytes) fails the read.
+    // What the peer sent in one go, through the collector's TCP entry; under 7 bytes fails the read.
     QBuffer socket(&piece);
     socket.open(QIODevice::ReadOnly);
     PortHandle tcp = {&socket, TcpCommRead, TcpCommWrite};

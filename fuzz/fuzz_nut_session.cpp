@@ -1,5 +1,4 @@
-// The NUT server's input side: a client's byte stream, cut into lines and
-// answered by a session logged in or not, and the same bytes as a users file.
+// The NUT server's input side: a client's bytes answered logged in or not, and the bytes as users file.
 
 #include "FakeUnits.h"
 #include "FuzzSupport.h"

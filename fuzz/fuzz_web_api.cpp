@@ -1,5 +1,4 @@
-// The web console's input side: a request line and body, routed and
-// answered with and without a login, and the same bytes as a JSON body.
+// The web console's input side: a request routed with and without a login, and the bytes as JSON.
 
 #include "EventRing.h"
 #include "FakeUnits.h"
@@ -22,8 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const QByteArray input(reinterpret_cast<const char*>(data), int(size));
     const int end = input.indexOf('\n');
     const QString line = QString::fromUtf8(end < 0 ? input : input.left(end));
-    // Built once (the catalogue takes a while); configure() below ends the
-    // last input's sessions.
+    // Built once (the catalogue takes a while); configure() ends the last input's sessions.
     static FakeUnits units = FakeUnits::quoting();
     static EventRing events(4);
     static WebApi api(&units, &events);
