@@ -1,5 +1,4 @@
-// A host built four ways: exported symbols or not, interface declaration or
-// not. Arguments: plugin path, unit name. Prints the cast, the view, 1040, 2007.
+// A host of one of four shapes. Arguments: plugin path, unit name. Prints the cast, the view, 1040, 2007.
 
 #include "CollectThread.h"
 #include "CollectView.h"

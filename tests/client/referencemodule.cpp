@@ -1,3 +1,2 @@
-// Built with the plugin's flags and no code of ours worth exporting: whatever
-// it exports, the build flavour added (an instrumented build's runtime, say).
+// Built with the plugin's flags and nothing of ours to export: what it exports, the build flavour added.
 int referenceModuleFunction(int value) { return value + 1; }

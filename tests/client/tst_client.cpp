@@ -1,8 +1,4 @@
-// The collector against the scripted driver: configuration, the polling
-// cycle and its communication state, reporting, commands and history
-// export. The collector on its own thread beside the host's:
-// tst_client_guards; with the real driver and simulator: tst_faults and the
-// host's tests.
+// The collector against the scripted driver: configuration, polling, reports, commands, history export.
 
 #include "TestRig.h"
 
@@ -32,7 +28,6 @@ private:
     int m_count;
 };
 
-// Points the collector at a local server and connects its socket up front.
 bool connectOverTcp(vek5Client& client, QTcpServer& server)
 {
     if (!server.isListening() && !server.listen(QHostAddress::LocalHost, 0))
@@ -56,7 +51,6 @@ QList<int> eventTypes(const QSignalSpy& spy, const QList<int>& only = {})
 
 Record recordOf(const QList<QVariant>& args) { return args.at(1).value<Record>(); }
 
-// Replaces whatever `path` is by a file with `content`, or a directory for "<dir>".
 bool plant(const QString& path, const QByteArray& content)
 {
     QFile::remove(path);
@@ -71,8 +65,7 @@ void load(vek5Client& client, const Points& points)
         client.parseData(it.key(), it.value());
 }
 
-// dev.ini and param.ini in appDbDir(), which every test program there shares:
-// put back as they were (removed if absent) when this goes.
+// dev.ini and param.ini in appDbDir(), shared by every program there: put back as they were when this goes.
 struct AppConfig
 {
     const QStringList files {appDbDir() + "/dev.ini", appDbDir() + "/param.ini"};
@@ -93,8 +86,7 @@ struct AppConfig
                 QFile::remove(files[i]);
         }
     }
-    // Replaces the file's settings through QSettings, whose parsed copy every
-    // reader in this process shares: no reliance on file time stamps.
+    // Through QSettings, whose parsed copy every reader here shares: no reliance on file time stamps.
     static void write(const QString& file, const QVariantMap& values)
     {
         QSettings ini(appDbDir() + "/" + file, QSettings::IniFormat);
@@ -165,8 +157,7 @@ private slots:
         QCOMPARE(factory.utfToChina(QString::fromLatin1(utf8)), QString::fromUtf8(utf8));
     }
 
-    // Each character of `answers` is one cycle: 'y' the unit answers, 'n' it does
-    // not; `expected` lists per cycle the communication events it emits.
+    // One cycle per character of `answers` ('y' the unit answers), its communication events in `expected`.
     void stateMachine_data()
     {
         QTest::addColumn<int>("retries");
@@ -215,9 +206,8 @@ private slots:
         QCOMPARE(m_driver.queryCount(), answers.size());
     }
 
-    // A change deferred while the collector's thread ran, and left pending by
-    // a stop before its next tick, must not override a newer one made while the
-    // thread is stopped.
+    // A change deferred while the thread ran, left pending by a stop before its next tick, must not
+    // override a newer one made while the thread is stopped.
     void stoppedConfigWins()
     {
         vek5Client client;
@@ -240,8 +230,7 @@ private slots:
         QCOMPARE(client.m_interval, 9);
     }
 
-    // Steps: "p" polls, "c" queues a command; `cycles` is how many cycles ran;
-    // the tick counts cycles since the queue was last non-empty.
+    // Steps: "p" polls, "c" queues a command; the tick counts cycles since the queue was last non-empty.
     void pollInterval_data()
     {
         QTest::addColumn<int>("interval");
@@ -276,8 +265,7 @@ private slots:
         QTEST(client.m_tick, "tick");
     }
 
-    // 40 descriptors: alarm points 2000..2019, ids 0..19 appear, 20..39 go.
-    // Each expected event: "type key=value ... !absentKey".
+    // 40 descriptors: points 2000..2019, ids 0..19 appear, 20..39 go; events "type key=value ... !absentKey".
     void alarmEvents_data()
     {
         QTest::addColumn<Points>("before");
@@ -325,8 +313,7 @@ private slots:
         QCOMPARE(got, expected);
     }
 
-    // Each command queued (id and value), then one round of sending: what the
-    // driver got and how many stay queued.
+    // Commands queued, then one round of sending: what the driver got and how many stay queued.
     void commandText_data()
     {
         QTest::addColumn<QStringList>("queued");   // "ID:VALUE"
@@ -440,8 +427,7 @@ private slots:
         QTest::newRow("nothing flushed") << QList<int>{5} << QList<int>();
     }
 
-    // Every flushed id lands under its decimal text with its new value, other
-    // entries keep theirs, nothing else appears.
+    // Each flushed id lands under its decimal text with its value; other entries keep theirs.
     void flushDataKeys()
     {
         QFETCH(QList<int>, present);

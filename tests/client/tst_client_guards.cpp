@@ -1,5 +1,4 @@
-// A host misusing the collector while its thread runs, and a serial line
-// whose open must not wait for carrier detect.
+// A host misusing a running collector, and a serial open that must not wait for carrier detect.
 
 #include "TestRig.h"
 #include "PortManage.h"
@@ -44,8 +43,7 @@ private slots:
         QTest::newRow("setPort after start") << int(SetPortRunning) << 1 << "setPort() while";
     }
 
-    // No crash, no sanitizer report, one warning per misuse, and the change (if
-    // any) made by the collector's own thread.
+    // No crash or sanitizer report, one warning per misuse, any change made by the collector's thread.
     void misuseWarnsOnce()
     {
         QFETCH(int, misuse);
@@ -99,9 +97,8 @@ private slots:
         QTest::newRow("CLOCAL set") << true;
     }
 
-    // On a line without CLOCAL a blocking open waits for carrier detect. The port
-    // opens (and reopens) without waiting, and its reads block again, up to the
-    // read timer.
+    // Without CLOCAL a blocking open waits for carrier detect: the port (re)opens without waiting, and
+    // its reads block again, up to the read timer.
     void serialOpenIgnoresCarrier()
     {
         QFETCH(bool, clocal);

@@ -1,6 +1,4 @@
-// The plugin as hosts load it: its metadata and the names it exports, then
-// four host programs (exported symbols or not, interface declaration or not)
-// polling the simulator side by side.
+// The plugin as hosts load it: metadata, exported names, four host shapes polling the simulator.
 
 #include "TestRig.h"
 
@@ -16,8 +14,7 @@ struct Shape
     bool casts;
 };
 
-// Without both, qobject_cast compares the addresses of two copies of
-// CollectThread's meta-object.
+// Without both, qobject_cast compares two copies of CollectThread's meta-object.
 const Shape kShapes[] = {
     {"vek5host_exported_declared", true},
     {"vek5host_hidden_declared", true},
@@ -27,7 +24,6 @@ const Shape kShapes[] = {
 
 const QString kUnit = QStringLiteral("UPS-H");
 
-// The global functions a module exports, as the dynamic linker sees them.
 QSet<QByteArray> exportedFunctions(const QString& path)
 {
     QProcess nm;
@@ -58,10 +54,9 @@ private slots:
         QVERIFY(meta.value("MetaData").toObject().isEmpty());   // no keys of its own
     }
 
-    // The driver finds the C entries by name; everything else stays hidden: only
-    // mangled C++ names (the interface classes shared with the host) and Qt's two
-    // plugin entry points carry plain names, apart from those that any module of
-    // this build exports (an instrumented build's runtime brings its own).
+    // The driver finds the C entries by name; besides them only C++ names (the interface classes shared
+    // with the host), Qt's plugin entries and what any module of this build exports (a sanitizer's
+    // runtime, say) are visible.
     void onlyTheCEntriesExported()
     {
         const QSet<QByteArray> flavour = exportedFunctions(VEK5_REFERENCE_MODULE_PATH);
