@@ -1,10 +1,5 @@
-// upsmon-host as installed (staged with DESTDIR) and run by an operator in
-// console mode: the packaged pieces, the command line and configuration
-// errors, then one run of the installed wrapper against a set of simulators
-// at once, one unit per scenario (mains failure to end of discharge with the
-// shutdown policy, bypass, communication drop, a listener that accepts
-// nothing), commands with their outcomes, and the stop on SIGTERM while a
-// collector is blocked; last, the window an operator sees.
+// upsmon-host as installed: packaged pieces, exit statuses, one run over a simulator per scenario
+// with commands and a SIGTERM while a collector is blocked, and the window.
 
 #include "TestRig.h"
 
@@ -63,7 +58,6 @@ bool inOrder(const QStringList& seen, const QString& wanted)
     return true;
 }
 
-// "kind:pattern" among the unit's events
 bool logged(const QList<QJsonObject>& events, const QString& unit, const QString& want)
 {
     return std::any_of(events.begin(), events.end(), [&](const QJsonObject& e) {
@@ -165,8 +159,12 @@ private slots:
     {
         QFETCH(int, index);
         const Scenario& s = kScenarios[index];
-        if (m_stopMs < 0)
-            runAll();
+        // Answering units share one run; the listener that accepts nothing runs alone, since a host
+        // that abandons a collector leaves without its destructors.
+        if (m_stopMs < 0) {
+            runHost(true);
+            runHost(false);
+        }
         QVERIFY(m_stopMs >= 0);
 
         const QStringList seen = notified(m_events, s.unit);
@@ -176,8 +174,7 @@ private slots:
             QVERIFY2(logged(m_events, s.unit, want), qPrintable(want));
 
         if (!s.script) {
-            // Stopped within 3 s although this unit's collector waits in its
-            // connect (2 s of joining; a second more for a loaded machine).
+            // Stopped within 3 s though this collector waits in connect (2 s joining, 1 s for a loaded machine).
             QVERIFY2(m_stopMs < 4000, qPrintable(QString::number(m_stopMs)));
             QVERIFY2(m_err.contains("collector of HOLE") && m_err.contains("abandoned"), qPrintable(m_err));
         }
@@ -188,8 +185,7 @@ private slots:
         }
     }
 
-    // The window, on the offscreen platform: it runs until SIGTERM once the unit
-    // has been logged as communicating, and ends cleanly.
+    // The window, offscreen, runs until SIGTERM once the unit's data is logged, and ends cleanly.
     void window()
     {
         const int port = startSimulator("at 0 load 45", 1);
@@ -241,8 +237,7 @@ private:
         return sim.start({"--scenario", path, "--speed", QString::number(speed)}) ? sim.port() : 0;
     }
 
-    // A listener whose backlog is full: connection attempts are dropped, so a
-    // collector waits in its connect.
+    // A listener with a full backlog: connection attempts are dropped, so a collector waits in connect.
     int blackHole()
     {
         const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
@@ -256,15 +251,6 @@ private:
         for (int i = 0; i < 3; ++i)     // the sockets live until the test ends
             ::connect(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0), reinterpret_cast<sockaddr*>(&a), len);
         return ntohs(a.sin_port);
-    }
-
-    // The scenarios whose units answer in one run of the host, each unit on its
-    // own simulator; then the listener that accepts nothing alone, since a host
-    // that abandons a collector leaves without its destructors.
-    void runAll()
-    {
-        runHost(true);
-        runHost(false);
     }
 
     void runHost(bool answering)
@@ -292,8 +278,7 @@ private:
         QVERIFY(host.waitForStarted(5000));
         const auto done = [&] {
             return std::all_of(std::begin(kScenarios), std::end(kScenarios), [&](const Scenario& s) {
-                // An alarm may clear a poll after the notification that ends the
-                // sequence, so the run also waits for every expected line.
+                // An alarm may clear a poll after the last notification: wait for every expected line too.
                 return !inRun(s)
                        || (inOrder(notified(m_events, s.unit), s.notify)
                            && std::all_of(s.lines.begin(), s.lines.end(),
