@@ -1,7 +1,4 @@
-// upsmon-host's NUT server as NUT's own programs see it: the real host,
-// headless, polls the simulator through a mains failure down to low battery
-// while upsc, upscmd, upsrw and upsmon (secondary) talk to it; last, the
-// unit's history downloaded through it.
+// The host's NUT server as NUT's own programs see it through a mains failure down to low battery.
 
 #include "TestRig.h"
 
@@ -17,8 +14,7 @@ const char* const kScenario = "at 0 load 100\nat 0 battery 27\nat 30 mains off\n
 const char* const kUsers = "[admin]\n password = adminpw\n actions = SET\n instcmds = ALL\n"
                            "[beeper]\n password = beeperpw\n instcmds = beeper.enable\n"
                            "[monsec]\n password = secpw\n upsmon secondary\n";
-// What Home Assistant, nut_exporter and dashboards read, as the simulator serves its unit 1
-// (230 V, 20 kVA at power factor 0.9, here at full load) to a host with chargeLow=20, runtimeLow=60.
+// What dashboards read of the simulator's unit 1 (230 V, 20 kVA at PF 0.9, full load); chargeLow=20, runtimeLow=60.
 const char* const kConsumerReads[][2] = {
     {"ups.mfr", "SimPower"}, {"ups.model", "SIM-20K-33"}, {"ups.serial", "SIM20K0000000001"},
     {"ups.firmware", "213"}, {"input.voltage", "2[23]\\d(\\.\\d+)?"}, {"output.voltage", "2[23]\\d(\\.\\d+)?"},
@@ -162,8 +158,7 @@ private slots:
 
     void mainsFailure()
     {
-        // On battery, a reload: a unit added, one removed, the policy changed and
-        // the data log rotated, while NUT clients stay connected.
+        // On battery, a reload (a unit added, one removed, a new policy, the data log rotated); clients stay.
         QTRY_VERIFY_WITH_TIMEOUT(m_seen.contains("OB"), 60000);
         QTcpSocket client;
         client.connectToHost(QHostAddress::LocalHost, quint16(m_port));
@@ -193,8 +188,8 @@ private slots:
         QVERIFY(QFileInfo(m_dir.filePath("host.marker")).lastModified()
                 >= QFileInfo(m_dir.filePath("shutdown.marker")).lastModified());
         QVERIFY(run("upsc", {"-c", ups()}).trimmed().isEmpty());
-        // The unit's own history, downloaded through NUT, holds the change to battery.
-        // It lands in the host's directory, and is on record with who asked; refused ones wrote nothing.
+        // The history downloaded through NUT holds the change to battery, lands in the host's directory
+        // and is logged with who asked; refused ones wrote nothing.
         const QString csv = m_dir.filePath("history.csv");
         QCOMPARE(run("upscmd", {"-u", "admin", "-p", "adminpw", ups(), "vek5.history.download", "history.csv"}).trimmed(), QString("OK"));
         QTRY_VERIFY2_WITH_TIMEOUT(QRegularExpression("\n21,[^\n]+,Appear,\\d{4}-").match(readFile(csv)).hasMatch(),
