@@ -1,6 +1,4 @@
-// The dictionary: one instance however many threads ask first, every text
-// taken from the translator in its own context when the instance is made,
-// and the values of a data-log row.
+// The dictionary: one instance whatever thread asks first, texts translated once, data-log row values.
 
 #include "vek5Font.h"
 
@@ -14,8 +12,7 @@ using DataMap = QMap<int, QVariant>;
 
 namespace {
 
-// Wraps every source text of the dictionary's context in brackets and
-// records what it was asked.
+// Brackets every source text of the dictionary's context and records what it was asked.
 class MarkingTranslator : public QTranslator
 {
 public:
@@ -43,8 +40,7 @@ class tst_dictionary : public QObject
     MarkingTranslator m_translator;
 
 private slots:
-    // The instance is made here, raced by plain std threads (which
-    // ThreadSanitizer sees), after the translator is in place.
+    // Made here once the translator is in place, raced by std threads (which ThreadSanitizer sees).
     void initTestCase()
     {
         QVERIFY(QCoreApplication::installTranslator(&m_translator));

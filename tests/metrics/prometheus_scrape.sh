@@ -1,8 +1,6 @@
 #!/usr/bin/env bash
-# upsmon-host serving /metrics to a real Prometheus server while the simulator's mains fail: UPS1's
-# input voltage reaches Prometheus, its on-battery flag goes from 0 to 1, the example on-battery
-# alert fires, a command's outcome is counted, and promtool finds the host's exposition clean.
-# Exit 77: something is missing.
+# upsmon-host's /metrics scraped by a real Prometheus while the simulator's mains fail, and checked by
+# promtool. Exit 77: something is missing.
 set -euo pipefail
 bin=$(readlink -f "$1") src=$(readlink -f "$2")
 . "$src/scripts/simulator.sh"

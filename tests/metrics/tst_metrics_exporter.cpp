@@ -1,7 +1,4 @@
-// The /metrics endpoint over HTTP against a table of unit snapshots: values
-// in base units with their labels, flags, communication, alarms and command
-// counts, process series, and the listen addresses it accepts (promtool's
-// verdict on a real host's exposition: prometheus_scrape.sh).
+// /metrics over HTTP for a table of snapshots, and its listen addresses (promtool: prometheus_scrape.sh).
 
 #include <QHostAddress>
 #include <QTcpSocket>
@@ -24,7 +21,6 @@ QByteArray scrape(int port)
     return reply.mid(reply.indexOf("\r\n\r\n") + 4);
 }
 
-// Series (name and labels as exposed) -> value.
 QMap<QString, double> samples(const QByteArray& text)
 {
     QMap<QString, double> out;

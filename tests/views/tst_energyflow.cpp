@@ -1,5 +1,4 @@
-// The energy-flow diagram's rules without a widget: which paths light and
-// which blocks are on for a data map, and the texts and states it shows.
+// The energy-flow diagram's rules without a widget: paths lit, blocks on, texts and states for a data map.
 
 #include "EnergyFlow.h"
 

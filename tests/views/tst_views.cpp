@@ -1,6 +1,4 @@
-// The panel's widgets on the offscreen platform: point texts of the
-// catalogue records, the energy-flow diagram, the setting dialog and the
-// message box, and the main view's tabs, alarms, buttons and user levels.
+// The panel's widgets offscreen: catalogue texts, energy flow, setting dialog, main view, user levels.
 
 #include "Dialog.h"
 #include "Energyline.h"
@@ -117,8 +115,7 @@ private slots:
         QTEST(record.displayText(data), "expected");
     }
 
-    // Alarm texts by index (no label), and option texts of catalogue records
-    // for a raw code.
+    // Alarm texts by index (no label), option texts of catalogue records for a raw code.
     void catalogueTexts_data()
     {
         QTest::addColumn<QString>("label");
@@ -155,8 +152,7 @@ private slots:
         QTEST((*record)->displayText(DataMap{{(*record)->pointId, code}}), "expected");
     }
 
-    // A click opens its block's panel, a second closes it, data keeps them
-    // open; the blocks paint in their colours and the flow dashes move.
+    // A click toggles its block's panel, data keeps panels open; blocks paint in colour, dashes move.
     void paintAndAnimate()
     {
         Energyline w;
@@ -390,8 +386,8 @@ private slots:
         QTest::newRow("level 2, work mode") << 2 << "basicTable" << 0 << true << true;
     }
 
-    // A guest may not control the unit nor maintain it, and a double click on a
-    // setting prepares the dialog without showing it; level 1 may open only some.
+    // A guest may neither control nor maintain the unit, and a double click only prepares the setting
+    // dialog; level 1 may open only some.
     void userLevel()
     {
         QFETCH(int, level);
