@@ -1,7 +1,4 @@
-// The web console in the real host over HTTPS with a certificate made here,
-// as curl sees it: the certificate verified, plain HTTP on the port refused,
-// the live stream and the metrics through TLS, and a stop with a live page
-// open. Logins, commands and settings: the browser test and tst_web_api.
+// The web console in the real host over HTTPS as curl sees it (logins and the rest: browser, tst_web_api).
 
 #include "TestRig.h"
 

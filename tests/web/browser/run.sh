@@ -1,10 +1,7 @@
 #!/usr/bin/env bash
-# The web console in Debian's Chromium, driven by playwright-core (console.mjs): the real
-# upsmon-host polls two simulated units every second, with an admin login and the console
-# on a free loopback port.
-#   run.sh BIN_DIR SOURCE_DIR [NODE_DIR]     NODE_DIR: where playwright-core is installed
-# SCRIPT=FILE: another node script (shots.mjs, bench/web_clients.mjs); UNITS=N units (2),
-# MAX_CLIENTS=N [web] maxClients (16). Exit 77: no browser.
+# The web console in Chromium through playwright-core (console.mjs), the host polling simulated units.
+#   run.sh BIN_DIR SOURCE_DIR [NODE_DIR (playwright-core's)]; exit 77: no browser.
+# SCRIPT=FILE another node script (shots.mjs, bench/web_clients.mjs), UNITS=N (2), MAX_CLIENTS=N (16).
 set -euo pipefail
 bin=$(readlink -f "$1") src=$(readlink -f "$2") here=$(dirname "$(readlink -f "$0")")
 modules=$(readlink -f "${3:-$bin/../tests/web/browser}")
