@@ -15,7 +15,7 @@ command -v faketime >/dev/null || { echo "$0: faketime is missing (scripts/insta
 
 shoot() {
     mkdir -p "$2"
-    TZ=UTC FAKETIME_DONT_FAKE_MONOTONIC=1 xvfb-run -a -s "-screen 0 1600x1000x24" \
+    QT_QPA_PLATFORM=xcb TZ=UTC FAKETIME_DONT_FAKE_MONOTONIC=1 xvfb-run -a -s "-screen 0 1600x1000x24" \
         faketime -m -f "2024-05-17 10:30:00" "$1/bin/shot_mainview" "$2" >"$2/log" 2>&1 \
         || { cat "$2/log" >&2; exit 1; }
 }
