@@ -165,6 +165,7 @@ private slots:
         QTest::addColumn<QString>("verb");   // of the simulator, for as long as the fault lasts
         QTest::newRow("TCP, answers stop halfway") << false << "halve";
         QTest::newRow("TCP, no answers, connection up") << false << "silent";
+        QTest::newRow("TCP, answers for another unit") << false << "garble";
         QTest::newRow("serial, answers stop halfway") << true << "halve";
         QTest::newRow("serial, wrong CRC") << true << "garble";
     }
