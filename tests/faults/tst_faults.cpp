@@ -108,10 +108,6 @@ class tst_faults : public QObject
 
     SimProcess m_sim;
 
-    bool startSerialSim(const QString& line)
-    {
-        return m_sim.start({"--no-tcp", "--rtu", line + ",9600,N,8,1", "--speed", "0"});
-    }
     // The simulator and the collector on its port, communicating.
     bool startTcpUnit(RunningCollector& unit, int retries)
     {
@@ -121,7 +117,7 @@ class tst_faults : public QObject
     // The simulator on `unitEnd`, the collector on `hostEnd`, communicating.
     bool startSerialUnit(RunningCollector& unit, const QString& unitEnd, const QString& hostEnd)
     {
-        if (!startSerialSim(unitEnd))
+        if (!m_sim.start({"--no-tcp", "--rtu", unitEnd + ",9600,N,8,1", "--speed", "0"}))
             return false;
         unit.client.m_portHandle = PortManage::instance();
         unit.startSerial(hostEnd, 2);
@@ -272,7 +268,7 @@ private slots:
                 return;
             }
             QVERIFY(line.start("ttyFLT0", "ttyFLT0u"));
-            QVERIFY2(startSerialSim(line.b), qPrintable(m_sim.output()));
+            QVERIFY2(m_sim.restart(), qPrintable(m_sim.output()));
         }, int(2 * kSerialCycleMs + kSlackMs), int(2 * kSerialCycleMs + kSlackMs));
         QVERIFY(unit.stop());
         QCOMPARE(log.times(kLost).size(), 1);
