@@ -42,7 +42,6 @@ private slots:
         QTest::newRow("overlong line: one answer") << QStringList{QString(600, 'x'), "silent all 0"} << "^OK";
         QTest::newRow("halve, list") << QStringList{"halve 2 600", "list"} << "half frames, alarms: [^\n]*\nOK";
         QTest::newRow("disconnect takes no value") << QStringList{"disconnect 1 5"} << "ERR usage: disconnect UNIT";
-        QTest::newRow("disconnect, no TCP clients") << QStringList{"disconnect all"} << "OK 0";
         QTest::newRow("all units, blanks") << QStringList{"  fault all  511 on ", "get all 2511"} << "OK 1=1 2=1";
     }
 

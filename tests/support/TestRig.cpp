@@ -12,8 +12,6 @@
 #include <pty.h>
 #include <unistd.h>
 
-#include <atomic>
-
 namespace {
 std::mutex g_messageLock;
 QStringList g_messages;
@@ -108,12 +106,6 @@ void finish(QProcess& process)
 
 void PtyPair::stop() { finish(m_socat); }
 
-SimProcess::SimProcess()
-{
-    static std::atomic<int> made {0};
-    m_controlPath = QString("%1/upssim-%2-%3.sock").arg(QDir::tempPath()).arg(QCoreApplication::applicationPid()).arg(++made);
-}
-
 bool SimProcess::start(const QStringList& arguments)
 {
     m_seen.clear();
@@ -123,7 +115,8 @@ bool SimProcess::start(const QStringList& arguments)
     if (tcp && !args.contains("--tcp"))
         args << "--tcp" << "127.0.0.1:0";
     if (!args.contains("--control"))
-        args << "--control" << m_controlPath;
+        args << "--control" << QString("%1/upssim-%2-%3.sock").arg(QDir::tempPath())
+                                     .arg(QCoreApplication::applicationPid()).arg(quintptr(this), 0, 16);
     m_arguments = args;
     m_process.start(qEnvironmentVariable("VEK5_BIN_DIR") + "/upssim", args);
     if (!m_process.waitForStarted(10000))

@@ -64,7 +64,6 @@ private:
 class SimProcess
 {
 public:
-    SimProcess();
     ~SimProcess() { stop(); }
     // upssim on a free loopback port (or, with --no-tcp, on its line), with a
     // control channel of its own; true once it serves.
@@ -80,7 +79,6 @@ public:
 private:
     QProcess m_process;
     QLocalSocket m_control;
-    QString m_controlPath;
     QStringList m_arguments;
     QString m_seen;
     int m_port = 0;
