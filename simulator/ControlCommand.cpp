@@ -16,6 +16,8 @@ constexpr Grammar kGrammar[] = {
     {"battery", ControlCommand::Battery, 1, "battery UNIT PERCENT"},
     {"silent", ControlCommand::Silent, 1, "silent UNIT SECONDS"},
     {"garble", ControlCommand::Garble, 1, "garble UNIT SECONDS"},
+    {"halve", ControlCommand::Halve, 1, "halve UNIT SECONDS"},
+    {"disconnect", ControlCommand::Disconnect, 0, "disconnect UNIT"},
     {"scenario", ControlCommand::Scenario, 1, "scenario UNIT NAME|FILE"},
     {"get", ControlCommand::Get, 1, "get UNIT POINT"},
     {"list", ControlCommand::List, -1, "list"},
@@ -76,7 +78,7 @@ bool ControlCommand::parse(const std::string& line, ControlCommand& command, std
         error = "bad unit \"" + w[1] + "\" (1-247 or all)";
         return false;
     }
-    const std::string& a = w[2];
+    const std::string a = w.size() > 2 ? w[2] : std::string();
     bool ok = true;
     switch (command.verb) {
     case Mains:
@@ -98,6 +100,7 @@ bool ControlCommand::parse(const std::string& line, ControlCommand& command, std
         break;
     case Silent:
     case Garble:
+    case Halve:
         ok = toNumber(a, 0, 86400, command.amount);
         break;
     case Scenario:
@@ -106,6 +109,7 @@ bool ControlCommand::parse(const std::string& line, ControlCommand& command, std
     case Get:
         ok = toInteger(a, 0, 65535, command.index);
         break;
+    case Disconnect:
     case List:
         break;
     }

@@ -168,6 +168,23 @@ bool SimServer::garbled(const Unit& unit) const
     return wallSeconds() < unit.garbleUntil;
 }
 
+bool SimServer::halved(const Unit& unit) const
+{
+    return wallSeconds() < unit.halveUntil;
+}
+
+std::string SimServer::answering(const Unit& unit) const
+{
+    if (silent(unit))
+        return "not answering";
+    std::string text;
+    if (halved(unit))
+        text = "answering half frames";
+    if (garbled(unit))
+        text += text.empty() ? "answering with bad checks" : " with bad checks";
+    return text;
+}
+
 void SimServer::run(const volatile std::sig_atomic_t& stop)
 {
     double last = wallSeconds();
@@ -182,8 +199,8 @@ void SimServer::run(const volatile std::sig_atomic_t& stop)
             }
         };
         watch(m_listenFd);
-        for (int fd : m_clients)
-            watch(fd);
+        for (const Client& c : m_clients)
+            watch(c.fd);
         const int rtuFd = m_rtu != nullptr ? m_rtu->fd() : -1;
         watch(rtuFd);
         m_control.watch(watch);
@@ -200,10 +217,10 @@ void SimServer::run(const volatile std::sig_atomic_t& stop)
             if (fd >= 0 && (int(m_clients.size()) >= kMaxClients || fd >= FD_SETSIZE))
                 close(fd);
             else if (fd >= 0)
-                m_clients.push_back(fd);
+                m_clients.push_back({fd, {}});
         }
         for (size_t i = m_clients.size(); i > 0; --i)
-            if (isReady(m_clients[i - 1]))
+            if (isReady(m_clients[i - 1].fd))
                 serveTcp(i - 1);
         if (isReady(rtuFd))
             serveRtu();
@@ -214,22 +231,30 @@ void SimServer::run(const volatile std::sig_atomic_t& stop)
     }
 }
 
-void SimServer::closeClient(size_t index)
+void SimServer::closeClient(size_t index, bool reset)
 {
-    close(m_clients[index]);
+    const int fd = m_clients[index].fd;
+    if (reset) {
+        // A linger time of 0 makes close() send a reset instead of a FIN.
+        const linger hard = {1, 0};
+        setsockopt(fd, SOL_SOCKET, SO_LINGER, &hard, sizeof(hard));
+    }
+    close(fd);
     m_clients.erase(m_clients.begin() + long(index));
 }
 
 void SimServer::serveTcp(size_t client)
 {
     unsigned char request[MODBUS_TCP_MAX_ADU_LENGTH];
-    const int fd = m_clients[client];
+    const int fd = m_clients[client].fd;
     modbus_set_socket(m_tcp, fd);
     const int length = modbus_receive(m_tcp, request);
     if (length < 0) {
         closeClient(client);   // went away, or sent what is not Modbus TCP
         return;
     }
+    if (length > 7)
+        m_clients[client].asked.set(request[6]);
     Unit* unit = length > 7 ? unitFor(request[6]) : nullptr;
     if (unit == nullptr || silent(*unit))
         return;
@@ -240,6 +265,8 @@ void SimServer::serveTcp(size_t client)
         reply[0] = char(reply[0] ^ 0xFF);
         reply[6] = char(reply[6] ^ 0x80);
     }
+    if (halved(*unit))
+        reply.resize(reply.size() / 2);
     if (send(fd, reply.data(), reply.size(), MSG_NOSIGNAL) < 0)
         closeClient(client);
 }
@@ -257,6 +284,8 @@ void SimServer::serveRtu()
             continue;
         if (garbled(*unit))
             reply.back() = char(reply.back() ^ 0xFF);   // wrong CRC
+        if (halved(*unit))
+            reply.resize(reply.size() / 2);
         m_rtu->send(reply);
     }
 }
@@ -323,7 +352,7 @@ std::string SimServer::execute(const ControlCommand& command)
     if (command.verb == ControlCommand::List) {
         std::string text;
         for (const Unit& u : m_units)
-            text += u.model->statusLine(silent(u), garbled(u)) + ", scenario " + u.scenarioName + "\n";
+            text += u.model->statusLine(answering(u)) + ", scenario " + u.scenarioName + "\n";
         return text + "OK";
     }
     std::vector<Unit*> targets;
@@ -347,6 +376,19 @@ std::string SimServer::execute(const ControlCommand& command)
         }
         return "OK " + values;
     }
+    if (command.verb == ControlCommand::Disconnect) {
+        if (m_tcp == nullptr)
+            return "ERR no Modbus TCP served (--no-tcp): the units are on RTU only";
+        // The unit's connections are those that have carried a request for it.
+        int closed = 0;
+        for (size_t i = m_clients.size(); i > 0; --i) {
+            if (command.unit == ControlCommand::kAllUnits || m_clients[i - 1].asked.test(size_t(command.unit))) {
+                closeClient(i - 1, true);
+                ++closed;
+            }
+        }
+        return "OK " + std::to_string(closed);
+    }
     std::shared_ptr<const Scenario> scenario;
     std::string error;
     if (command.verb == ControlCommand::Scenario && !loadScenario(command.name, scenario, error))
@@ -363,6 +405,7 @@ std::string SimServer::execute(const ControlCommand& command)
         case ControlCommand::Battery: model.setCharge(command.amount); break;
         case ControlCommand::Silent: u->silentUntil = wall + command.amount; break;
         case ControlCommand::Garble: u->garbleUntil = wall + command.amount; break;
+        case ControlCommand::Halve: u->halveUntil = wall + command.amount; break;
         case ControlCommand::Scenario:
             // The new timeline starts now, from the unit's present state.
             u->scenario = scenario;
@@ -370,6 +413,7 @@ std::string SimServer::execute(const ControlCommand& command)
             u->scenarioTime = -1;
             break;
         case ControlCommand::Get:
+        case ControlCommand::Disconnect:
         case ControlCommand::List:
             break;
         }
@@ -387,7 +431,7 @@ void SimServer::advance(double wallSeconds)
         unit.scenario->apply(unit.scenarioTime, to, *unit.model);
         unit.scenarioTime = to;
         unit.model->advance(step);
-        const std::string status = unit.model->statusLine(silent(unit), garbled(unit));
+        const std::string status = unit.model->statusLine(answering(unit));
         if (status != unit.lastStatus) {
             unit.lastStatus = status;
             printStamped(status);

@@ -14,6 +14,7 @@
 
 #include <modbus/modbus.h>
 
+#include <bitset>
 #include <csignal>
 #include <map>
 #include <memory>
@@ -68,6 +69,7 @@ private:
         double scenarioTime = -1;   // scenario seconds applied so far; -1: not begun
         double silentUntil = 0;     // control channel deadlines, wall clock
         double garbleUntil = 0;
+        double halveUntil = 0;
         std::string lastStatus;
     };
 
@@ -76,12 +78,16 @@ private:
     Unit* unitFor(int id);
     bool silent(const Unit& unit) const;
     bool garbled(const Unit& unit) const;
+    bool halved(const Unit& unit) const;
+    // How the unit answers, for its status line; empty when it answers well.
+    std::string answering(const Unit& unit) const;
     std::string execute(const ControlCommand& command);
     void serveTcp(size_t client);
     void serveRtu();
     std::string answer(modbus_t* ctx, const unsigned char* request, int length, UpsModel& unit);
     void advance(double wallSeconds);
-    void closeClient(size_t index);
+    // With `reset` the peer gets a reset instead of an orderly close.
+    void closeClient(size_t index, bool reset = false);
 
     SimOptions m_options;
     std::vector<Unit> m_units;
@@ -90,7 +96,12 @@ private:
     ControlSocket m_control;
     int m_listenFd = -1;
     int m_capture[2] = {-1, -1};   // answers are built into one end, read from the other
-    std::vector<int> m_clients;
+    struct Client
+    {
+        int fd;
+        std::bitset<256> asked;   // unit ids its requests have carried
+    };
+    std::vector<Client> m_clients;
 };
 
 #endif // SIMSERVER_H

@@ -561,7 +561,7 @@ bool UpsModel::pointValue(int point, double& value) const
     return true;
 }
 
-std::string UpsModel::statusLine(bool silent, bool garbled) const
+std::string UpsModel::statusLine(const std::string& answering) const
 {
     std::string line = "unit " + std::to_string(m_unit) + ": ";
     if (!m_outputOn)
@@ -575,10 +575,8 @@ std::string UpsModel::statusLine(bool silent, bool garbled) const
     line += m_mainsOk ? ", mains ok" : ", mains failed";
     line += m_bypassOk ? ", bypass ok" : ", bypass failed";
     line += m_buzzer ? ", buzzer on" : ", buzzer off";
-    if (silent)
-        line += ", not answering";
-    else if (garbled)
-        line += ", answering with bad checks";
+    if (!answering.empty())
+        line += ", " + answering;
     line += ", alarms:";
     if (m_alarms.empty())
         line += " none";

@@ -51,9 +51,9 @@ public:
     bool pointValue(int point, double& value) const;
 
     // One line describing the discrete state; changes when something a
-    // person would notice changes. `silent` and `garbled` tell how the unit's
-    // link behaves, which the server decides.
-    std::string statusLine(bool silent, bool garbled) const;
+    // person would notice changes. `answering` tells how the unit's link
+    // behaves, which the server decides ("not answering"; empty when well).
+    std::string statusLine(const std::string& answering) const;
 
 private:
     struct HistoryRecord { int code; int state; unsigned char stamp[6]; };

@@ -1,16 +1,15 @@
 // Fault injection: the collector on its own thread with the real driver
-// library against the simulator, one thing broken at a time, as
+// library against the simulator, one thing broken at a time (through the
+// simulator's control channel, its process or its line), as
 // docs/reliability.md lists. The program has an application directory of
 // its own: it plants a broken "dev.ini" there.
 
 #include "PortManage.h"
 #include "TestRig.h"
+#include "points.h"
 
 #include <QtTest>
 
-#include <sys/socket.h>
-
-#include <algorithm>
 #include <functional>
 
 namespace {
@@ -101,123 +100,6 @@ struct RunningCollector
     }
 };
 
-// Modbus TCP between collector and unit, one connection at a time, answers
-// framed by their header and changed according to the mode.
-class FaultProxy : public QObject
-{
-public:
-    enum Mode {
-        Pass,
-        Halve,      // only the first half of every answer
-        Swallow,    // dropped, the connection stays up
-        ResetNext,  // next request answered by a connection reset
-    };
-    bool listen()
-    {
-        m_clock.start();
-        connect(&m_server, &QTcpServer::newConnection, this, &FaultProxy::accept);
-        return m_server.listen(QHostAddress::LocalHost, 0);
-    }
-    quint16 port() const { return m_server.serverPort(); }
-    void setTarget(quint16 port) { m_target = port; }
-    void setMode(Mode mode) { m_mode = mode; }
-    // Request number n (from 1, over all connections) runs `action` before it is forwarded.
-    void onRequest(int n, std::function<void()> action)
-    {
-        m_actionAt = n;
-        m_action = std::move(action);
-    }
-    int requests = 0;
-    int connections = 0;
-    QList<qint64> answerTimes;   // ms since listen() of whole answers passed on
-    qint64 now() const { return m_clock.elapsed(); }
-
-private:
-    void accept()
-    {
-        while (QTcpSocket* incoming = m_server.nextPendingConnection()) {
-            if (m_client != nullptr) {
-                incoming->abort();
-                incoming->deleteLater();
-                continue;
-            }
-            ++connections;
-            m_client = incoming;
-            m_unit = new QTcpSocket(this);
-            m_unitBytes.clear();
-            connect(m_client, &QTcpSocket::readyRead, this, &FaultProxy::fromClient);
-            connect(m_client, &QTcpSocket::disconnected, this, &FaultProxy::drop);
-            connect(m_unit, &QTcpSocket::readyRead, this, &FaultProxy::fromUnit);
-            connect(m_unit, &QTcpSocket::disconnected, this, &FaultProxy::drop);
-            connect(m_unit, &QAbstractSocket::errorOccurred, this, &FaultProxy::drop);
-            m_unit->connectToHost(QHostAddress::LocalHost, m_target);
-        }
-    }
-    // Either side gone: the other goes too, as a gateway would do.
-    void drop()
-    {
-        for (QTcpSocket* s : {m_client, m_unit}) {
-            if (s == nullptr)
-                continue;
-            s->disconnect(this);
-            s->abort();
-            s->deleteLater();
-        }
-        m_client = m_unit = nullptr;
-    }
-    void fromClient()
-    {
-        if (m_client == nullptr || m_unit == nullptr)
-            return;
-        // The driver writes each request whole; loopback delivers it whole.
-        const QByteArray request = m_client->readAll();
-        if (++requests == m_actionAt && m_action)
-            m_action();
-        if (m_client == nullptr || m_unit == nullptr)
-            return;
-        if (m_mode == ResetNext) {
-            // A linger time of 0 makes close() send a reset instead of a FIN.
-            const struct linger hard = {1, 0};
-            ::setsockopt(int(m_client->socketDescriptor()), SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
-            m_mode = Pass;
-            drop();
-            return;
-        }
-        m_unit->write(request);
-    }
-    void fromUnit()
-    {
-        if (m_unit == nullptr || m_client == nullptr)
-            return;
-        m_unitBytes += m_unit->readAll();
-        // Header: transaction, protocol, length of what follows (unit id on).
-        while (m_unitBytes.size() >= 6) {
-            const int length = 6 + (quint8(m_unitBytes[4]) << 8 | quint8(m_unitBytes[5]));
-            if (m_unitBytes.size() < length)
-                return;
-            QByteArray answer = m_unitBytes.left(length);
-            m_unitBytes.remove(0, length);
-            if (m_mode == Halve)
-                answer.truncate(length / 2);
-            else if (m_mode == Swallow)
-                answer.clear();
-            if (!answer.isEmpty())
-                m_client->write(answer);
-            if (m_mode == Pass && answer.size() == length)
-                answerTimes << m_clock.elapsed();
-        }
-    }
-    QTcpServer m_server;
-    QTcpSocket* m_client = nullptr;
-    QTcpSocket* m_unit = nullptr;
-    QByteArray m_unitBytes;
-    quint16 m_target = 0;
-    Mode m_mode = Pass;
-    QElapsedTimer m_clock;
-    int m_actionAt = -1;
-    std::function<void()> m_action;
-};
-
 } // namespace
 
 class tst_faults : public QObject
@@ -225,26 +107,17 @@ class tst_faults : public QObject
     Q_OBJECT
 
     SimProcess m_sim;
-    FaultProxy* m_proxy = nullptr;
 
-    bool startSerialSim(const QString& line)
-    {
-        return m_sim.start({"--no-tcp", "--rtu", line + ",9600,N,8,1", "--speed", "0"});
-    }
-    // The simulator behind the proxy, the collector on the proxy, communicating.
+    // The simulator and the collector on its port, communicating.
     bool startTcpUnit(RunningCollector& unit, int retries)
     {
-        delete m_proxy;
-        m_proxy = new FaultProxy;
-        if (!m_sim.start({"--speed", "0"}) || !m_proxy->listen())
-            return false;
-        m_proxy->setTarget(quint16(m_sim.port()));
-        return unit.startTcp(m_proxy->port(), retries) && waitTime(unit.log, kRestored, 0, 20000) >= 0;
+        return m_sim.start({"--speed", "0"}) && unit.startTcp(quint16(m_sim.port()), retries)
+                && waitTime(unit.log, kRestored, 0, 20000) >= 0;
     }
     // The simulator on `unitEnd`, the collector on `hostEnd`, communicating.
     bool startSerialUnit(RunningCollector& unit, const QString& unitEnd, const QString& hostEnd)
     {
-        if (!startSerialSim(unitEnd))
+        if (!m_sim.start({"--no-tcp", "--rtu", unitEnd + ",9600,N,8,1", "--speed", "0"}))
             return false;
         unit.client.m_portHandle = PortManage::instance();
         unit.startSerial(hostEnd, 2);
@@ -280,83 +153,88 @@ private slots:
         QVERIFY(QDir().mkpath(appDbDir()));
     }
 
-    void cleanup()
-    {
-        delete m_proxy;
-        m_proxy = nullptr;
-        m_sim.stop();
-    }
+    void cleanup() { m_sim.stop(); }
 
-    void tcpBadAnswers_data()
+    void badAnswers_data()
     {
-        QTest::addColumn<int>("mode");
-        QTest::newRow("answers stop halfway") << int(FaultProxy::Halve);
-        QTest::newRow("no answers, connection up") << int(FaultProxy::Swallow);
+        QTest::addColumn<bool>("serial");
+        QTest::addColumn<QString>("verb");   // of the simulator, for as long as the fault lasts
+        QTest::newRow("TCP, answers stop halfway") << false << "halve";
+        QTest::newRow("TCP, no answers, connection up") << false << "silent";
+        QTest::newRow("TCP, answers for another unit") << false << "garble";
+        QTest::newRow("serial, answers stop halfway") << true << "halve";
+        QTest::newRow("serial, wrong CRC") << true << "garble";
     }
 
     // Lost after the retry limit, restored by the first good answer, and
     // nothing of a bad answer in the data.
-    void tcpBadAnswers()
+    void badAnswers()
     {
-        QFETCH(int, mode);
+        QFETCH(bool, serial);
+        QFETCH(QString, verb);
         const int retries = 2;
         RunningCollector unit;
-        QVERIFY2(startTcpUnit(unit, retries), qPrintable(m_sim.output()));
+        PtyPair line;
+        if (serial) {
+            // A name of its own: the port manager may still hold another row's line.
+            QVERIFY(line.start("ttyFLT-" + verb, "ttyFLT-" + verb + "u"));
+            QVERIFY2(startSerialUnit(unit, line.b, line.a), qPrintable(m_sim.output()));
+        } else {
+            QVERIFY2(startTcpUnit(unit, retries), qPrintable(m_sim.output()));
+        }
         EventLog& log = unit.log;
-        breakAndHeal(log, [this, mode](bool broken) { m_proxy->setMode(broken ? FaultProxy::Mode(mode) : FaultProxy::Pass); },
-                     int(retries * kConnectedCycleMs + kSlackMs), int(kConnectedCycleMs + kSlackMs));
+        const qint64 cycleMs = serial ? kSerialCycleMs : kConnectedCycleMs;
+        breakAndHeal(log, [&](bool broken) { QCOMPARE(m_sim.control(verb + (broken ? " 1 86400" : " 1 0")), "OK"); },
+                     int(retries * cycleMs + kSlackMs), int(cycleMs + kSlackMs));
         QVERIFY(unit.stop());
         QCOMPARE(log.times(kLost).size(), 1);
         QCOMPARE(log.times(kRestored).size(), 2);
         QCOMPARE(log.times(kAlarmChange).size(), 0);
     }
 
-    // A reset costs the cycle it hits and one reconnect pause; with a retry
-    // limit above one nothing is reported.
+    // A reset costs at most the cycle it hits and one reconnect pause; with a
+    // retry limit above one nothing is reported.
     void tcpConnectionReset()
     {
         RunningCollector unit;
         QVERIFY2(startTcpUnit(unit, 3), qPrintable(m_sim.output()));
-        const int answered = m_proxy->answerTimes.size();
-        const qint64 resetAt = m_proxy->now();
-        m_proxy->setMode(FaultProxy::ResetNext);
-        QTRY_VERIFY_WITH_TIMEOUT(m_proxy->answerTimes.size() > answered + 4, int(kReconnectCycleMs + kSlackMs));
+        EventLog& log = unit.log;
+        QVERIFY(waitTime(log, 2007, 0, 20000) >= 0);
+        const QVariant load = dataMaps(log).constLast().value(point::OutputLoadR);
+        const qint64 resetAt = log.now();
+        QCOMPARE(m_sim.control("disconnect 1"), "OK 1");   // the collector's one connection
+        // Only an answer after the reset can carry the new load.
+        QCOMPARE(m_sim.control("load 1 90"), "OK");
+        const int answered = log.waitFor(0, [&](const EventLog::Event& e) {
+            return e.type == 2007 && e.data().value(point::OutputLoadR) != load;
+        }, int(kReconnectCycleMs + kSlackMs));
+        QVERIFY2(answered >= 0, "no answer after the reset");
+        qInfo("answers again %lld ms after the reset", log.events().at(answered).atMs - resetAt);
+        QVERIFY(log.events().at(answered).atMs - resetAt >= 5000);   // the reconnect pause
         QVERIFY(unit.stop());
-        QCOMPARE(m_proxy->connections, 2);
-        const qint64 firstAfter = *std::find_if(m_proxy->answerTimes.cbegin(), m_proxy->answerTimes.cend(),
-                                                [resetAt](qint64 t) { return t > resetAt; });
-        qInfo("answers again %lld ms after the reset", firstAfter - resetAt);
-        QVERIFY(firstAfter - resetAt >= 5000);   // the reconnect pause
-        QCOMPARE(unit.log.times(kLost).size(), 0);
-        QCOMPARE(unit.log.times(kRestored).size(), 1);
+        QCOMPARE(log.times(kLost).size(), 0);
+        QCOMPARE(log.times(kRestored).size(), 1);
     }
 
-    // The unit dies at the third request of a query and comes back on another
-    // port: lost after the retry limit, restored within two reconnect cycles.
+    // The unit dies and comes back on the same port: lost after the retry
+    // limit, restored within two reconnect cycles.
     void tcpUnitKilledAndRestarted()
     {
         const int retries = 2;
         RunningCollector unit;
         QVERIFY2(startTcpUnit(unit, retries), qPrintable(m_sim.output()));
         EventLog& log = unit.log;
-        qint64 killedAt = -1;
-        const int answeredBefore = m_proxy->answerTimes.size();
-        m_proxy->onRequest((m_proxy->requests / 4 + 1) * 4 + 3, [&] {
-            m_sim.stop();
-            killedAt = log.now();
-        });
-        const qint64 lostAt = waitTime(log, kLost, 0, int(retries * kReconnectCycleMs + kSlackMs));
-        QVERIFY(killedAt >= 0);
+        m_sim.stop();
+        const qint64 killedAt = log.now();
+        const qint64 lostAt = waitTime(log, kLost, killedAt, int(retries * kReconnectCycleMs + kSlackMs));
         QVERIFY2(lostAt >= 0, "no loss reported");
         qInfo("lost %lld ms after the kill", lostAt - killedAt);
 
-        QVERIFY2(m_sim.start({"--speed", "0"}), qPrintable(m_sim.output()));
-        m_proxy->setTarget(quint16(m_sim.port()));
+        QVERIFY2(m_sim.restart(), qPrintable(m_sim.output()));
         const qint64 backAt = log.now();
         const qint64 restoredAt = waitTime(log, kRestored, backAt, int(2 * kReconnectCycleMs + kSlackMs));
         QVERIFY2(restoredAt >= 0, "no recovery reported");
         qInfo("restored %lld ms after the restart", restoredAt - backAt);
-        QTRY_VERIFY_WITH_TIMEOUT(m_proxy->answerTimes.size() - answeredBefore >= 2 + 4, 10000);
         QVERIFY(unit.stop());
         QCOMPARE(log.times(kLost).size(), 1);
         QCOMPARE(log.times(kRestored).size(), 2);
@@ -390,7 +268,7 @@ private slots:
                 return;
             }
             QVERIFY(line.start("ttyFLT0", "ttyFLT0u"));
-            QVERIFY2(startSerialSim(line.b), qPrintable(m_sim.output()));
+            QVERIFY2(m_sim.restart(), qPrintable(m_sim.output()));
         }, int(2 * kSerialCycleMs + kSlackMs), int(2 * kSerialCycleMs + kSlackMs));
         QVERIFY(unit.stop());
         QCOMPARE(log.times(kLost).size(), 1);

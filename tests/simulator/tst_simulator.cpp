@@ -7,30 +7,17 @@
 #include "TestRig.h"
 #include "points.h"
 
-#include <QLocalSocket>
 #include <QtTest>
 
 class tst_simulator : public QObject
 {
     Q_OBJECT
     SimProcess m_sim;
-    QLocalSocket m_control;
-    QString command(const QString& line)
-    {
-        m_control.write(line.toUtf8() + "\n");
-        QString answer;
-        while (!QRegularExpression("(^|\n)(OK|ERR)[^\n]*\n$").match(answer).hasMatch() && m_control.waitForReadyRead(5000))
-            answer += QString::fromUtf8(m_control.readAll());
-        return answer.trimmed();
-    }
 
 private slots:
     void initTestCase()
     {
-        const QString path = QDir::current().absoluteFilePath("control.sock");
-        QVERIFY2(m_sim.start({"--units", "2", "--control", path}), qPrintable(m_sim.output()));
-        m_control.connectToServer(path);
-        QVERIFY(m_control.waitForConnected(5000));
+        QVERIFY2(m_sim.start({"--units", "2"}), qPrintable(m_sim.output()));
     }
 
     void answers_data()
@@ -53,6 +40,8 @@ private slots:
         QTest::newRow("absent unit") << QStringList{"mains 3 off"} << "ERR no unit 3 \\(units 1-2\\)";
         QTest::newRow("absent scenario") << QStringList{"scenario all no-such"} << "ERR unknown scenario: no-such";
         QTest::newRow("overlong line: one answer") << QStringList{QString(600, 'x'), "silent all 0"} << "^OK";
+        QTest::newRow("halve, list") << QStringList{"halve 2 600", "list"} << "half frames, alarms: [^\n]*\nOK";
+        QTest::newRow("disconnect takes no value") << QStringList{"disconnect 1 5"} << "ERR usage: disconnect UNIT";
         QTest::newRow("all units, blanks") << QStringList{"  fault all  511 on ", "get all 2511"} << "OK 1=1 2=1";
     }
 
@@ -62,7 +51,7 @@ private slots:
         QFETCH(QString, answer);
         QString last;
         for (const QString& line : lines)
-            last = command(line);
+            last = m_sim.control(line);
         QVERIFY2(QRegularExpression(answer + "$").match(last).hasMatch(), qPrintable(last));
     }
 
@@ -81,6 +70,7 @@ private slots:
         QVERIFY2(sim.start({"--no-tcp", "--rtu", line.b, "--units", "3", "--scenario", "2=low-battery"}),
                  qPrintable(sim.output()));
         QVERIFY2(witnessSim.start({"--no-tcp", "--rtu", witnessLine.b, "--units", "1"}), qPrintable(witnessSim.output()));
+        QVERIFY(sim.control("disconnect 2").startsWith("ERR no Modbus TCP served"));
 
         PortManage manager, witnessManager;   // the witness waits for no one's lock
         QMutex lock;   // over what the collectors report

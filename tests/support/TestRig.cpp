@@ -114,6 +114,10 @@ bool SimProcess::start(const QStringList& arguments)
     QStringList args = arguments;
     if (tcp && !args.contains("--tcp"))
         args << "--tcp" << "127.0.0.1:0";
+    if (!args.contains("--control"))
+        args << "--control" << QString("%1/upssim-%2-%3.sock").arg(QDir::tempPath())
+                                     .arg(QCoreApplication::applicationPid()).arg(quintptr(this), 0, 16);
+    m_arguments = args;
     m_process.start(qEnvironmentVariable("VEK5_BIN_DIR") + "/upssim", args);
     if (!m_process.waitForStarted(10000))
         return false;
@@ -133,7 +137,36 @@ bool SimProcess::start(const QStringList& arguments)
     return false;
 }
 
-void SimProcess::stop() { finish(m_process); }
+bool SimProcess::restart()
+{
+    stop();
+    QStringList args = m_arguments;
+    const int tcp = args.indexOf("--tcp");
+    if (tcp >= 0)
+        args[tcp + 1] = QString("127.0.0.1:%1").arg(m_port);
+    return start(args);
+}
+
+void SimProcess::stop()
+{
+    m_control.abort();
+    finish(m_process);
+}
+
+QString SimProcess::control(const QString& line)
+{
+    if (m_control.state() != QLocalSocket::ConnectedState) {
+        m_control.connectToServer(m_arguments.value(m_arguments.indexOf("--control") + 1));
+        if (!m_control.waitForConnected(10000))
+            return "no control channel: " + m_control.errorString();
+    }
+    m_control.write(line.toUtf8() + "\n");
+    static const QRegularExpression last("(^|\n)(OK|ERR)[^\n]*\n$");
+    QString answer;
+    while (!last.match(answer).hasMatch() && (m_control.bytesAvailable() > 0 || m_control.waitForReadyRead(10000)))
+        answer += QString::fromUtf8(m_control.readAll());
+    return answer.trimmed();
+}
 
 QString SimProcess::output()
 {

@@ -8,6 +8,7 @@
 
 #include <QElapsedTimer>
 #include <QLibrary>
+#include <QLocalSocket>
 #include <QMap>
 #include <QProcess>
 #include <QStringList>
@@ -62,15 +63,21 @@ class SimProcess
 {
 public:
     ~SimProcess() { stop(); }
-    // upssim on a free loopback port (or, with --no-tcp, on its line); true
-    // once it serves.
+    // upssim on a free loopback port (or, with --no-tcp, on its line), with a
+    // control channel of its own; true once it serves.
     bool start(const QStringList& arguments);
+    // The same arguments again, on the port it had: a unit that restarts keeps its address.
+    bool restart();
     void stop();
     int port() const { return m_port; }
     QString output();
+    // One line on the control channel; the answer up to its "OK ..." or "ERR ..." line.
+    QString control(const QString& line);
 
 private:
     QProcess m_process;
+    QLocalSocket m_control;
+    QStringList m_arguments;
     QString m_seen;
     int m_port = 0;
 };
