@@ -59,16 +59,22 @@ bool readableBy(const QString& path, const QString& user, QString* why)
         *why = QStringLiteral("names user %1, who does not exist").arg(user);
         return false;
     }
-    if (pw->pw_uid == 0 || (st.st_uid == pw->pw_uid && (st.st_mode & S_IRUSR)))
+    if (pw->pw_uid == 0)
         return true;
-    int count = 64;
-    QVector<gid_t> groups(count);
-    if (::getgrouplist(pw->pw_name, pw->pw_gid, groups.data(), &count) < 0) {
+    // One class decides: the owner's bits for the owner, the group's for a
+    // member of the file's group, the others' for everyone else.
+    mode_t bit = S_IRUSR;
+    if (st.st_uid != pw->pw_uid) {
+        int count = 64;
+        QVector<gid_t> groups(count);
+        if (::getgrouplist(pw->pw_name, pw->pw_gid, groups.data(), &count) < 0) {
+            groups.resize(count);
+            ::getgrouplist(pw->pw_name, pw->pw_gid, groups.data(), &count);
+        }
         groups.resize(count);
-        ::getgrouplist(pw->pw_name, pw->pw_gid, groups.data(), &count);
+        bit = groups.contains(st.st_gid) ? S_IRGRP : S_IROTH;
     }
-    groups.resize(count);
-    if (st.st_uid != pw->pw_uid && groups.contains(st.st_gid) && (st.st_mode & S_IRGRP))
+    if (st.st_mode & bit)
         return true;
     const group* gr = ::getgrgid(st.st_gid);
     *why = QStringLiteral("is not readable by user %1 (owner %2, group %3, mode %4)")

@@ -20,6 +20,9 @@
 
 #include <memory>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 // An online unit with a full battery.
@@ -446,6 +449,43 @@ private slots:
         for (const UnitSettings& u : config.unitSettings())
             listed += QStringLiteral("%1:%2:%3").arg(u.name, u.target(), u.pollMode == UnitSettings::PollTimer ? "timer" : "interval");
         QTEST(listed.join(' '), "units");
+    }
+
+    // --as-user: whether the service's user may read upsd.users, as the kernel would decide.
+    void usersFileRights_data()
+    {
+        QTest::addColumn<QString>("owner");     // "uid:gid" of the file
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<QString>("user");
+        QTest::addColumn<QString>("problem");   // how the problem ends; empty: none
+        QTest::newRow("others may not read") << "0:0" << 0640 << "nobody" << "is not readable by user nobody (owner 0, group root, mode 640)";
+        QTest::newRow("all may read") << "0:0" << 0644 << "nobody" << "is readable by anyone; it holds passwords (chmod 640 or 600)";
+        QTest::newRow("owner may read") << "65534:0" << 0400 << "nobody" << "";
+        QTest::newRow("group may read") << "0:65534" << 0040 << "nobody" << "";
+        QTest::newRow("owner may not, group may") << "65534:65534" << 0040 << "nobody" << "(owner 65534, group nogroup, mode 040)";
+        QTest::newRow("group may not, others may") << "0:65534" << 0604 << "nobody" << "(owner 0, group nogroup, mode 604)";
+        QTest::newRow("root reads all") << "65534:65534" << 0 << "root" << "";
+        QTest::newRow("no such user") << "0:0" << 0644 << "nosuchuser" << "names user nosuchuser, who does not exist";
+    }
+
+    void usersFileRights()
+    {
+        QFETCH(QString, owner);
+        QFETCH(int, mode);
+        QFETCH(QString, problem);
+        if (::geteuid() != 0)
+            QSKIP("giving the file to another user needs root");
+        QTemporaryDir dir;
+        const QByteArray users = QFile::encodeName(dir.filePath("upsd.users"));
+        QVERIFY(writeFile(dir.filePath("param.ini"), "[host]\nunits=U\n") && writeFile(dir.filePath("dev.ini"), "[U]\ncommType=1\nipAddr=::1\n")
+                && writeFile(users, "[admin]\npassword=pw\n"));
+        QVERIFY(::chown(users.constData(), owner.section(':', 0, 0).toUInt(), owner.section(':', 1).toUInt()) == 0
+                && ::chmod(users.constData(), mode_t(mode)) == 0);
+        HostConfig config;
+        QFETCH(QString, user);
+        config.load(dir.path(), ConfigOverrides{{}, {}, {}, user});
+        const QString got = config.problems().join('|');
+        QVERIFY2(problem.isEmpty() ? got.isEmpty() : got.endsWith(problem), qPrintable(got));
     }
 
     // Every host text setting reaches its user exactly as written.
