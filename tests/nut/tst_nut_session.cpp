@@ -189,16 +189,21 @@ private slots:
         QTest::addColumn<QStringList>("sent");      // one client each, in turn: requests split by '|', "-" none; "ADDR>" binds
         QTest::addColumn<QStringList>("read");      // each client's last reply line, or "closed"
         QTest::addColumn<QStringList>("logged");    // "N text": N lines of the log hold the text
+        QTest::addColumn<QString>("shutdown");      // then a forced shutdown: held until the first client's "LOGOUT" or "hostSync"
         QTest::newRow("clients too many, logged once") << 1 << 300 << QStringList{"VER", "LOGOUT", "LOGOUT"}
             << QStringList{"upsmon-host NUT server (protocol 1.3)", "closed", "closed"}
-            << QStringList{"1 refused a connection from 127.0.0.1: 1 clients (maxClients)"};
-        QTest::newRow("line too long") << 64 << 300 << QStringList{QString(600, 'x')} << QStringList{"ERR TOO-LONG"} << QStringList();
-        QTest::newRow("idle client dropped") << 64 << 1 << QStringList{"-"} << QStringList{"closed"} << QStringList();
+            << QStringList{"1 refused a connection from 127.0.0.1: 1 clients (maxClients)"} << "";
+        QTest::newRow("line too long") << 64 << 300 << QStringList{QString(600, 'x')} << QStringList{"ERR TOO-LONG"} << QStringList() << "";
+        QTest::newRow("idle client dropped") << 64 << 1 << QStringList{"-"} << QStringList{"closed"} << QStringList() << "";
         // Guessing from one address shuts that address out after five tries, unchecked and unlogged.
         QTest::newRow("password guessing") << 64 << 300 << QStringList{"USERNAME mon|PASSWORD no" + QString("|LOGIN UPS1").repeated(200),
             "USERNAME mon|PASSWORD pw|LOGIN UPS1", "127.0.0.2>USERNAME mon|PASSWORD pw|LOGIN UPS1"}
             << QStringList{"ERR ACCESS-DENIED", "ERR ACCESS-DENIED", "OK"}
-            << QStringList{"5 NUT login failed: user \"mon\" from 127.0.0.1", "1 127.0.0.1: 5 failed logins within 60 s; its logins are refused for 60 s"};
+            << QStringList{"5 NUT login failed: user \"mon\" from 127.0.0.1", "1 127.0.0.1: 5 failed logins within 60 s; its logins are refused for 60 s"} << "";
+        QTest::newRow("shutdown waits for a secondary to log out") << 64 << 300 << QStringList{"USERNAME mon|PASSWORD pw|LOGIN UPS1"}
+            << QStringList{"OK"} << QStringList{"0 NUT clients still logged in"} << "LOGOUT";
+        QTest::newRow("shutdown waits hostSync at most") << 64 << 300 << QStringList{"USERNAME mon|PASSWORD pw|LOGIN NEW"}
+            << QStringList{"OK"} << QStringList{"1 NUT clients still logged in to UPS1, LOST, NEW after 1 s; shutting down"} << "hostSync";
     }
 
     void serverLimits()
@@ -211,6 +216,8 @@ private slots:
         QFETCH(int, idleTimeout);
         config.maxClients = maxClients;
         config.idleTimeout = idleTimeout;
+        QFETCH(QString, shutdown);
+        config.hostSync = shutdown == "hostSync" ? 1 : 60;
         NutUsers users;
         QStringList problems;
         users.parse(kUsers, &problems);
@@ -239,6 +246,14 @@ private slots:
             read += replies.isEmpty() ? QStringLiteral("closed") : replies.last();
         }
         QTEST(read, "read");
+        bool proceeded = false;
+        if (!shutdown.isEmpty()) {
+            server.holdShutdown([&proceeded] { proceeded = true; });
+            QVERIFY(!proceeded);
+            if (shutdown == "LOGOUT")
+                clients.front()->write("LOGOUT\n");
+            QTRY_VERIFY_WITH_TIMEOUT(proceeded, 20000);
+        }
         for (const QString& l : logged)
             QVERIFY2(MessageCapture::lines().filter(l.section(' ', 1)).size() == l.section(' ', 0, 0).toInt(),
                      qPrintable(MessageCapture::lines().join('\n')));
