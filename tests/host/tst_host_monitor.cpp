@@ -1,0 +1,159 @@
+// The host's core in-process: HostMonitor with the real plugin and driver, against simulators that
+// stand still (--speed 0) until a control verb moves them. Each row is a script of steps.
+
+#include "HostMonitor.h"
+#include "TestRig.h"
+
+#include <QtTest>
+
+#include <memory>
+
+class tst_host_monitor : public QObject
+{
+    Q_OBJECT
+private slots:
+    void scripts_data()
+    {
+        // "ACTION => WANT": after the action, a line from then on must match WANT (a regex), waited for.
+        // Actions: start UNITS [UNIT:COMMAND], reload UNITS (B* changes B), shutdown, cmd UNIT NAME[:VALUE] WHO,
+        // setting UNIT POINT RAW WHO, UNIT VERB ARGS... (to its simulator), wait, notify UNIT (WANT: its
+        // derived events, exactly), file NAME (WANT matches its text). "> " lines say what an action returned.
+        QTest::addColumn<QStringList>("steps");
+        QTest::newRow("mains failure to end of discharge") << QStringList{
+            "start A A:beeper.disable => A command: beeper.disable confirmed: point 4260 is now 0 \\(by console\\)",
+            "A mains off => A alarm: alarm 21 raised: Monitor_Battery powered",
+            "A battery 8 => A notify SHUTDOWN: shutting down because of A: A is on battery with a low battery",
+            "cmd A load.off console => A notify OFF: A output is off",
+            "wait => A alarm: alarm 21 cleared: Monitor_Battery powered",
+            "notify A => ONBATT LOWBATT FSD SHUTDOWN OFF",
+            "file shutdown.txt => ^A\\n$",     // once per episode
+            "file notify.txt => ^A ONBATT\\nA LOWBATT\\nA FSD\\nA SHUTDOWN\\n",
+            "file datalog.csv => ^Time,Unit,[^\\n]*\\n[^\\n]*,A,"};
+        QTest::newRow("bypass, history downloads, settings") << QStringList{
+            "start A => A state: OL( CHRG)? charge \\d+%",
+            "A scenario $DIR/bypass.scn => A notify ONBYPASS: A is on bypass",
+            "cmd A vek5.history.download:h.csv console => A command: vek5.history.download confirmed: history written to $DIR/h.csv",
+            "cmd A vek5.history.download:other admin@192.0.2.7 => vek5.history.download not confirmed: history export failed: "
+            "$DIR/other was not written \\(by admin@192.0.2.7\\)",
+            "cmd A vek5.history.download:../x console => A command: vek5.history.download refused: vek5.history.download needs a file name without a path",
+            "cmd Z beeper.disable console => > unknown unit \"Z\" \\(units: A\\)",
+            "cmd A no.such console => > unknown command \"no.such\"",
+            "setting A 3001 1 admin@192.0.2.7 => A command: setting 3001 queued: setting 3001 = 1 queued \\(by admin@192.0.2.7\\)",
+            "setting A 4260 0 console => > setting 4260 = 0 is out of range",
+            "notify A => ONBYPASS"};
+        QTest::newRow("unit falls silent") << QStringList{
+            "start A => A state:",
+            "A silent 6 => A comm: communication lost",
+            "wait => A comm: communication restored",
+            "notify A => COMMBAD COMMOK"};
+        QTest::newRow("reload adds, removes, restarts") << QStringList{
+            "start A,B => B state:",
+            "B bypass off",     // the transfer cannot happen: the command waits
+            "cmd B bypass.start admin@192.0.2.7 => B command: bypass.start queued",
+            "reload A*,C => > configuration reloaded: 2 units; added C; removed B; restarted A; policy",
+            "wait => B command: bypass.start not confirmed: the unit was removed from the configuration \\(by admin@192.0.2.7\\)",
+            "wait => C state:",
+            "wait => A state:",
+            "C bypass off",
+            "cmd C bypass.start console => C command: bypass.start queued",
+            "cmd C bypass.stop console => C command: bypass.start not confirmed: superseded by bypass.stop",
+            "shutdown => C command: bypass.stop not confirmed: the host stopped before the unit confirmed it \\(by console\\)",
+            "wait => > abandoned: $",
+            "notify B => "};
+        QTest::newRow("command for an unknown unit") << QStringList{
+            "start A Z:beeper.disable => > --command Z:beeper.disable: unknown unit \"Z\" \\(units: A\\)"};
+    }
+
+    void scripts()
+    {
+        QFETCH(QStringList, steps);
+        QTemporaryDir dir;
+        const QString d = dir.path();
+        // The plugin reads its units beside the program: there, a link to this row's directory.
+        QVERIFY(QDir().mkpath(QFileInfo(appDbDir()).path()));
+        QFile::remove(appDbDir());
+        QVERIFY(QFile::link(d, appDbDir()) && QDir(d).mkdir("other"));
+        QVERIFY(writeFile(d + "/bypass.scn", "at 0 transfer bypass\n"));
+        // One RS-485 line with the units on it: A at address 1, B at 2, C at 3.
+        PtyPair line;
+        SimProcess sim;
+        QVERIFY(line.start("unit-end", "host-end"));
+        QVERIFY(sim.start({"--no-tcp", "--rtu", line.a + ",9600,N,8,1", "--units", "3", "--speed", "0"}));
+        QStringList lines;      // outlives the host, which reports as it stops
+        std::unique_ptr<HostMonitor> host;
+        const auto writeConfig = [&](const QString& units) {
+            QByteArray dev;
+            for (const QString& u : units.split(','))
+                dev += QString("[%1]\nportName=%2\naddr=%3\ninterval=1\nretries=%4\n").arg(u[0]).arg(line.b)
+                           .arg(u[0].unicode() - 'A' + 1).arg(u.endsWith('*') ? 3 : 2).toUtf8();
+            const QString param("[host]\nunits=%1\nmaxAge=4\nhistoryDir=%2\n[policy]\nshutdownCmd=echo $UPSNAME >> "
+                                "%2/shutdown.txt\nnotifyCmd=echo $UPSNAME $NOTIFYTYPE >> %2/notify.txt\nnotifyRateLimit=0\n"
+                                "[nut]\nlisten=off\n[web]\nlisten=off\n");
+            return writeFile(d + "/dev.ini", dev)
+                   && writeFile(d + "/param.ini", param.arg(QString(units).remove('*'), d).toUtf8());
+        };
+        const auto load = [&](const QString& units) {
+            HostConfig config;
+            if (writeConfig(units))
+                config.load(d);
+            return config;
+        };
+        int from = 0;
+        for (const QString& step : steps) {
+            const QStringList w = step.section(" => ", 0, 0).split(' ');
+            const QString want = step.section(" => ", 1).replace("$DIR", d);
+            if (w[0] != "wait")     // waits on what the last action brings
+                from = lines.size();
+            QString error;
+            if (w[0] == "start") {
+                HostOptions options;
+                options.pluginPath = VEK5_PLUGIN_PATH;
+                options.driverPath = qEnvironmentVariable("VEK5_BIN_DIR") + "/libvek5m_10-30k.so";
+                options.dataLogPath = d + "/datalog.csv";
+                options.logInterval = 1;
+                if (w.size() > 2)
+                    options.commands += {w[2].section(':', 0, 0), w[2].section(':', 1), QString()};
+                host = std::make_unique<HostMonitor>(options);
+                connect(host.get(), &HostMonitor::hostEvent, this, [&](const HostEvent& e) {
+                    lines += e.unit + ' ' + e.kind + (e.notify.isEmpty() ? "" : ' ' + e.notify) + ": " + e.text;
+                });
+                const HostConfig config = load(w[1]);
+                QVERIFY2(config.problems().isEmpty(), qPrintable(config.problems().join('\n')));
+                lines += "> " + (host->start(config, false, &error) ? "started" : error);
+            } else if (w[0] == "reload") {
+                lines += "> " + host->reload(load(w[1]));
+            } else if (w[0] == "shutdown") {
+                lines += "> abandoned: " + host->shutdown().join(',');
+            } else if (w[0] == "cmd") {
+                if (!host->commandRouter()->send(w[1], w[2].section(':', 0, 0), w[2].section(':', 1), w[3], &error))
+                    lines += "> " + error;
+            } else if (w[0] == "setting") {
+                if (!host->commandRouter()->writeSetting(w[1], w[2].toInt(), w[3].toInt(), w[4], &error))
+                    lines += "> " + error;
+            } else if (!QStringList{"notify", "file", "wait"}.contains(w[0])) {
+                const QString answer = sim.control(QString("%1 %2 ").arg(w[1]).arg(w[0][0].unicode() - 'A' + 1)
+                                                   + w.mid(2).join(' ').replace("$DIR", d));
+                QVERIFY2(answer.startsWith("OK"), qPrintable(answer));
+            }
+            const QRegularExpression match(want);
+            const auto seen = [&] {
+                if (w[0] == "file")
+                    return match.match(QString::fromUtf8(readFile(d + '/' + w[1]))).hasMatch();
+                QStringList derived;
+                for (const QString& line : lines)
+                    if (line.startsWith(w.value(1) + " notify "))
+                        derived += line.section(' ', 2, 2).chopped(1);
+                if (w[0] == "notify")
+                    return derived.join(' ') == want;
+                return std::any_of(lines.begin() + from, lines.end(), [&](const QString& l) { return match.match(l).hasMatch(); });
+            };
+            const bool ok = (want.isEmpty() && w[0] != "notify") || QTest::qWaitFor(seen, 30000);
+            if (!ok)
+                qInfo().noquote() << "seen:\n" + lines.join('\n');
+            QVERIFY2(ok, qPrintable(step));
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_host_monitor)
+#include "tst_host_monitor.moc"
