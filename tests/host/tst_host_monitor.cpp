@@ -82,7 +82,7 @@ private slots:
             QByteArray dev;
             for (const QString& u : units.split(','))
                 dev += QString("[%1]\nportName=%2\naddr=%3\ninterval=1\nretries=%4\n").arg(u[0]).arg(bus.b)
-                           .arg(u[0].unicode() - 'A' + 1).arg(u.endsWith('*') ? 3 : 2).toUtf8();
+                           .arg(u[0].unicode() - 'A' + 1).arg(u.endsWith('*') ? 2 : 1).toUtf8();
             const QString param("[host]\nunits=%1\nmaxAge=4\nlogInterval=1\nhistoryDir=%2\n[policy]\nshutdownCmd=echo $UPSNAME >> "
                                 "%2/shutdown.txt\nnotifyCmd=echo $UPSNAME $NOTIFYTYPE >> %2/notify.txt\nnotifyRateLimit=0\n"
                                 "[nut]\nlisten=off\n[web]\nlisten=off\n");
