@@ -1,4 +1,4 @@
-// The web API over a table of units; the server on loopback: limits, main-thread changes, stream, stop.
+// The web API over a table of units; the server on loopback over HTTPS: limits, main-thread changes, stream, stop.
 
 #include <QtTest>
 
@@ -8,7 +8,7 @@
 #include "FakeUnits.h"
 #include "TestBytes.h"
 
-#include <QTcpSocket>
+#include <QSslSocket>
 #include <memory>
 
 namespace {
@@ -37,6 +37,7 @@ class tst_web_api : public QObject
     QByteArray m_cookie;
     QByteArray m_csrf;
     QTcpSocket* m_live = nullptr;
+    QTemporaryDir m_dir;    // the certificate and its key
 
 private slots:
     void api_data()
@@ -200,6 +201,13 @@ private slots:
             QString error;
             QVERIFY(WebSettings::parseListen("127.0.0.1:0", &settings, &error));
             settings.maxClients = 2;    // one live page
+            settings.certificate = m_dir.filePath("web.pem");
+            settings.key = m_dir.filePath("web.key");
+            QProcess openssl;
+            openssl.start("openssl", {"req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2",
+                                      "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", settings.key,
+                                      "-out", settings.certificate});
+            QVERIFY2(openssl.waitForFinished(30000) && openssl.exitCode() == 0, "no certificate (scripts/install-deps.sh installs openssl)");
             NutUsers users;
             QStringList problems;
             users.parse("[admin]\npassword=pw\ninstcmds=ALL\n", &problems);
@@ -208,9 +216,12 @@ private slots:
         }
         m_units.effects.clear();
         // A client on the main thread: QNetworkAccessManager's own thread hands over where TSan cannot see.
-        auto* socket = new QTcpSocket(this);
-        socket->connectToHost(QHostAddress::LocalHost, quint16(m_server->port()));
-        QVERIFY(socket->waitForConnected(10000));
+        auto* socket = new QSslSocket(this);
+        QSslConfiguration tls = socket->sslConfiguration();
+        tls.setCaCertificates(QSslCertificate::fromPath(m_dir.filePath("web.pem")));
+        socket->setSslConfiguration(tls);
+        socket->connectToHostEncrypted("127.0.0.1", quint16(m_server->port()));
+        QTRY_VERIFY_WITH_TIMEOUT(socket->isEncrypted(), 10000);    // the server's front runs on this thread
         const QByteArrayList words = request.split(' ');
         const QByteArray body = words.mid(2).join(' ');
         socket->write(words.at(0) + ' ' + words.at(1) + " HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n"
