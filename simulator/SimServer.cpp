@@ -253,9 +253,11 @@ void SimServer::serveTcp(size_t client)
         closeClient(client);   // went away, or sent what is not Modbus TCP
         return;
     }
-    if (length > 7)
+    Unit* unit = nullptr;
+    if (length > 7) {   // past the header: the unit id
         m_clients[client].asked.set(request[6]);
-    Unit* unit = length > 7 ? unitFor(request[6]) : nullptr;
+        unit = unitFor(request[6]);
+    }
     if (unit == nullptr || silent(*unit))
         return;
     std::string reply = answer(m_tcp, request, length, *unit->model);
