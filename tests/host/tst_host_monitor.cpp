@@ -1,10 +1,16 @@
 // The host's core in-process: HostMonitor with the real plugin and driver, against simulated units on
 // one RS-485 line that stand still (--speed 0) until a control verb moves them. Each row is a script.
+// Then the program around it: arguments, exit statuses and signals.
 
 #include "HostMonitor.h"
+#include "MainWindow.h"
 #include "TestRig.h"
 
+#include <QListWidget>
+#include <QTableWidget>
 #include <QtTest>
+
+#include <csignal>
 
 class tst_host_monitor : public QObject
 {
@@ -15,7 +21,8 @@ private slots:
         // "ACTION => WANT": after the action, a line from then on must match WANT (a regex), waited for.
         // Actions: start UNITS [UNIT:COMMAND], reload UNITS (B* changes B), shutdown, cmd UNIT NAME[:VALUE] WHO,
         // setting UNIT POINT RAW WHO, UNIT VERB ARGS... (to its simulator), wait, notify UNIT (WANT: its
-        // derived events, exactly), file NAME (WANT matches its text). "> " lines say what an action returned.
+        // derived events, exactly), file NAME (WANT matches its text), window (WANT matches its unit list,
+        // then its newest event). "> " lines say what an action returned.
         QTest::addColumn<QStringList>("steps");
         QTest::newRow("mains failure to end of discharge") << QStringList{
             "start A A:beeper.disable => A command: beeper.disable confirmed: point 4260 is now 0 \\(by console\\)",
@@ -42,7 +49,9 @@ private slots:
             "notify A => ONBYPASS"};
         QTest::newRow("unit falls silent") << QStringList{
             "start A => A state:",
+            "window => ^A\\n.*/host-end addr 1\\ncommunicating \\| ",
             "A silent 60 => A comm: communication lost",
+            "window => ^A\\n.*\\ncommunication lost \\| [-: \\d]{19}\\|A\\|(comm|notice|state)\\|",
             "A silent 0 => A comm: communication restored",
             "notify A => COMMBAD COMMOK"};
         QTest::newRow("reload adds, removes, restarts") << QStringList{
@@ -79,6 +88,7 @@ private slots:
                 && sim.start({"--no-tcp", "--rtu", bus.a + ",9600,N,8,1", "--units", "3", "--speed", "0"}));
         QStringList lines;      // these outlive the host, which reports as it stops
         QMap<QString, QStringList> notified;
+        std::unique_ptr<MainWindow> window;     // after the host is gone, as the program does
         std::unique_ptr<HostMonitor> host;
         const auto load = [&](const QString& units) {
             QByteArray dev;
@@ -112,9 +122,12 @@ private slots:
                     lines += e.unit + ' ' + e.kind + (e.notify.isEmpty() ? "" : ' ' + e.notify) + ": " + e.text;
                     notified[e.unit] += e.notify;     // mostly empty
                 });
-                lines += "> " + (host->start(load(w[1]), false, &error) ? "started" : error);
+                const bool views = !steps.filter(QRegularExpression("^window")).isEmpty();
+                lines += "> " + (host->start(load(w[1]), views, &error) ? "started" : error);
             } else if (w[0] == "reload") {
                 lines += "> " + host->reload(load(w[1]));
+            } else if (w[0] == "window" && !window) {
+                window = std::make_unique<MainWindow>(host.get(), 1);
             } else if (w[0] == "shutdown") {
                 lines += "> abandoned: " + host->shutdown().join(',');
             } else if (w[0] == "cmd" || w[0] == "setting") {
@@ -122,7 +135,7 @@ private slots:
                 if (!(w[0] == "cmd" ? units->sendCommand(w[1], w[2].section(':', 0, 0), w[2].section(':', 1), w[3], &error)
                                     : units->writeSetting(w[1], w[2].toInt(), w[3].toInt(), w[4], &error)))
                     lines += "> " + error;
-            } else if (!QStringList{"notify", "file", "wait", "board"}.contains(w[0])) {
+            } else if (!QStringList{"notify", "file", "wait", "board", "window"}.contains(w[0])) {
                 const QString answer = sim.control(QString("%1 %2 ").arg(w[1]).arg(w[0][0].unicode() - 'A' + 1)
                                                    + w.mid(2).join(' ').replace("$DIR", d));
                 QVERIFY2(answer.startsWith("OK"), qPrintable(answer));
@@ -136,13 +149,113 @@ private slots:
                 if (w[0] == "board")    // the units, how this one is reached, its flags
                     return match.match(host->directory()->units().join(',') + ' ' + host->directory()->description(w[1])
                                        + ": " + host->directory()->status(w[1]).flags.join(' ')).hasMatch();
+                if (w[0] == "window") {
+                    QStringList units, event;
+                    const auto* list = window->findChild<QListWidget*>("unitList");
+                    for (int i = 0; i < list->count(); ++i)
+                        units += list->item(i)->text();
+                    const auto* log = window->findChild<QTableWidget*>("eventLog");
+                    for (int c = 0; c < log->columnCount() && log->rowCount() > 0; ++c)
+                        event += log->item(0, c)->text();
+                    return match.match(units.join(',') + " | " + event.join('|')).hasMatch();
+                }
                 return std::any_of(lines.begin() + from, lines.end(), [&](const QString& l) { return match.match(l).hasMatch(); });
             };
             QVERIFY2((want.isEmpty() && w[0] != "notify") || QTest::qWaitFor(seen, 30000),
                      qPrintable(step + "\nlast seen:\n" + lines.join('\n').right(900)));
         }
     }
+
+    // upsmon-host with one unit nobody answers for, headless unless ARGS set a NAME=VALUE environment.
+    // A run ends after a second, or at STOP once the unit is reported, within its bound; before that, a
+    // SIGHUP finds dev.ini as RELOAD has it.
+    void program_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QByteArray>("dev");
+        QTest::addColumn<QByteArray>("reload");     // null: no SIGHUP
+        QTest::addColumn<int>("stop");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("output");    // fragment of stdout + stderr
+
+        const QByteArray line("[UPS1]\nportName=/dev/null\n");     // opens, and never answers
+        const QByteArray none;
+        QTest::newRow("help in a plain shell") << QStringList{"--help"} << line << none << 0 << 0 << "unit:name[:value]";
+        QTest::newRow("version") << QStringList{"--version"} << line << none << 0 << 0 << "upsmon-host 1.";
+        QTest::newRow("check-config clean") << QStringList{"--check-config", "--print"} << line << none << 0 << 0
+            << "[UPS1] portName=/dev/null\n";
+        QTest::newRow("check-config broken") << QStringList{"--check-config"} << QByteArray("[UPS1]\nport=abc\naddr=300\n")
+            << none << 0 << 1 << "dev.ini [UPS1] addr must be a whole number 1-247, not \"300\"";
+        QTest::newRow("no usable unit") << QStringList{} << QByteArray("[UPS1]\ncommType=7\n") << none << 0 << 1
+            << "not started: the configuration has 2 problem(s) (upsmon-host --check-config)";
+        QTest::newRow("unknown unit") << QStringList{"--command", "UPS9:load.off"} << line << none << 0 << 2
+            << "unknown unit \"UPS9\"";
+        QTest::newRow("bad level") << QStringList{"--level", "3"} << line << none << 0 << 2 << "--level needs a whole number 0-2";
+        QTest::newRow("other config dir") << QStringList{"--config", "other"} << line << none << 0 << 1 << "the plugin reads";
+        QTest::newRow("plugin missing") << QStringList{"--plugin", "/nonexistent/p.so"} << line << none << 0 << 1 << "not found";
+        QTest::newRow("runs, the unit silent") << QStringList{} << line << none << 0 << 3 << "never answered: UPS1";
+        QTest::newRow("window") << QStringList{"QT_QPA_PLATFORM=offscreen", "--level", "1"} << line << none << 0 << 3
+            << "never answered: UPS1";
+        QTest::newRow("SIGTERM") << QStringList{} << line << none << SIGTERM << 3 << "signal 15 (TERM), stopping";
+        QTest::newRow("SIGTERM, a collector blocked") << QStringList{} << QByteArray("[UPS1]\ncommType=1\nipAddr=127.0.0.1\nport=1\n")
+            << none << SIGTERM << 3 << "collector of UPS1 (tcp 127.0.0.1:1 addr 1) is blocked in a cycle; abandoned";
+        QTest::newRow("SIGINT") << QStringList{} << line << none << SIGINT << 3 << "signal 2 (INT), stopping";
+        QTest::newRow("SIGHUP applies") << QStringList{} << line << line + "interval=2\n" << SIGTERM
+            << 3 << "signal 1 (HUP): configuration reloaded: 1 units; restarted UPS1; policy, NUT users and limits applied";
+        QTest::newRow("SIGHUP refused") << QStringList{} << line << QByteArray("[UPS1]\nport=abc\n") << SIGTERM << 3
+            << "signal 1 (HUP): reload refused, the running configuration stays (2 problem(s))";
+    }
+
+    void program()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QByteArray, dev);
+        QFETCH(QByteArray, reload);
+        QFETCH(int, stop);
+        QFETCH(int, exitCode);
+        QFETCH(QString, output);
+
+        const QString app = hostAppDir("program");
+        QTemporaryDir work;     // the host's working and state directory
+        QVERIFY(!app.isEmpty() && QDir(work.path()).mkdir("other"));
+        const QString conf = app + "/PVMX/drovaPanel/db";
+        for (const QString& dir : {conf, work.path() + "/other"})
+            QVERIFY(writeFile(dir + "/param.ini", "[host]\nunits=UPS1\n[nut]\nlisten=127.0.0.1:0\n[web]\nlisten=127.0.0.1:0\n")
+                    && writeFile(dir + "/dev.ini", dev));
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        for (const char* v : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+            env.remove(v);
+        env.insert("UPSMON_STATE_DIR", work.path());
+        for (const QString& a : args.filter(QRegularExpression("^[A-Z_]+=")))
+            env.insert(a.section('=', 0, 0), a.section('=', 1)), args.removeOne(a);
+        QProcess host;
+        host.setProcessEnvironment(env);
+        host.setWorkingDirectory(work.path());
+        host.setProcessChannelMode(QProcess::MergedChannels);
+        host.start(app + "/upsmon-host", args + QStringList{"--duration", stop ? "60" : "1"});
+        QString out;
+        const auto seen = [&](const QString& text) {
+            return QTest::qWaitFor([&] { return (out += QString::fromUtf8(host.readAll())).contains(text); }, 30000);
+        };
+        if (stop) {
+            QVERIFY2(seen("UPS1 state:"), qPrintable(out));
+            if (!reload.isNull()) {
+                QVERIFY(writeFile(conf + "/dev.ini", reload));
+                ::kill(pid_t(host.processId()), SIGHUP);
+                QVERIFY2(seen("signal 1 (HUP)"), qPrintable(out));
+            }
+            ::kill(pid_t(host.processId()), stop);
+        }
+        QElapsedTimer sinceStop;
+        sinceStop.start();
+        QVERIFY(host.waitForFinished(30000));
+        // Within 3 s (2 s joining, 1 s for a loaded machine).
+        QVERIFY2(!stop || sinceStop.elapsed() < 4000, qPrintable(QString::number(sinceStop.elapsed())));
+        out += QString::fromUtf8(host.readAll());
+        QCOMPARE(host.exitStatus(), QProcess::NormalExit);
+        QVERIFY2(host.exitCode() == exitCode && out.contains(output), qPrintable(out));
+    }
 };
 
-QTEST_GUILESS_MAIN(tst_host_monitor)
+QTEST_MAIN(tst_host_monitor)
 #include "tst_host_monitor.moc"
