@@ -7,6 +7,7 @@
 #include "TestRig.h"
 
 #include <QListWidget>
+#include <QTcpSocket>
 #include <QTableWidget>
 #include <QtTest>
 
@@ -22,7 +23,8 @@ private slots:
         // Actions: start UNITS [UNIT:COMMAND], reload UNITS (B* changes B), shutdown, cmd UNIT NAME[:VALUE] WHO,
         // setting UNIT POINT RAW WHO, UNIT VERB ARGS... (to its simulator), wait, notify UNIT (WANT: its
         // derived events, exactly), file NAME (WANT matches its text), window (WANT matches its unit list,
-        // then its newest event). "> " lines say what an action returned.
+        // then its newest event), web METHOD PATH [BODY] (to the web console, logged in once a login
+        // gave a cookie; "> STATUS BODY"). "> " lines say what an action returned.
         QTest::addColumn<QStringList>("steps");
         QTest::newRow("mains failure to end of discharge") << QStringList{
             "start A A:beeper.disable => A command: beeper.disable confirmed: point 4260 is now 0 \\(by console\\)",
@@ -69,6 +71,18 @@ private slots:
             "shutdown => C command: bypass.stop not confirmed: the host stopped before the unit confirmed it \\(by console\\)",
             "wait => > abandoned: $",
             "notify B => "};
+        QTest::newRow("web console") << QStringList{
+            "start A => A state:",
+            "web GET /api/units/A => ^> 200 .*\"energyFlow\":\\{\"",
+            "web POST /api/units/A/commands/beeper.disable => ^> 403 .*login required",
+            "web POST /api/login {\"user\":\"admin\",\"password\":\"pw\"} => ^> 200 .*csrfToken",
+            "web POST /api/units/A/commands/beeper.disable => ^> 202 ",
+            "wait => A command: beeper.disable confirmed: point 4260 is now 0 \\(by web:admin@127.0.0.1\\)",
+            "web PUT /api/units/A/settings/3001 {\"value\":1} => ^> 202 ",
+            "wait => A command: setting 3001 queued: setting 3001 = 1 queued \\(by web:admin@127.0.0.1\\)",
+            "web POST /api/units/A/fsd => ^> 20",
+            "wait => A command: FSD set for the NUT clients \\(by web:admin@127.0.0.1\\)",
+            "web GET /api/units/A/events => ^> 200 .*FSD set for the NUT clients"};
         QTest::newRow("command for an unknown unit") << QStringList{
             "start A Z:beeper.disable => > --command Z:beeper.disable: unknown unit \"Z\" \\(units: A\\)"};
     }
@@ -80,12 +94,16 @@ private slots:
         const QString d = dir.path();
         // The plugin reads its units beside the program: there, a link to this row's directory.
         QFile::remove(appDbDir());
-        QVERIFY(QFile::link(d, appDbDir()) && QDir(d).mkdir("other") && writeFile(d + "/bypass.scn", "at 0 transfer bypass\n"));
+        QVERIFY(QFile::link(d, appDbDir()) && QDir(d).mkdir("other") && writeFile(d + "/bypass.scn", "at 0 transfer bypass\n")
+                && writeFile(d + "/upsd.users", "[admin]\npassword=pw\nactions=SET FSD\ninstcmds=ALL\n")
+                && QFile::setPermissions(d + "/upsd.users", QFile::ReadOwner | QFile::WriteOwner));
         // One RS-485 line with the units on it: A at address 1, B at 2, C at 3.
         PtyPair bus;
         SimProcess sim;
         QVERIFY(bus.start("unit-end", "host-end")
                 && sim.start({"--no-tcp", "--rtu", bus.a + ",9600,N,8,1", "--units", "3", "--speed", "0"}));
+        MessageCapture capture;     // the web console's address
+        QByteArray cookie, csrf;
         QStringList lines;      // these outlive the host, which reports as it stops
         QMap<QString, QStringList> notified;
         std::unique_ptr<MainWindow> window;     // after the host is gone, as the program does
@@ -97,9 +115,10 @@ private slots:
                            .arg(u[0].unicode() - 'A' + 1).arg(u.endsWith('*') ? 2 : 1).toUtf8();
             const QString param("[host]\nunits=%1\nmaxAge=4\nlogInterval=1\nhistoryDir=%2\n[policy]\nshutdownCmd=echo $UPSNAME >> "
                                 "%2/shutdown.txt\nnotifyCmd=echo $UPSNAME $NOTIFYTYPE >> %2/notify.txt\nnotifyRateLimit=0\n"
-                                "[nut]\nlisten=off\n[web]\nlisten=off\n");
+                                "[nut]\nlisten=off\n[web]\nlisten=%3\n");
             HostConfig config;
-            if (writeFile(d + "/dev.ini", dev) && writeFile(d + "/param.ini", param.arg(QString(units).remove('*'), d).toUtf8()))
+            const QString web = steps.filter(QRegularExpression("^web ")).isEmpty() ? "off" : "127.0.0.1:0";
+            if (writeFile(d + "/dev.ini", dev) && writeFile(d + "/param.ini", param.arg(QString(units).remove('*'), d, web).toUtf8()))
                 config.load(d);
             lines += config.problems();
             return config;
@@ -128,6 +147,21 @@ private slots:
                 lines += "> " + host->reload(load(w[1]));
             } else if (w[0] == "window" && !window) {
                 window = std::make_unique<MainWindow>(host.get(), 1);
+            } else if (w[0] == "web") {
+                const QRegularExpression url("web console on http://127.0.0.1:(\\d+)/");
+                QTcpSocket http;
+                http.connectToHost(QHostAddress::LocalHost, url.match(capture.lines().join('\n')).captured(1).toUShort());
+                const QByteArray body = w.mid(3).join(' ').toUtf8();
+                http.write(w[1].toUtf8() + ' ' + w[2].toUtf8() + " HTTP/1.0\r\nContent-Length: " + QByteArray::number(body.size())
+                           + "\r\nContent-Type: application/json\r\nCookie: " + cookie + "\r\nX-CSRF-Token: " + csrf + "\r\n\r\n" + body);
+                QByteArray reply;
+                QVERIFY(QTest::qWaitFor([&] { reply += http.readAll(); return http.state() == QAbstractSocket::UnconnectedState; }, 20000));
+                reply += http.readAll();
+                if (reply.contains("Set-Cookie: "))
+                    cookie = reply.mid(reply.indexOf("Set-Cookie: ") + 12).split(';').first();
+                const QString token = QRegularExpression("\"csrfToken\":\"(\\w+)\"").match(reply).captured(1);
+                csrf = token.isEmpty() ? csrf : token.toUtf8();
+                lines += "> " + reply.split(' ').value(1) + ' ' + QString::fromUtf8(reply.mid(reply.indexOf("\r\n\r\n") + 4)).simplified();
             } else if (w[0] == "shutdown") {
                 lines += "> abandoned: " + host->shutdown().join(',');
             } else if (w[0] == "cmd" || w[0] == "setting") {
@@ -135,7 +169,7 @@ private slots:
                 if (!(w[0] == "cmd" ? units->sendCommand(w[1], w[2].section(':', 0, 0), w[2].section(':', 1), w[3], &error)
                                     : units->writeSetting(w[1], w[2].toInt(), w[3].toInt(), w[4], &error)))
                     lines += "> " + error;
-            } else if (!QStringList{"notify", "file", "wait", "board", "window"}.contains(w[0])) {
+            } else if (!QStringList{"notify", "file", "wait", "board", "window", "web"}.contains(w[0])) {
                 const QString answer = sim.control(QString("%1 %2 ").arg(w[1]).arg(w[0][0].unicode() - 'A' + 1)
                                                    + w.mid(2).join(' ').replace("$DIR", d));
                 QVERIFY2(answer.startsWith("OK"), qPrintable(answer));
