@@ -225,7 +225,8 @@ private slots:
         QTest::newRow("unknown unit") << QStringList{"--command", "UPS9:load.off"} << line << none << 0 << 2
             << "unknown unit \"UPS9\"";
         QTest::newRow("bad level") << QStringList{"--level", "3"} << line << none << 0 << 2 << "--level needs a whole number 0-2";
-        QTest::newRow("other config dir") << QStringList{"--config", "other"} << line << none << 0 << 1 << "the plugin reads";
+        QTest::newRow("other config dir") << QStringList{"--config", "other"} << line << none << 0 << 1
+            << "db; make that a link to other (the package links it to /etc/vek5m)";
         QTest::newRow("plugin missing") << QStringList{"--plugin", "/nonexistent/p.so"} << line << none << 0 << 1 << "not found";
         QTest::newRow("runs, the unit silent") << QStringList{} << line << none << 0 << 3 << "never answered: UPS1";
         QTest::newRow("window") << QStringList{"QT_QPA_PLATFORM=offscreen", "--level", "1"} << line << none << 0 << 3

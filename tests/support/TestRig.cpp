@@ -22,7 +22,11 @@ void capture(QtMsgType, const QMessageLogContext&, const QString& text)
 }
 } // namespace
 
-MessageCapture::MessageCapture() : m_previous(qInstallMessageHandler(capture)) { clear(); }
+MessageCapture::MessageCapture() : m_previous(qInstallMessageHandler(capture))
+{
+    std::lock_guard<std::mutex> guard(g_messageLock);
+    g_messages.clear();
+}
 MessageCapture::~MessageCapture() { qInstallMessageHandler(m_previous); }
 
 // Copies that share no data with the live lists, made under their lock: a
@@ -33,12 +37,6 @@ QStringList MessageCapture::lines()
     QStringList copy = g_messages;
     copy.detach();
     return copy;
-}
-
-void MessageCapture::clear()
-{
-    std::lock_guard<std::mutex> guard(g_messageLock);
-    g_messages.clear();
 }
 
 Pty::Pty()

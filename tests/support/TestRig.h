@@ -26,7 +26,6 @@ public:
     MessageCapture();
     ~MessageCapture();
     static QStringList lines();
-    static void clear();
 
 private:
     QtMessageHandler m_previous;
