@@ -1,6 +1,7 @@
 // Draws the four block icons of the energy-flow diagram and writes them as
 // PNG files into the directory given as the only argument (default: the
-// current directory). The icons are white line art on a transparent ground,
+// current directory); with --check, says whether the files there are these
+// drawings. The icons are white line art on a transparent ground,
 // meant for the blue gradient blocks. Run it again after changing a drawing
 // and commit the regenerated files next to image.qrc.
 
@@ -105,7 +106,8 @@ struct Icon
     std::function<void(QPainter&, const QSize&)> draw;
 };
 
-bool writeIcon(const QDir& dir, const Icon& icon)
+// Writes the icon into `dir`, or with `check` compares it with the file there.
+bool writeIcon(const QDir& dir, const Icon& icon, bool check)
 {
     QImage img(icon.size, QImage::Format_ARGB32_Premultiplied);
     img.fill(Qt::transparent);
@@ -115,6 +117,12 @@ bool writeIcon(const QDir& dir, const Icon& icon)
         icon.draw(p, icon.size);
     }
     const QString path = dir.filePath(QString::fromLatin1(icon.fileName));
+    if (check) {
+        const bool same = QImage(path).convertToFormat(img.format()) == img;
+        if (!same)
+            std::fprintf(stderr, "%s differs from its drawing: run make_images and commit it\n", qPrintable(path));
+        return same;
+    }
     if (!img.save(path, "PNG")) {
         std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
         return false;
@@ -128,7 +136,8 @@ bool writeIcon(const QDir& dir, const Icon& icon)
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    const QStringList args = app.arguments();
+    QStringList args = app.arguments();
+    const bool check = args.removeAll(QStringLiteral("--check")) > 0;
     const QDir dir(args.size() > 1 ? args.at(1) : QStringLiteral("."));
 
     const Icon icons[] = {
@@ -139,6 +148,6 @@ int main(int argc, char** argv)
     };
     bool ok = true;
     for (const Icon& icon : icons)
-        ok = writeIcon(dir, icon) && ok;
+        ok = writeIcon(dir, icon, check) && ok;
     return ok ? 0 : 1;
 }
