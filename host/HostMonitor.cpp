@@ -251,6 +251,7 @@ bool HostMonitor::addUnit(const UnitSettings& unit, QString* error)
 bool HostMonitor::removeUnit(UnitSession* session)
 {
     m_router.removeSession(session->settings().name);
+    m_flows.remove(session->settings().name);     // a unit added again starts a diagram of its own
     m_sessions.removeOne(session);
     disconnect(session, nullptr, this, nullptr);
     const bool stopped = session->stop();
