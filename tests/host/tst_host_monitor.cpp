@@ -228,7 +228,8 @@ private slots:
         QTest::newRow("other config dir") << QStringList{"--config", "other"} << line << none << 0 << 1
             << "db; make that a link to other (the package links it to /etc/vek5m)";
         QTest::newRow("plugin missing") << QStringList{"--plugin", "/nonexistent/p.so"} << line << none << 0 << 1 << "not found";
-        QTest::newRow("runs, the unit silent") << QStringList{} << line << none << 0 << 3 << "never answered: UPS1";
+        QTest::newRow("runs, the unit silent") << QStringList{"--answer-timeout", "1", "--duration", "3"} << line << none << 0 << 3
+            << "UPS1 error: unit has not answered within 1 s (serial /dev/null addr 1); check its dev.ini group and the line to it";
         QTest::newRow("window") << QStringList{"QT_QPA_PLATFORM=offscreen", "--level", "1"} << line << none << 0 << 3
             << "never answered: UPS1";
         QTest::newRow("SIGTERM") << QStringList{} << line << none << SIGTERM << 3 << "signal 15 (TERM), stopping";
@@ -267,7 +268,7 @@ private slots:
         host.setProcessEnvironment(env);
         host.setWorkingDirectory(work.path());
         host.setProcessChannelMode(QProcess::MergedChannels);
-        host.start(app + "/upsmon-host", args + QStringList{"--duration", stop ? "60" : "1"});
+        host.start(app + "/upsmon-host", QStringList{"--duration", stop ? "60" : "1"} + args);    // the last one counts
         QString out;
         const auto seen = [&](const QString& text) {
             return QTest::qWaitFor([&] { return (out += QString::fromUtf8(host.readAll())).contains(text); }, 30000);
