@@ -7,7 +7,7 @@ set -euo pipefail
 
 build=(cmake make g++ pkg-config qtbase5-dev qtbase5-dev-tools libhidapi-dev libudev-dev libmodbus-dev prometheus-cpp-dev libcivetweb-dev)
 run=(xauth)
-test=(socat mbpoll xvfb xauth faketime binutils clang libclang-rt-14-dev valgrind libbenchmark-dev nut-client prometheus curl stress-ng openssl iproute2 chromium)
+test=(socat mbpoll xvfb xauth faketime qttools5-dev-tools binutils clang libclang-rt-14-dev valgrind libbenchmark-dev nut-client prometheus curl stress-ng openssl iproute2 chromium)
 package=(dpkg-dev file lintian nut-client)
 
 case "${1:-}" in
