@@ -235,7 +235,8 @@ private slots:
         QTest::newRow("SIGTERM") << QStringList{} << line << none << SIGTERM << 3 << "signal 15 (TERM), stopping";
         QTest::newRow("SIGTERM, a collector blocked") << QStringList{} << QByteArray("[UPS1]\ncommType=1\nipAddr=127.0.0.1\nport=1\n")
             << none << SIGTERM << 3 << "collector of UPS1 (tcp 127.0.0.1:1 addr 1) is blocked in a cycle; abandoned";
-        QTest::newRow("SIGINT") << QStringList{} << line << none << SIGINT << 3 << "signal 2 (INT), stopping";
+        QTest::newRow("SIGINT, a command never sent") << QStringList{"--command", "UPS1:beeper.disable"} << line << none << SIGINT
+            << 3 << "UPS1 command: beeper.disable not confirmed: the unit never answered; not sent (by console)";
         QTest::newRow("SIGHUP applies") << QStringList{} << line << line + "interval=2\n" << SIGTERM
             << 3 << "signal 1 (HUP): configuration reloaded: 1 units; restarted UPS1; policy, NUT users and limits applied";
         QTest::newRow("SIGHUP refused") << QStringList{} << line << QByteArray("[UPS1]\nport=abc\n") << SIGTERM << 3
