@@ -3,6 +3,7 @@
 // read. With --check FILE it says whether FILE holds them unchanged.
 
 #include "DocTableTool.h"
+#include "NutSettings.h"
 #include "vek5_10_30k_View.h"
 
 #include <algorithm>
@@ -28,10 +29,20 @@ const Shown kShown[] = {
     {9, "text or date", 0},       {11, "option", 1},
 };
 
-QString rows(const QList<ParameterInformation*>& list)
+// A setting's NUT variable ("-": not writable through NUT).
+QString nutName(int point)
 {
-    QString out = QStringLiteral("| Label | Points | Shown as | Unit | Scale | Raw range | Options (raw value) |\n"
-                                 "|---|---|---|---|---|---|---|\n");
+    for (const NutSetting& s : NutSettings::all())
+        if (s.point == point)
+            return s.name;
+    return QStringLiteral("-");
+}
+
+QString rows(const QList<ParameterInformation*>& list, bool settings)
+{
+    QString out = QStringLiteral("| Label | Points | Shown as | Unit | Scale | Raw range | Options (raw value) |%1\n"
+                                 "|---|---|---|---|---|---|---|%2\n")
+                      .arg(settings ? QStringLiteral(" NUT variable |") : QString(), settings ? QStringLiteral("---|") : QString());
     for (const ParameterInformation* p : list) {
         const Shown* shown = std::find_if(std::begin(kShown), std::end(kShown), [p](const Shown& s) { return s.type == p->type; });
         const int count = shown == std::end(kShown) ? 1 : shown->points ? shown->points : p->pointCount;
@@ -44,13 +55,14 @@ QString rows(const QList<ParameterInformation*>& list)
         QStringList options;
         for (const auto& option : qAsConst(byValue))
             options += QStringLiteral("%1 (%2)").arg(option.second).arg(option.first);
-        out += QStringLiteral("| %1 | %2 | %3 | %4 | %5 | %6 | %7 |\n")
+        out += QStringLiteral("| %1 | %2 | %3 | %4 | %5 | %6 | %7 |%8\n")
                    .arg(cell(p->label), points,
                         shown == std::end(kShown) ? QStringLiteral("nothing (type %1)").arg(p->type) : QLatin1String(shown->words),
                         cell(p->unit),
                         p->ratio == 0.0f ? QStringLiteral("-") : QString::number(double(p->ratio)),
                         p->hasRange() ? QStringLiteral("%1-%2").arg(p->minRaw).arg(p->maxRaw) : QStringLiteral("-"),
-                        cell(options.join(QLatin1String(", "))));
+                        cell(options.join(QLatin1String(", "))),
+                        settings ? QStringLiteral(" %1 |").arg(nutName(p->pointId)) : QString());
     }
     return out;
 }
@@ -60,15 +72,15 @@ QString rows(const QList<ParameterInformation*>& list)
 int main(int argc, char* argv[])
 {
     vek5_10_30k_View catalogue;
-    const QList<QPair<const char*, QList<ParameterInformation*>>> lists{
-        {"Device", catalogue.getDeviceData()}, {"Input", catalogue.getInputData()},
-        {"Output", catalogue.getOutputData()}, {"Bypass", catalogue.getBypassData()},
-        {"Battery", catalogue.getBatteryData()}, {"Rectifier and inverter", catalogue.getRecInvData()},
-        {"Basic settings", catalogue.getBasicConfig()}, {"Battery settings", catalogue.getBatteryConfig()},
-        {"Adjustments", catalogue.getAdjustConfig()}, {"Special settings", catalogue.getSpecialConfig()},
-        {"Device information", catalogue.getDevInfoConfig()}};
+    const struct { const char* title; QList<ParameterInformation*> rows; bool settings; } lists[] = {
+        {"Device", catalogue.getDeviceData(), false}, {"Input", catalogue.getInputData(), false},
+        {"Output", catalogue.getOutputData(), false}, {"Bypass", catalogue.getBypassData(), false},
+        {"Battery", catalogue.getBatteryData(), false}, {"Rectifier and inverter", catalogue.getRecInvData(), false},
+        {"Basic settings", catalogue.getBasicConfig(), true}, {"Battery settings", catalogue.getBatteryConfig(), true},
+        {"Adjustments", catalogue.getAdjustConfig(), true}, {"Special settings", catalogue.getSpecialConfig(), true},
+        {"Device information", catalogue.getDevInfoConfig(), true}};
     QString tables;
     for (const auto& list : lists)
-        tables += QStringLiteral("### %1\n\n%2\n").arg(QLatin1String(list.first), rows(list.second));
+        tables += QStringLiteral("### %1\n\n%2\n").arg(QLatin1String(list.title), rows(list.rows, list.settings));
     return docTableMain(argc, argv, tables, "upsmon-catalogue-doc", DocTable::PartOfFile);
 }
