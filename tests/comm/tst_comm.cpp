@@ -281,9 +281,11 @@ private slots:
         QCOMPARE(int(tio.c_iflag & (IXON | IXOFF | ICRNL | ISTRIP)), 0);
         QCOMPARE(int(tio.c_oflag & OPOST), 0);
         QCOMPARE(int(tio.c_cc[VMIN]), 0);
-        // A timeout change reaches an open line at once; ReOpen applies the kept settings again.
+        // A timeout or character size change reaches an open line at once; ReOpen applies the kept settings again.
         port.setTimeout(700);
         QCOMPARE(int(pty.attributes().c_cc[VTIME]), 7);
+        port.setDataBits(DATA_6);      // refused with 1.5 stop bits
+        QCOMPARE(int(g_lastRequest.c_cflag & CSIZE), int(port.settings().DataBits == DATA_6 ? CS6 : CS8));
         port.close();
         QVERIFY(port.ReOpen());
         const termios again = pty.attributes();

@@ -60,6 +60,7 @@ private slots:
             "start A,B => B state:",
             "B bypass off",     // the transfer cannot happen: the command waits
             "cmd B bypass.start admin@192.0.2.7 => B command: bypass.start queued",
+            "cmd A bypass.stop console => A command: bypass.stop queued",     // another unit's: B's still waits
             "reload A*,C => > configuration reloaded: 2 units; added C; removed B; restarted A; policy",
             "wait => B command: bypass.start not confirmed: the unit was removed from the configuration \\(by admin@192.0.2.7\\)",
             "wait => C state:",
