@@ -4,6 +4,7 @@
 
 #include "DocTableTool.h"
 #include "NutSettings.h"
+#include "WebCatalogue.h"
 #include "vek5_10_30k_View.h"
 
 #include <algorithm>
@@ -72,15 +73,12 @@ QString rows(const QList<ParameterInformation*>& list, bool settings)
 int main(int argc, char* argv[])
 {
     vek5_10_30k_View catalogue;
-    const struct { const char* title; QList<ParameterInformation*> rows; bool settings; } lists[] = {
-        {"Device", catalogue.getDeviceData(), false}, {"Input", catalogue.getInputData(), false},
-        {"Output", catalogue.getOutputData(), false}, {"Bypass", catalogue.getBypassData(), false},
-        {"Battery", catalogue.getBatteryData(), false}, {"Rectifier and inverter", catalogue.getRecInvData(), false},
-        {"Basic settings", catalogue.getBasicConfig(), true}, {"Battery settings", catalogue.getBatteryConfig(), true},
-        {"Adjustments", catalogue.getAdjustConfig(), true}, {"Special settings", catalogue.getSpecialConfig(), true},
-        {"Device information", catalogue.getDevInfoConfig(), true}};
+    const QList<QPair<const char*, QList<ParameterInformation*>>> settings{
+        {"Basic settings", catalogue.getBasicConfig()}, {"Battery settings", catalogue.getBatteryConfig()},
+        {"Adjustments", catalogue.getAdjustConfig()}, {"Special settings", catalogue.getSpecialConfig()},
+        {"Device information", catalogue.getDevInfoConfig()}};
     QString tables;
-    for (const auto& list : lists)
-        tables += QStringLiteral("### %1\n\n%2\n").arg(QLatin1String(list.title), rows(list.rows, list.settings));
+    for (const auto& list : WebCatalogue::realTimeTables(catalogue) + settings)
+        tables += QStringLiteral("### %1\n\n%2\n").arg(QLatin1String(list.first), rows(list.second, settings.contains(list)));
     return docTableMain(argc, argv, tables, "upsmon-catalogue-doc", DocTable::PartOfFile);
 }

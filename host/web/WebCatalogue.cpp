@@ -18,13 +18,17 @@ QString withoutColon(const QString& label)
 
 } // namespace
 
+QList<QPair<const char*, QList<ParameterInformation*>>> WebCatalogue::realTimeTables(vek5_10_30k_View& catalogue)
+{
+    return {{"Device", catalogue.getDeviceData()}, {"Input", catalogue.getInputData()},
+            {"Output", catalogue.getOutputData()}, {"Bypass", catalogue.getBypassData()},
+            {"Battery", catalogue.getBatteryData()}, {"Rectifier and inverter", catalogue.getRecInvData()}};
+}
+
 WebCatalogue::WebCatalogue()
 {
     vek5_10_30k_View catalogue;
-    const QList<QPair<const char*, QList<ParameterInformation*>>> lists{
-        {"Device", catalogue.getDeviceData()}, {"Input", catalogue.getInputData()},
-        {"Output", catalogue.getOutputData()}, {"Bypass", catalogue.getBypassData()},
-        {"Battery", catalogue.getBatteryData()}, {"Rectifier and inverter", catalogue.getRecInvData()}};
+    const auto lists = realTimeTables(catalogue);
     QJsonArray tables;
     for (const auto& list : lists) {
         Table t{QLatin1String(list.first), {}};

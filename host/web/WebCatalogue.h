@@ -19,9 +19,13 @@
 class EnergyFlow;
 struct NutSetting;
 
+class vek5_10_30k_View;
+
 class WebCatalogue
 {
 public:
+    // The real-time tables with their titles, in the order the pages show them.
+    static QList<QPair<const char*, QList<ParameterInformation*>>> realTimeTables(vek5_10_30k_View& catalogue);
     WebCatalogue();
 
     // {"tables": [...], "settings": [...], "commands": [...]}
