@@ -20,6 +20,7 @@
 #include <QHash>
 #include <QLibrary>
 #include <QMetaType>
+#include <QMutex>
 #include <QSettings>
 #include <QTcpSocket>
 #include <QTextCodec>
@@ -105,9 +106,20 @@ QString configDir()
     return QCoreApplication::applicationDirPath().replace("\\", "/") + "/PVMX/" + "drovaPanel" + "/db";
 }
 
+// Every cycle stamps its records; the collectors of a host share one text
+// per second instead of each formatting the local time anew.
 QString nowText()
 {
-    return QDateTime::currentDateTime().toString("yyyy-MM-dd hh:mm:ss");
+    static QBasicMutex lock;
+    static qint64 second = -1;
+    static QString text;
+    const qint64 now = QDateTime::currentSecsSinceEpoch();
+    QMutexLocker locker(&lock);
+    if (now != second) {
+        text = QDateTime::fromSecsSinceEpoch(now).toString("yyyy-MM-dd hh:mm:ss");
+        second = now;
+    }
+    return text;
 }
 
 PortManage* portManager(void* handle)

@@ -4,6 +4,7 @@
 
 #include "CollectThread.h"
 #include "EventFormatter.h"
+#include "NoLoopDispatcher.h"
 
 namespace {
 
@@ -21,6 +22,7 @@ UnitPoller::UnitPoller(CollectThread* collector, int intervalSec, QObject* paren
     : QThread(parent), m_collector(collector), m_intervalSec(intervalSec > 0 ? intervalSec : 1),
       m_phaseMs(kFirstPhaseMs + int(s_pollers.fetch_add(1) * unsigned(kPhaseStepMs) % kPhaseSpreadMs))
 {
+    setEventDispatcher(new NoLoopDispatcher);
     // Every cycle ends with the data report: that is how the poller learns
     // whether poll() ran one.
     connect(m_collector, &CollectThread::postDEvent, this,
