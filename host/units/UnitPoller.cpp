@@ -8,19 +8,15 @@
 
 namespace {
 
-// How far into its second a poller wakes: at least a few clock ticks, at
-// most well before the second ends; successive pollers spread over it.
-const int kFirstPhaseMs = 20;
-const int kPhaseSpreadMs = 900;
-const int kPhaseStepMs = 397;   // coprime with the spread: 900 pollers, 900 points
-std::atomic<unsigned> s_pollers{0};
+// How far into its due second a poller wakes: a few clock ticks, so that
+// time() has turned too.
+const std::chrono::milliseconds kIntoSecond(20);
 const std::chrono::milliseconds kLagRetry(10);
 
 } // namespace
 
 UnitPoller::UnitPoller(CollectThread* collector, int intervalSec, QObject* parent)
-    : QThread(parent), m_collector(collector), m_intervalSec(intervalSec > 0 ? intervalSec : 1),
-      m_phaseMs(kFirstPhaseMs + int(s_pollers.fetch_add(1) * unsigned(kPhaseStepMs) % kPhaseSpreadMs))
+    : QThread(parent), m_collector(collector), m_intervalSec(intervalSec > 0 ? intervalSec : 1)
 {
     setEventDispatcher(new NoLoopDispatcher);
     // Every cycle ends with the data report: that is how the poller learns
@@ -58,9 +54,10 @@ void UnitPoller::run()
     // it set at its last cycle (that cycle's time() plus the interval), or
     // when a command waits. `due` follows it from this side. time() reads a
     // clock that may lag the one the wait uses by a tick, so the poller
-    // wakes a little into the second; each poller at its own point of it, so
-    // that units started together do not all run at the same instant.
-    const auto phase = std::chrono::milliseconds(m_phaseMs);
+    // wakes a little into the second. Every poller at the same point of it:
+    // units whose cycles fall together run them back to back on cores and
+    // caches the one before left warm. Spread over the second, each cycle
+    // found them cold and cost up to twice the CPU.
     std::time_t due = 0;
     Clock::time_point wakeAt = Clock::from_time_t(due);
     std::unique_lock<std::mutex> lock(m_lock);
@@ -85,7 +82,7 @@ void UnitPoller::run()
                 // next whole second.
                 due = now + 1;
         }
-        wakeAt = Clock::from_time_t(due) + phase;
+        wakeAt = Clock::from_time_t(due) + kIntoSecond;
         // time() still behind the wait's clock: look again shortly, not at once.
         wakeAt = std::max(wakeAt, Clock::now() + kLagRetry);
         lock.lock();

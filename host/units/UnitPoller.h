@@ -47,7 +47,6 @@ protected:
 private:
     CollectThread* m_collector;
     const int m_intervalSec;
-    const int m_phaseMs;        // where in its due second the poller wakes
     bool m_cycleRan = false;    // poller thread only
     std::atomic<bool> m_finished{false};
     std::mutex m_lock;          // over the commands and the stop flag
